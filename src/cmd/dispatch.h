@@ -1,0 +1,10 @@
+// The modelr command: word splitting, event draining and the choice of a
+// family by the first recognised keyword.
+#pragma once
+
+#include "cmd/words.h"
+
+// Finds the family of the first recognised word and runs it. Leading words
+// that name no family are skipped; when none is found,
+// "modelr: unknown command: %s" names the last word examined.
+void dispatchCommand(CommandWords* list);

@@ -1,0 +1,49 @@
+// Reading argument words. Every handler reads every argument through
+// parseValue, so these rules decide which words count as numbers:
+//  - classifyNumber: digits and '-' anywhere keep a text an integer; the
+//    first '.' makes it a decimal; a second '.' or any other character makes
+//    it not a number. "", "-", "--5" and "1-2" are integers.
+//  - integer: only integer texts; the value as atoi reads it ("3-4" is 3).
+//  - float: integer or decimal texts (no exponents); as atof, narrowed.
+//  - string: always; the destination receives the word itself.
+//  - boolean: an integer text gives its value (7 stays 7); "on" and "true"
+//    give 1, "off" and "false" give 0; everything else is refused.
+// Numbers that do not fit the destination (beyond 32 bits, or beyond single
+// precision) are refused rather than stored wrapped or infinite.
+#pragma once
+
+#include <cstdint>
+
+enum ValueKind {
+  kValueInteger = 1,
+  kValueFloat = 2,
+  kValueString = 3,
+  kValueBoolean = 4,
+};
+
+enum NumberClass {
+  kNumberInteger = 1,
+  kNumberDecimal = 2,
+  kNotANumber = 3,
+};
+
+// 0 for a null text.
+int classifyNumber(const char* text);
+
+// Returns 1 when the word was accepted and stored, 0 otherwise (also for a
+// null destination or word). Destinations: int32_t for integer and boolean,
+// float for float, const char* for string.
+int parseValue(void* destination, const char* word, int kind);
+
+inline bool parseInt(int32_t* out, const char* word) {
+  return parseValue(out, word, kValueInteger) != 0;
+}
+inline bool parseFloat(float* out, const char* word) {
+  return parseValue(out, word, kValueFloat) != 0;
+}
+inline bool parseBool(int32_t* out, const char* word) {
+  return parseValue(out, word, kValueBoolean) != 0;
+}
+inline bool parseString(const char** out, const char* word) {
+  return parseValue(out, word, kValueString) != 0;
+}

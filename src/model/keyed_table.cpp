@@ -1,0 +1,532 @@
+#include "model/keyed_table.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr int32_t kMaxKeyChars = kTableKeyBytes - 1;
+constexpr int32_t kMaxCapacity = 1 << 30;
+
+// murmur3 finalizer. Keeping runs of point numbers in neighbouring buckets
+// would be kinder to the cache, but separate dense ranges (1..1e5 and
+// 1e7..) then overlap into probe runs of thousands.
+inline uint32_t mixInt(uint32_t h) {
+  h ^= h >> 16;
+  h *= 0x85ebca6bu;
+  h ^= h >> 13;
+  h *= 0xc2b2ae35u;
+  h ^= h >> 16;
+  return h;
+}
+
+// Eight bytes per step; keys like "joint_12345" take two steps.
+uint32_t hashString(const char* s, size_t len) {
+  uint64_t h = 0x9e3779b97f4a7c15ull ^ (len * 0xff51afd7ed558ccdull);
+  while (len >= 8) {
+    uint64_t w;
+    memcpy(&w, s, 8);
+    h ^= w;
+    h *= 0xbf58476d1ce4e5b9ull;
+    h ^= h >> 31;
+    s += 8;
+    len -= 8;
+  }
+  if (len > 0) {
+    uint64_t w = 0;
+    memcpy(&w, s, len);
+    h ^= w;
+    h *= 0xbf58476d1ce4e5b9ull;
+    h ^= h >> 31;
+  }
+  h ^= h >> 33;
+  h *= 0xff51afd7ed558ccdull;
+  h ^= h >> 33;
+  return static_cast<uint32_t>(h);
+}
+
+// Length of the key as stored: cut at kMaxKeyChars.
+inline size_t keyLength(const char* key) {
+  size_t n = 0;
+  while (n < static_cast<size_t>(kMaxKeyChars) && key[n] != '\0') ++n;
+  return n;
+}
+
+inline bool inUseAt(const KeyedTable* t, int32_t slot) {
+  return slot >= 0 && slot < t->capacity && t->inUse[slot] != 0;
+}
+
+inline const char* storedKey(const KeyedTable* t, int32_t slot) {
+  return t->stringKeys + static_cast<size_t>(slot) * kTableKeyBytes;
+}
+
+inline unsigned char* elementOf(const KeyedTable* t, int32_t slot) {
+  return t->elements + static_cast<size_t>(slot) * t->elementSize;
+}
+
+// realloc that does not mistake a zero-byte request for failure.
+void* resize(void* p, size_t bytes) { return realloc(p, bytes ? bytes : 1); }
+void* allocate(size_t bytes) { return malloc(bytes ? bytes : 1); }
+
+// ---- hash index -------------------------------------------------------
+
+// Bucket word 0 is the int key (kind 1) or the key's hash (kind 2); the
+// home bucket follows from it without touching the slot arrays.
+inline uint32_t homeOf(const KeyedTable* t, uint32_t word) {
+  uint32_t h = t->kind == kIntKeyed ? mixInt(word) : word;
+  return h & static_cast<uint32_t>(t->bucketCount - 1);
+}
+
+inline int32_t bucketSlot(const KeyedTable* t, uint32_t b) {
+  return static_cast<int32_t>(t->buckets[2 * static_cast<size_t>(b) + 1] - 1);
+}
+
+inline void setBucket(KeyedTable* t, uint32_t b, uint32_t word, int32_t slot) {
+  t->buckets[2 * static_cast<size_t>(b)] = word;
+  t->buckets[2 * static_cast<size_t>(b) + 1] = static_cast<uint32_t>(slot) + 1;
+}
+
+// The probes return the bucket holding the key when found, otherwise the
+// empty bucket that ends its run, which is where an insert puts it.
+// They need bucketCount > 0.
+uint32_t probeInt(const KeyedTable* t, uint32_t key, bool* found) {
+  const uint32_t mask = static_cast<uint32_t>(t->bucketCount - 1);
+  for (uint32_t i = mixInt(key) & mask;; i = (i + 1) & mask) {
+    const uint32_t* b = t->buckets + 2 * static_cast<size_t>(i);
+    if (b[1] == 0 || b[0] == key) {
+      *found = b[1] != 0;
+      return i;
+    }
+  }
+}
+
+uint32_t probeString(const KeyedTable* t, const char* key, size_t len,
+                     uint32_t h, bool* found) {
+  const uint32_t mask = static_cast<uint32_t>(t->bucketCount - 1);
+  for (uint32_t i = h & mask;; i = (i + 1) & mask) {
+    const uint32_t* b = t->buckets + 2 * static_cast<size_t>(i);
+    if (b[1] == 0) {
+      *found = false;
+      return i;
+    }
+    if (b[0] == h) {
+      const char* s = storedKey(t, static_cast<int32_t>(b[1] - 1));
+      if (memcmp(s, key, len) == 0 && s[len] == '\0') {
+        *found = true;
+        return i;
+      }
+    }
+  }
+}
+
+// Bucket of the key, or -1.
+int32_t findIntBucket(const KeyedTable* t, int32_t key) {
+  if (t->bucketCount == 0) return -1;
+  bool found;
+  uint32_t b = probeInt(t, static_cast<uint32_t>(key), &found);
+  return found ? static_cast<int32_t>(b) : -1;
+}
+
+int32_t findStringBucket(const KeyedTable* t, const char* key, size_t len,
+                         uint32_t h) {
+  if (t->bucketCount == 0) return -1;
+  bool found;
+  uint32_t b = probeString(t, key, len, h, &found);
+  return found ? static_cast<int32_t>(b) : -1;
+}
+
+// Backward-shift deletion: pull later members of the probe run into the
+// hole so lookups never need tombstones.
+void indexErase(KeyedTable* t, uint32_t hole) {
+  const uint32_t mask = static_cast<uint32_t>(t->bucketCount - 1);
+  uint32_t* b = t->buckets;
+  uint32_t j = hole;
+  for (;;) {
+    j = (j + 1) & mask;
+    if (b[2 * static_cast<size_t>(j) + 1] == 0) break;
+    const uint32_t home = homeOf(t, b[2 * static_cast<size_t>(j)]);
+    // The entry at j may fill the hole unless its home lies in (hole, j].
+    if (((j - home) & mask) >= ((j - hole) & mask)) {
+      b[2 * static_cast<size_t>(hole)] = b[2 * static_cast<size_t>(j)];
+      b[2 * static_cast<size_t>(hole) + 1] = b[2 * static_cast<size_t>(j) + 1];
+      hole = j;
+    }
+  }
+  b[2 * static_cast<size_t>(hole)] = 0;
+  b[2 * static_cast<size_t>(hole) + 1] = 0;
+}
+
+// True when one more key would push the load above one half.
+inline bool indexFull(const KeyedTable* t) {
+  return 2 * (static_cast<int64_t>(t->count) + 1) > t->bucketCount;
+}
+
+// Doubles the bucket array (or makes the first one) and re-indexes.
+bool indexGrow(KeyedTable* t) {
+  const int64_t need = t->bucketCount ? 2 * static_cast<int64_t>(t->bucketCount)
+                                      : 2 * kTableInitialCapacity;
+  if (need > (int64_t(1) << 30)) return false;
+  uint32_t* fresh = static_cast<uint32_t*>(
+      calloc(2 * static_cast<size_t>(need), sizeof(uint32_t)));
+  if (!fresh) return false;
+  free(t->buckets);
+  t->buckets = fresh;
+  t->bucketCount = static_cast<int32_t>(need);
+  // Rebuild from the slots; the per-slot hashes spare rehashing strings.
+  const uint32_t mask = static_cast<uint32_t>(need - 1);
+  for (int32_t s = 0; s < t->highWater; ++s) {
+    if (!t->inUse[s]) continue;
+    const uint32_t word = t->kind == kIntKeyed
+                              ? static_cast<uint32_t>(t->intKeys[s])
+                              : t->hashes[s];
+    uint32_t i = homeOf(t, word);
+    while (fresh[2 * static_cast<size_t>(i) + 1] != 0) i = (i + 1) & mask;
+    setBucket(t, i, word, s);
+  }
+  return true;
+}
+
+// ---- free-slot heap ---------------------------------------------------
+
+void heapPush(KeyedTable* t, int32_t slot) {
+  int32_t* h = t->freeHeap;
+  int32_t i = t->freeCount++;
+  while (i > 0) {
+    int32_t parent = (i - 1) / 2;
+    if (h[parent] <= slot) break;
+    h[i] = h[parent];
+    i = parent;
+  }
+  h[i] = slot;
+}
+
+int32_t heapPop(KeyedTable* t) {
+  int32_t* h = t->freeHeap;
+  const int32_t top = h[0];
+  const int32_t last = h[--t->freeCount];
+  const int32_t n = t->freeCount;
+  int32_t i = 0;
+  for (;;) {
+    int32_t c = 2 * i + 1;
+    if (c >= n) break;
+    if (c + 1 < n && h[c + 1] < h[c]) ++c;
+    if (last <= h[c]) break;
+    h[i] = h[c];
+    i = c;
+  }
+  if (n > 0) h[i] = last;
+  return top;
+}
+
+// ---- slots ------------------------------------------------------------
+
+// Doubles (or first allocates) every per-slot array. On failure the
+// table is unchanged apart from arrays that may already be larger.
+bool growSlots(KeyedTable* t) {
+  const int32_t old = t->capacity;
+  if (old >= kMaxCapacity) return false;
+  const int32_t cap = old ? old * 2 : kTableInitialCapacity;
+  const size_t n = static_cast<size_t>(cap);
+
+  void* p = resize(t->inUse, n);
+  if (!p) return false;
+  t->inUse = static_cast<unsigned char*>(p);
+  p = resize(t->elements, n * static_cast<size_t>(t->elementSize));
+  if (!p) return false;
+  t->elements = static_cast<unsigned char*>(p);
+  p = resize(t->freeHeap, n * sizeof(int32_t));
+  if (!p) return false;
+  t->freeHeap = static_cast<int32_t*>(p);
+  if (t->kind == kStringKeyed) {
+    p = resize(t->stringKeys, n * kTableKeyBytes);
+    if (!p) return false;
+    t->stringKeys = static_cast<char*>(p);
+    p = resize(t->hashes, n * sizeof(uint32_t));
+    if (!p) return false;
+    t->hashes = static_cast<uint32_t*>(p);
+  } else {
+    p = resize(t->intKeys, n * sizeof(int32_t));
+    if (!p) return false;
+    t->intKeys = static_cast<int32_t*>(p);
+  }
+
+  const size_t o = static_cast<size_t>(old);
+  const size_t grown = n - o;
+  memset(t->inUse + o, 0, grown);
+  memset(t->elements + o * t->elementSize, 0, grown * t->elementSize);
+  if (t->kind == kStringKeyed) {
+    memset(t->stringKeys + o * kTableKeyBytes, 0, grown * kTableKeyBytes);
+    memset(t->hashes + o, 0, grown * sizeof(uint32_t));
+  } else {
+    memset(t->intKeys + o, 0, grown * sizeof(int32_t));
+  }
+  t->capacity = cap;
+  return true;
+}
+
+// Takes the lowest free slot, growing if none is left; -1 when out of
+// memory. The slot is not yet marked in use.
+int32_t takeSlot(KeyedTable* t) {
+  if (t->freeCount > 0) return heapPop(t);
+  if (t->highWater == t->capacity && !growSlots(t)) return -1;
+  return t->highWater++;
+}
+
+void* occupy(KeyedTable* t, int32_t slot) {
+  t->inUse[slot] = 1;
+  ++t->count;
+  unsigned char* e = elementOf(t, slot);
+  memset(e, 0, static_cast<size_t>(t->elementSize));
+  return e;
+}
+
+void vacate(KeyedTable* t, int32_t slot) {
+  t->inUse[slot] = 0;
+  --t->count;
+  heapPush(t, slot);
+}
+
+void clearFields(KeyedTable* t) {
+  const int32_t kind = t->kind;
+  const int32_t size = t->elementSize;
+  memset(t, 0, sizeof(*t));
+  t->kind = kind;
+  t->elementSize = size;
+  t->cursor = -1;
+}
+
+}  // namespace
+
+void tableInit(KeyedTable* t, int32_t elementSize, TableKind kind) {
+  t->kind = kind;
+  t->elementSize = elementSize < 0 ? 0 : elementSize;
+  clearFields(t);
+}
+
+void* tableInsert(KeyedTable* t, int32_t key) {
+  if (t->kind == kUnkeyed) {
+    int32_t slot = takeSlot(t);
+    if (slot < 0) return nullptr;
+    t->intKeys[slot] = key;
+    return occupy(t, slot);
+  }
+  if (t->kind != kIntKeyed) return nullptr;
+  const uint32_t k = static_cast<uint32_t>(key);
+  bool found = false;
+  uint32_t b = 0;
+  if (t->bucketCount > 0) {
+    b = probeInt(t, k, &found);
+    if (found) return elementOf(t, bucketSlot(t, b));
+  }
+  if (indexFull(t)) {
+    if (!indexGrow(t)) return nullptr;
+    b = probeInt(t, k, &found);
+  }
+  const int32_t slot = takeSlot(t);
+  if (slot < 0) return nullptr;
+  t->intKeys[slot] = key;
+  setBucket(t, b, k, slot);
+  return occupy(t, slot);
+}
+
+void* tableInsert(KeyedTable* t, const char* key) {
+  if (t->kind != kStringKeyed || !key) return nullptr;
+  const size_t len = keyLength(key);
+  const uint32_t h = hashString(key, len);
+  bool found = false;
+  uint32_t b = 0;
+  if (t->bucketCount > 0) {
+    b = probeString(t, key, len, h, &found);
+    if (found) return elementOf(t, bucketSlot(t, b));
+  }
+  if (indexFull(t)) {
+    if (!indexGrow(t)) return nullptr;
+    b = probeString(t, key, len, h, &found);
+  }
+  const int32_t slot = takeSlot(t);
+  if (slot < 0) return nullptr;
+  char* s = t->stringKeys + static_cast<size_t>(slot) * kTableKeyBytes;
+  memcpy(s, key, len);
+  s[len] = '\0';
+  t->hashes[slot] = h;
+  setBucket(t, b, h, slot);
+  return occupy(t, slot);
+}
+
+void* tableFind(const KeyedTable* t, int32_t key) {
+  if (t->kind != kIntKeyed) return nullptr;
+  int32_t b = findIntBucket(t, key);
+  if (b < 0) return nullptr;
+  return elementOf(t, bucketSlot(t, static_cast<uint32_t>(b)));
+}
+
+void* tableFind(const KeyedTable* t, const char* key) {
+  if (t->kind != kStringKeyed || !key) return nullptr;
+  const size_t len = keyLength(key);
+  int32_t b = findStringBucket(t, key, len, hashString(key, len));
+  if (b < 0) return nullptr;
+  return elementOf(t, bucketSlot(t, static_cast<uint32_t>(b)));
+}
+
+bool tableRemove(KeyedTable* t, int32_t key) {
+  if (t->kind != kIntKeyed) return false;
+  int32_t b = findIntBucket(t, key);
+  if (b < 0) return false;
+  int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
+  indexErase(t, static_cast<uint32_t>(b));
+  vacate(t, slot);
+  return true;
+}
+
+bool tableRemove(KeyedTable* t, const char* key) {
+  if (t->kind != kStringKeyed || !key) return false;
+  const size_t len = keyLength(key);
+  int32_t b = findStringBucket(t, key, len, hashString(key, len));
+  if (b < 0) return false;
+  int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
+  indexErase(t, static_cast<uint32_t>(b));
+  t->hashes[slot] = 0;
+  vacate(t, slot);
+  return true;
+}
+
+void* tableFirst(KeyedTable* t, int32_t* key) {
+  t->cursor = -1;
+  return tableNext(t, key);
+}
+
+void* tableNext(KeyedTable* t, int32_t* key) {
+  t->cursor = tableNextSlot(t, t->cursor);
+  if (t->cursor < 0) return nullptr;
+  if (key) *key = tableIntKeyAt(t, t->cursor);
+  return elementOf(t, t->cursor);
+}
+
+void* tableFirst(KeyedTable* t, const char** key) {
+  t->cursor = -1;
+  return tableNext(t, key);
+}
+
+void* tableNext(KeyedTable* t, const char** key) {
+  t->cursor = tableNextSlot(t, t->cursor);
+  if (t->cursor < 0) return nullptr;
+  if (key) *key = tableStringKeyAt(t, t->cursor);
+  return elementOf(t, t->cursor);
+}
+
+int32_t tableNextSlot(const KeyedTable* t, int32_t slot) {
+  // Slots at or above highWater have never been used.
+  int32_t s = slot < -1 ? 0 : slot + 1;
+  for (; s < t->highWater; ++s)
+    if (t->inUse[s]) return s;
+  return -1;
+}
+
+void* tableElementAt(const KeyedTable* t, int32_t slot) {
+  return inUseAt(t, slot) ? elementOf(t, slot) : nullptr;
+}
+
+int32_t tableIntKeyAt(const KeyedTable* t, int32_t slot) {
+  if (!t->intKeys || !inUseAt(t, slot)) return 0;
+  return t->intKeys[slot];
+}
+
+const char* tableStringKeyAt(const KeyedTable* t, int32_t slot) {
+  if (!t->stringKeys || !inUseAt(t, slot)) return nullptr;
+  return storedKey(t, slot);
+}
+
+int32_t tableCount(const KeyedTable* t) { return t->count; }
+
+namespace {
+
+int32_t rankOf(const KeyedTable* t, int32_t slot) {
+  int32_t rank = 0;
+  for (int32_t s = 0; s < slot; ++s) rank += t->inUse[s];
+  return rank;
+}
+
+}  // namespace
+
+int32_t tablePosition(const KeyedTable* t, int32_t key, bool ordinal) {
+  if (t->kind != kIntKeyed) return -1;
+  int32_t b = findIntBucket(t, key);
+  if (b < 0) return -1;
+  int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
+  return ordinal ? rankOf(t, slot) : slot;
+}
+
+int32_t tablePosition(const KeyedTable* t, const char* key, bool ordinal) {
+  if (t->kind != kStringKeyed || !key) return -1;
+  const size_t len = keyLength(key);
+  int32_t b = findStringBucket(t, key, len, hashString(key, len));
+  if (b < 0) return -1;
+  int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
+  return ordinal ? rankOf(t, slot) : slot;
+}
+
+void* tableNth(const KeyedTable* t, int32_t n) {
+  if (n < 0 || n >= t->count) return nullptr;
+  for (int32_t s = 0; s < t->highWater; ++s) {
+    if (t->inUse[s] && n-- == 0) return elementOf(t, s);
+  }
+  return nullptr;
+}
+
+namespace {
+
+// Copies `bytes` from src into a fresh block; a null src stays null.
+bool duplicate(const void* src, size_t bytes, void** out) {
+  *out = nullptr;
+  if (!src) return true;
+  *out = allocate(bytes);
+  if (!*out) return false;
+  memcpy(*out, src, bytes);
+  return true;
+}
+
+}  // namespace
+
+void tableCopy(const KeyedTable* src, KeyedTable* dst) {
+  *dst = *src;
+  dst->inUse = nullptr;
+  dst->intKeys = nullptr;
+  dst->stringKeys = nullptr;
+  dst->elements = nullptr;
+  dst->buckets = nullptr;
+  dst->hashes = nullptr;
+  dst->freeHeap = nullptr;
+
+  const size_t cap = static_cast<size_t>(src->capacity);
+  void* p[7] = {};
+  bool ok = duplicate(src->inUse, cap, &p[0]) &&
+            duplicate(src->intKeys, cap * sizeof(int32_t), &p[1]) &&
+            duplicate(src->stringKeys, cap * kTableKeyBytes, &p[2]) &&
+            duplicate(src->elements, cap * src->elementSize, &p[3]) &&
+            duplicate(src->buckets,
+                      2 * static_cast<size_t>(src->bucketCount) * sizeof(uint32_t),
+                      &p[4]) &&
+            duplicate(src->hashes, cap * sizeof(uint32_t), &p[5]) &&
+            duplicate(src->freeHeap, cap * sizeof(int32_t), &p[6]);
+  dst->inUse = static_cast<unsigned char*>(p[0]);
+  dst->intKeys = static_cast<int32_t*>(p[1]);
+  dst->stringKeys = static_cast<char*>(p[2]);
+  dst->elements = static_cast<unsigned char*>(p[3]);
+  dst->buckets = static_cast<uint32_t*>(p[4]);
+  dst->hashes = static_cast<uint32_t*>(p[5]);
+  dst->freeHeap = static_cast<int32_t*>(p[6]);
+  // Out of memory: free what was duplicated and leave dst empty.
+  if (!ok) tableRelease(dst);
+}
+
+void tableRelease(KeyedTable* t) {
+  free(t->inUse);
+  free(t->intKeys);
+  free(t->stringKeys);
+  free(t->elements);
+  free(t->buckets);
+  free(t->hashes);
+  free(t->freeHeap);
+  clearFields(t);
+}

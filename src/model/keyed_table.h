@@ -1,0 +1,115 @@
+// KeyedTable: the one container of the model document.
+//
+// A table holds fixed-size elements in slots. It is unkeyed (kind 0),
+// integer-keyed (kind 1) or string-keyed (kind 2, keys up to 255 characters).
+//
+// Contract, stated once:
+//  - insert is find-or-add: an existing key returns its element unchanged.
+//    A new key takes the lowest free slot; its element is zero-filled.
+//    Kind 0 stores the key but never finds it again (every insert adds).
+//  - The first insertion allocates 16 slots; when no slot is free the
+//    capacity doubles. Element pointers stay valid only until the next
+//    insertion into the same table.
+//  - remove frees the slot; a later insertion reuses the lowest free slot,
+//    so iteration (slot order) is not creation order.
+//  - Iteration is in slot order. tableFirst/tableNext keep their cursor in
+//    the table: one such walk per table at a time. tableNextSlot walks
+//    without the cursor and may be nested.
+//  - String keys longer than 255 characters are cut to 255 for storing and
+//    for looking up alike.
+//  - Integer and string keys are indexed by hash: find, insert and remove
+//    take constant time on average.
+//
+// The table is a plain record of raw pointers, so a table embedded in an
+// element of another table may be moved with memcpy (as reallocation does).
+// Records with heap arrays must release them before their slot is removed.
+#pragma once
+
+#include <cstdint>
+
+enum TableKind : int32_t {
+  kUnkeyed = 0,
+  kIntKeyed = 1,
+  kStringKeyed = 2,
+};
+
+constexpr int kTableKeyBytes = 256;  // a string key with its terminator
+constexpr int kTableInitialCapacity = 16;
+
+struct KeyedTable {
+  int32_t kind;
+  int32_t cursor;       // slot of the tableFirst/tableNext walk
+  int32_t count;        // slots in use
+  int32_t elementSize;  // bytes per element
+  int32_t capacity;     // slots allocated
+  unsigned char* inUse; // one flag per slot
+  int32_t* intKeys;     // kinds 0 and 1: key per slot
+  char* stringKeys;     // kind 2: kTableKeyBytes per slot
+  unsigned char* elements;  // capacity * elementSize bytes
+
+  // Hash index from key to slot (kinds 1 and 2). Open addressing with
+  // linear probing; each bucket is {key or hash, slot + 1}, 0 = empty.
+  uint32_t* buckets;    // 2 * bucketCount words
+  int32_t bucketCount;  // power of two, or 0 before the first insert
+  uint32_t* hashes;     // kind 2: hash of each slot's key
+
+  // Free slots below `highWater`, kept as a min-heap so that the lowest
+  // one is taken first. Slots at or above highWater have never been used.
+  int32_t* freeHeap;
+  int32_t freeCount;
+  int32_t highWater;
+};
+
+void tableInit(KeyedTable* t, int32_t elementSize, TableKind kind);
+
+void* tableInsert(KeyedTable* t, int32_t key);      // kinds 0 and 1
+void* tableInsert(KeyedTable* t, const char* key);  // kind 2
+void* tableFind(const KeyedTable* t, int32_t key);
+void* tableFind(const KeyedTable* t, const char* key);
+// Returns true when the key was present (and its slot is now free).
+bool tableRemove(KeyedTable* t, int32_t key);
+bool tableRemove(KeyedTable* t, const char* key);
+
+// Cursor walk in slot order; the key out-parameters may be null.
+void* tableFirst(KeyedTable* t, int32_t* key);
+void* tableNext(KeyedTable* t, int32_t* key);
+void* tableFirst(KeyedTable* t, const char** key);
+void* tableNext(KeyedTable* t, const char** key);
+
+// Cursor-free walk: the next slot in use after `slot` (-1 to start), or -1.
+int32_t tableNextSlot(const KeyedTable* t, int32_t slot);
+void* tableElementAt(const KeyedTable* t, int32_t slot);
+int32_t tableIntKeyAt(const KeyedTable* t, int32_t slot);
+const char* tableStringKeyAt(const KeyedTable* t, int32_t slot);
+
+int32_t tableCount(const KeyedTable* t);
+// Slot index of the key, or with `ordinal` its rank among slots in use;
+// -1 when absent.
+int32_t tablePosition(const KeyedTable* t, int32_t key, bool ordinal);
+int32_t tablePosition(const KeyedTable* t, const char* key, bool ordinal);
+// The element of the n-th slot in use (0-based, slot order), or null.
+void* tableNth(const KeyedTable* t, int32_t n);
+
+// Deep copy of the table's own arrays (elements are copied byte for byte;
+// heap arrays owned by elements are shared, not duplicated).
+// `dst` must not hold arrays of its own.
+void tableCopy(const KeyedTable* src, KeyedTable* dst);
+// Frees the arrays; the table is empty again and keeps kind and size.
+void tableRelease(KeyedTable* t);
+
+// Typed conveniences for callers that know the element type.
+template <class T> T* tableInsertT(KeyedTable* t, int32_t key) {
+  return static_cast<T*>(tableInsert(t, key));
+}
+template <class T> T* tableInsertT(KeyedTable* t, const char* key) {
+  return static_cast<T*>(tableInsert(t, key));
+}
+template <class T> T* tableFindT(const KeyedTable* t, int32_t key) {
+  return static_cast<T*>(tableFind(t, key));
+}
+template <class T> T* tableFindT(const KeyedTable* t, const char* key) {
+  return static_cast<T*>(tableFind(t, key));
+}
+template <class T> T* tableAt(const KeyedTable* t, int32_t slot) {
+  return static_cast<T*>(tableElementAt(t, slot));
+}

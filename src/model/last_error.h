@@ -1,0 +1,20 @@
+// LastError: the one process-wide text through which document operations
+// and file readers say why they refused. While a file is read, a reading
+// context makes every report carry its position.
+#pragma once
+
+// Replaces the text; null or "" clears it. With a reading context the text
+// becomes "%s (file: %s, line: %d)", or "%s (line: %d)" when only a line is
+// known. The result is cut to 255 characters.
+void lastErrorReport(const char* text);
+// printf-style convenience; formats into a bounded buffer, then reports.
+void lastErrorReportf(const char* format, ...)
+    __attribute__((format(printf, 1, 2)));
+// The current text, or null when there is none.
+const char* lastErrorText();
+void lastErrorClear();
+
+// Reading context: `file` may be null (then only the line is added);
+// a line of 0 or less means no context.
+void lastErrorSetContext(const char* file, int line);
+void lastErrorClearContext();

@@ -1,0 +1,216 @@
+#include "model/keyed_table.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+struct Elem {
+  int32_t key;
+  int32_t tag;
+};
+
+struct Table {
+  KeyedTable t;
+  Table(TableKind kind, int32_t size = sizeof(Elem)) { tableInit(&t, size, kind); }
+  ~Table() { tableRelease(&t); }
+  KeyedTable* operator->() { return &t; }
+  KeyedTable* get() { return &t; }
+};
+
+void fill(KeyedTable* t, int32_t from, int32_t to) {
+  for (int32_t k = from; k < to; ++k) tableInsertT<Elem>(t, k)->key = k;
+}
+
+}  // namespace
+
+TEST(KeyedTable, ReusesLowestFreeSlotAfterRemove) {
+  Table t(kIntKeyed);
+  fill(t.get(), 100, 110);
+  ASSERT_TRUE(tableRemove(t.get(), 107));
+  ASSERT_TRUE(tableRemove(t.get(), 102));
+  ASSERT_TRUE(tableRemove(t.get(), 105));
+  tableInsert(t.get(), 500);
+  tableInsert(t.get(), 501);
+  EXPECT_EQ(tablePosition(t.get(), 500, false), 2);
+  EXPECT_EQ(tablePosition(t.get(), 501, false), 5);
+
+  // Iteration follows slots, not creation order; removed slots are skipped.
+  std::vector<int32_t> seen;
+  int32_t key = 0;
+  for (void* e = tableFirst(t.get(), &key); e; e = tableNext(t.get(), &key))
+    seen.push_back(key);
+  std::vector<int32_t> want{100, 101, 500, 103, 104, 501, 106, 108, 109};
+  EXPECT_EQ(seen, want);
+  EXPECT_EQ(tableNextSlot(t.get(), 6), 8);  // slot 7 is still free
+}
+
+TEST(KeyedTable, DoublesCapacityOnSeventeenthInsertKeepingKeys) {
+  Table t(kIntKeyed);
+  EXPECT_EQ(t->capacity, 0);
+  fill(t.get(), 0, 16);
+  EXPECT_EQ(t->capacity, 16);
+  tableInsertT<Elem>(t.get(), 16)->key = 16;
+  EXPECT_EQ(t->capacity, 32);
+  EXPECT_EQ(tableCount(t.get()), 17);
+  for (int32_t k = 0; k <= 16; ++k) {
+    Elem* e = tableFindT<Elem>(t.get(), k);
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->key, k);
+  }
+}
+
+TEST(KeyedTable, InsertOfExistingKeyKeepsElementAndCount) {
+  Table t(kIntKeyed);
+  tableInsertT<Elem>(t.get(), 7)->tag = 42;
+  Elem* again = tableInsertT<Elem>(t.get(), 7);
+  EXPECT_EQ(again->tag, 42);
+  EXPECT_EQ(tableCount(t.get()), 1);
+  // A reused slot comes back zero-filled, not with the old bytes.
+  tableRemove(t.get(), 7);
+  EXPECT_EQ(tableInsertT<Elem>(t.get(), 8)->tag, 0);
+}
+
+TEST(KeyedTable, UnkeyedTableNeverFindsAndAlwaysAdds) {
+  Table t(kUnkeyed);
+  tableInsert(t.get(), 5);
+  tableInsert(t.get(), 5);
+  EXPECT_EQ(tableCount(t.get()), 2);
+  EXPECT_EQ(tableFind(t.get(), 5), nullptr);
+  EXPECT_FALSE(tableRemove(t.get(), 5));
+  EXPECT_EQ(tablePosition(t.get(), 5, false), -1);
+  EXPECT_EQ(tableIntKeyAt(t.get(), 1), 5);
+}
+
+TEST(KeyedTable, RefusesWrongKindAndNullKeys) {
+  Table ints(kIntKeyed), strs(kStringKeyed);
+  EXPECT_EQ(tableInsert(ints.get(), "a"), nullptr);
+  EXPECT_EQ(tableInsert(strs.get(), 1), nullptr);
+  EXPECT_EQ(tableInsert(strs.get(), static_cast<const char*>(nullptr)), nullptr);
+  EXPECT_EQ(tableFind(strs.get(), static_cast<const char*>(nullptr)), nullptr);
+  EXPECT_FALSE(tableRemove(strs.get(), static_cast<const char*>(nullptr)));
+  EXPECT_EQ(tableCount(ints.get()) + tableCount(strs.get()), 0);
+}
+
+TEST(KeyedTable, CutsStringKeysAt255ForStoreAndLookup) {
+  Table t(kStringKeyed);
+  std::string exact(255, 'x');
+  std::string longA = std::string(255, 'y') + "AAAA";
+  std::string longB = std::string(255, 'y') + "BBBB";
+  tableInsertT<Elem>(t.get(), exact.c_str())->tag = 1;
+  tableInsertT<Elem>(t.get(), longA.c_str())->tag = 2;
+  EXPECT_EQ(tableFindT<Elem>(t.get(), exact.c_str())->tag, 1);
+  EXPECT_EQ(tableFind(t.get(), std::string(254, 'x').c_str()), nullptr);
+  // Keys equal in their first 255 characters are the same key.
+  EXPECT_EQ(tableInsertT<Elem>(t.get(), longB.c_str())->tag, 2);
+  EXPECT_EQ(tableFindT<Elem>(t.get(), longA.substr(0, 255).c_str())->tag, 2);
+  EXPECT_EQ(tableCount(t.get()), 2);
+  int32_t slot = tablePosition(t.get(), longB.c_str(), false);
+  EXPECT_EQ(strlen(tableStringKeyAt(t.get(), slot)), 255u);
+}
+
+TEST(KeyedTable, PositionAndNthCountOnlySlotsInUse) {
+  Table t(kStringKeyed);
+  const char* names[] = {"a", "b", "c", "d", "e"};
+  for (const char* n : names) tableInsertT<Elem>(t.get(), n)->tag = n[0];
+  tableRemove(t.get(), "b");
+  tableRemove(t.get(), "c");
+  EXPECT_EQ(tablePosition(t.get(), "d", false), 3);
+  EXPECT_EQ(tablePosition(t.get(), "d", true), 1);
+  EXPECT_EQ(tablePosition(t.get(), "b", true), -1);
+  EXPECT_EQ(tableNth(t.get(), 2), tableFind(t.get(), "e"));
+  EXPECT_EQ(tableNth(t.get(), 3), nullptr);
+  const char* key = nullptr;
+  tableFirst(t.get(), &key);
+  tableNext(t.get(), &key);
+  EXPECT_STREQ(key, "d");
+}
+
+TEST(KeyedTable, CopyIsIndependentOfSource) {
+  Table src(kStringKeyed);
+  tableInsertT<Elem>(src.get(), "p")->tag = 1;
+  tableInsertT<Elem>(src.get(), "q")->tag = 2;
+  KeyedTable dst;
+  tableCopy(src.get(), &dst);
+  tableRemove(src.get(), "p");
+  tableInsertT<Elem>(src.get(), "r")->tag = 3;  // reuses slot 0 in src only
+  tableInsertT<Elem>(&dst, "s")->tag = 4;
+  EXPECT_EQ(tableFindT<Elem>(&dst, "p")->tag, 1);
+  EXPECT_EQ(tableFind(&dst, "r"), nullptr);
+  EXPECT_EQ(tableFind(src.get(), "s"), nullptr);
+  EXPECT_EQ(tablePosition(&dst, "s", false), 2);
+  EXPECT_EQ(tableCount(src.get()), 2);
+  EXPECT_EQ(tableCount(&dst), 3);
+  tableRelease(&dst);
+}
+
+TEST(KeyedTable, ReleaseLeavesReusableEmptyTable) {
+  Table t(kIntKeyed, 24);
+  fill(t.get(), 0, 40);
+  tableRelease(t.get());
+  EXPECT_EQ(tableCount(t.get()), 0);
+  EXPECT_EQ(t->capacity, 0);
+  EXPECT_EQ(t->kind, kIntKeyed);
+  EXPECT_EQ(t->elementSize, 24);
+  EXPECT_EQ(tableFind(t.get(), 3), nullptr);
+  fill(t.get(), 3, 4);
+  EXPECT_EQ(tablePosition(t.get(), 3, false), 0);
+  EXPECT_EQ(t->capacity, 16);
+}
+
+// A model of the slot rule (lowest free slot) and of the key set; long
+// mixed runs catch index faults such as a broken backward shift.
+TEST(KeyedTable, MatchesReferenceMapsOverRandomOps) {
+  std::mt19937 rng(12345);
+  Table ints(kIntKeyed), strs(kStringKeyed);
+  std::unordered_map<int32_t, int32_t> intSlot;
+  std::map<std::string, int32_t> strSlot;
+  std::set<int32_t> freeInts, freeStrs;
+  int32_t highInts = 0, highStrs = 0;
+  auto nextSlot = [](std::set<int32_t>& free, int32_t& high) {
+    if (free.empty()) return high++;
+    int32_t s = *free.begin();
+    free.erase(free.begin());
+    return s;
+  };
+  for (int op = 0; op < 100000; ++op) {
+    int32_t k = static_cast<int32_t>(rng() % 3000) - 1500;
+    std::string s = "joint_" + std::to_string(k);
+    int32_t what = static_cast<int32_t>(rng() % 10);
+    if (what < 5) {
+      if (!intSlot.count(k)) intSlot[k] = nextSlot(freeInts, highInts);
+      if (!strSlot.count(s)) strSlot[s] = nextSlot(freeStrs, highStrs);
+      tableInsertT<Elem>(ints.get(), k)->key = k;
+      tableInsertT<Elem>(strs.get(), s.c_str())->key = k;
+    } else if (what < 8) {
+      bool had = intSlot.count(k) != 0;
+      if (had) freeInts.insert(intSlot[k]), freeStrs.insert(strSlot[s]);
+      intSlot.erase(k);
+      strSlot.erase(s);
+      ASSERT_EQ(tableRemove(ints.get(), k), had);
+      ASSERT_EQ(tableRemove(strs.get(), s.c_str()), had);
+    } else {
+      Elem* e = tableFindT<Elem>(ints.get(), k);
+      ASSERT_EQ(e != nullptr, intSlot.count(k) != 0);
+      if (e) { ASSERT_EQ(e->key, k); }
+      e = tableFindT<Elem>(strs.get(), s.c_str());
+      ASSERT_EQ(e != nullptr, strSlot.count(s) != 0);
+      if (e) { ASSERT_EQ(e->key, k); }
+    }
+    auto it = intSlot.find(k);
+    ASSERT_EQ(tablePosition(ints.get(), k, false), it == intSlot.end() ? -1 : it->second);
+    auto st = strSlot.find(s);
+    ASSERT_EQ(tablePosition(strs.get(), s.c_str(), false),
+              st == strSlot.end() ? -1 : st->second);
+  }
+  ASSERT_EQ(tableCount(ints.get()), static_cast<int32_t>(intSlot.size()));
+  ASSERT_EQ(tableCount(strs.get()), static_cast<int32_t>(strSlot.size()));
+  for (auto& kv : intSlot) ASSERT_EQ(tableFindT<Elem>(ints.get(), kv.first)->key, kv.first);
+}
