@@ -10,8 +10,11 @@ namespace {
 
 // Keywords grouped by first letter, each group in comparison order.
 // Families that this build does not carry are absent, and so unknown.
+const SubCommand kGroupA[] = {{"add", addCommand}};
 const SubCommand kGroupC[] = {{"callback", callbackCommand},
                               {"create", createCommand}};
+const SubCommand kGroupD[] = {{"delete", deleteCommand}};
+const SubCommand kGroupF[] = {{"file", fileCommand}, {"find", findCommand}};
 const SubCommand kGroupG[] = {{"get", getCommand}};
 const SubCommand kGroupM[] = {{"message", messageCommand}};
 const SubCommand kGroupS[] = {{"system", systemCommand}};
@@ -27,7 +30,10 @@ template <size_t N> Group group(const SubCommand (&entries)[N]) {
 
 Group groupFor(char first) {
   switch (first) {
+    case 'a': return group(kGroupA);
     case 'c': return group(kGroupC);
+    case 'd': return group(kGroupD);
+    case 'f': return group(kGroupF);
     case 'g': return group(kGroupG);
     case 'm': return group(kGroupM);
     case 's': return group(kGroupS);

@@ -2,8 +2,12 @@
 // list positioned at its own keyword.
 #pragma once
 
+void addCommand(char** words);       // edit.cpp
+void deleteCommand(char** words);    // edit.cpp
 void callbackCommand(char** words);  // callbacks.cpp
 void createCommand(char** words);    // create.cpp
+void fileCommand(char** words);      // file_commands.cpp
+void findCommand(char** words);      // query.cpp
 void getCommand(char** words);       // query.cpp
 void messageCommand(char** words);   // misc.cpp
 void systemCommand(char** words);    // misc.cpp

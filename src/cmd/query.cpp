@@ -16,6 +16,12 @@ const SubCommand kGetWords[] = {
     {"name", getName},
 };
 
+const SubCommand kFindWords[] = {
+    {"model", getName},  // placeholder until find lands
+};
+
 }  // namespace
 
 void getCommand(char** words) { runSubCommand(words, kGetWords, "attribute"); }
+
+void findCommand(char** words) { runSubCommand(words, kFindWords, "command"); }

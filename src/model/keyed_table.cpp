@@ -170,20 +170,23 @@ bool indexGrow(KeyedTable* t) {
   uint32_t* fresh = static_cast<uint32_t*>(
       calloc(2 * static_cast<size_t>(need), sizeof(uint32_t)));
   if (!fresh) return false;
-  free(t->buckets);
+  uint32_t* old = t->buckets;
+  const int32_t oldCount = t->bucketCount;
   t->buckets = fresh;
   t->bucketCount = static_cast<int32_t>(need);
-  // Rebuild from the slots; the per-slot hashes spare rehashing strings.
+  // Walking the old buckets in order sends each entry to bucket i or
+  // i + oldCount, two sequential streams, where walking the slots would
+  // write all over the new array.
   const uint32_t mask = static_cast<uint32_t>(need - 1);
-  for (int32_t s = 0; s < t->highWater; ++s) {
-    if (!t->inUse[s]) continue;
-    const uint32_t word = t->kind == kIntKeyed
-                              ? static_cast<uint32_t>(t->intKeys[s])
-                              : t->hashes[s];
-    uint32_t i = homeOf(t, word);
+  for (int32_t j = 0; j < oldCount; ++j) {
+    const uint32_t* e = old + 2 * static_cast<size_t>(j);
+    if (e[1] == 0) continue;
+    uint32_t i = homeOf(t, e[0]);
     while (fresh[2 * static_cast<size_t>(i) + 1] != 0) i = (i + 1) & mask;
-    setBucket(t, i, word, s);
+    fresh[2 * static_cast<size_t>(i)] = e[0];
+    fresh[2 * static_cast<size_t>(i) + 1] = e[1];
   }
+  free(old);
   return true;
 }
 

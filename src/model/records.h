@@ -139,6 +139,7 @@ struct Layer {
   KeyedTable shaders;     // string-keyed, ShaderEntry
   KeyedTable vertexCache[2];  // int-keyed, 12-byte elements, view-owned
   int32_t displayHandle;
+  int32_t boundsStale;  // a polygon was added since bounds were computed
 };
 
 struct Weight {
@@ -211,4 +212,5 @@ struct Model {
   KeyedTable namedTexts;   // string-keyed, kNamedTextBytes elements
   KeyedTable worldMorphs;  // int-keyed, Morph: morphs of the joint "world"
   int32_t displayHandle;
+  int32_t uveesStale;  // automatic uvees are due (see flushDerived)
 };

@@ -1,0 +1,113 @@
+// Layer geometry: the document operations that create and remove layers,
+// points, normals, surface vectors, colours, polygons, lines, images and
+// uvees, with the bookkeeping that keeps a Model consistent.
+//
+// Every operation takes the model first and returns success (true, or a
+// non-zero id) or refusal (false / 0) with the reason in LastError.
+// A layer name that is null or "" means the model-level tables (the
+// "(global)" layer) where an operation has them; any other name must be a
+// layer of the model.
+//
+// Derived data. A layer's bounds are, by definition, recomputed from the
+// points of its triangles whenever a polygon or line is added, and the
+// automatic uvees of the whole model whenever a polygon or line is added
+// by command. Doing that at once would make building a model quadratic, so
+// additions only mark the work as due (Layer::boundsStale,
+// Model::uveesStale) and flushDerived() does it. To keep every result
+// exactly what the eager recomputation would give, flushDerived() runs
+// before anything reads bounds or uvees and before any change to what they
+// are computed from (point positions, polygons, images, uvees). Operations
+// in this file flush for themselves; code elsewhere that moves points or
+// reads bounds or uvees calls flushDerived() first.
+#pragma once
+
+#include <cstdint>
+
+#include "model/records.h"
+
+constexpr int kAddPolygonMaxPoints = 508;  // what one add command takes
+constexpr float kOnTheFlyLayerGrey = 127.0f;
+
+// Does any recomputation that is due. Cheap when nothing is.
+void flushDerived(Model* model);
+// Marks the automatic uvees of the whole model as due (the add triangle and
+// add line commands do this after every polygon or line).
+void markUveesStale(Model* model);
+
+Layer* findLayer(const Model* model, const char* name);
+// Creates an empty layer: opacity 1, display handle -1. Clears LastError
+// first. Refuses an existing name ("duplicate layer name not allowed") and
+// a name of 128 or more characters.
+Layer* addLayer(Model* model, const char* name, float originX, float originY,
+                float originZ, int32_t singleSided, int32_t mirror,
+                int32_t mirrorAxis);
+// Releases the layer's images, polygons, lines and tables, then removes it.
+bool deleteLayer(Model* model, const char* name);
+
+// Find-or-add point `number` (1 or more) at x, y, z; grows the model bounds
+// (the first point of a model sets them). Moving an existing point flushes
+// derived data first.
+bool addPoint(Model* model, int32_t number, float x, float y, float z);
+Point* findPoint(const Model* model, int32_t number);
+// The number of the first point (slot order) exactly at x, y, z; 0 if none.
+int32_t findPointAt(const Model* model, float x, float y, float z);
+// Removes the point and, from every layer, its colour, normal and surface
+// entries and every polygon and line that uses it. The model-level
+// entries stay. An unknown number does nothing (and returns false).
+bool deletePoint(Model* model, int32_t number);
+// Highest point number in use; 0 when there are none.
+int32_t highestPointNumber(const Model* model);
+
+// Normals and surface vectors: find-or-add; a component that is not a
+// number makes the vector (0, 0, 1).
+bool addNormal(Model* model, const char* layer, int32_t number, float x,
+               float y, float z);
+bool addSurface(Model* model, const char* layer, int32_t number, float x,
+                float y, float z);
+// The point must exist ("colour defined for an undefined point"); each
+// component above 1.0 is stored as 1.0. Alpha below 1.0 marks the layer
+// transparent; at model level, every layer with a polygon or line using the
+// point.
+bool addColour(Model* model, const char* layer, int32_t point, float red,
+               float green, float blue, float alpha);
+bool deleteColour(Model* model, const char* layer, int32_t point);
+bool deleteNormal(Model* model, const char* layer, int32_t point);
+bool deleteSurface(Model* model, const char* layer, int32_t point);
+
+// Polygons and lines: every point must exist, kind 0 to 4; the id comes
+// from the process-wide polygon counter. Returns the id, or 0.
+int32_t addTriangle(Model* model, const char* layer, int32_t count,
+                    const int32_t* points, int32_t kind);
+int32_t addLine(Model* model, const char* layer, int32_t count,
+                const int32_t* points, int32_t kind);
+// Searches the layers in slot order; removes the first match.
+bool deleteTriangle(Model* model, int32_t id);
+bool deleteLine(Model* model, int32_t id);
+
+// Find-or-add image `number` (1 or more) of the layer with a non-empty file
+// name and a mode or selector 0 to 9: 5 sets the mirror texture, 6 the
+// alpha texture, others the main texture; 7 loads the six cube faces (all
+// or nothing). A new image adopts the parked uvees.
+bool addImage(Model* model, const char* layer, int32_t number,
+              const char* file, int32_t mode, int32_t axisU, int32_t axisV,
+              float strength);
+// Stores (u, v) for the point in the image's uvees; for an image that does
+// not exist yet the entry is parked until the next new image.
+bool addUvee(Model* model, const char* layer, int32_t image, int32_t point,
+             float u, float v);
+// Image numbers stay contiguous from 1: the following images move down.
+bool deleteImage(Model* model, const char* layer, int32_t number);
+bool deleteMirrorImage(Model* model, const char* layer, int32_t number);
+
+// 0.0 to 1.0; opacity = 1 - value.
+bool setTransparency(Model* model, const char* layer, float value);
+bool setInvisibleColour(Model* model, const char* layer, int32_t image,
+                        float red, float green, float blue);
+// kind "pixel" or "vertex".
+bool setShader(Model* model, const char* layer, const char* kind,
+               const char* file);
+
+// Loads a TGA file into a texture slot, releasing what it held; a cube map
+// (mode 7) loads "%s_right.tga" ... "%s_bottom.tga" from the file name
+// without its extension. Failures leave the reader's message in LastError.
+bool loadTexture(TextureSlot* texture, const char* file, bool cubeMap);
