@@ -35,7 +35,7 @@ struct Timing {
   }
 };
 
-int repsFor(size_t n) { return n <= 10000 ? 30 : n <= 100000 ? 7 : 3; }
+int repsFor(size_t n) { return n <= 10000 ? 100 : n <= 100000 ? 15 : 5; }
 
 // Distinct scrambled keys: a full-period LCG mod 2^32 does not repeat
 // within its period.
@@ -143,7 +143,7 @@ void printRow(const Row& r) {
 int main() {
   auto start = Clock::now();
   printf("KeyedTable (KT) vs std::unordered_map (UM), 16-byte elements, "
-         "ns per op, best of 30/7/3 runs for 1e4/1e5/1e6\n");
+         "ns per op, best of 100/15/5 runs for 1e4/1e5/1e6\n");
   printf("%-12s %9s  %8s %8s %6s   %8s %8s %6s\n", "keys", "n", "KT ins",
          "UM ins", "KT/UM", "KT find", "UM find", "KT/UM");
 

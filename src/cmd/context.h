@@ -6,10 +6,12 @@
 
 #include "model/model.h"
 #include "view/render_state.h"
+#include "view/view_state.h"
 
 struct AppContext {
   int32_t busy;          // 1 while a modelr command is dispatched
   float matrix[16];      // scratch matrix of the matrix commands, row order
+  ViewState view;
   RenderState render;
   ModelRegistry registry;
 };

@@ -46,9 +46,13 @@ enum CollideShape : int32_t {
   kShapePlane = 6,
 };
 
+// Item flags (Point::flags, Triangle::flags, Line::flags, Child::flags,
+// CollideObject::flags). Never written to files.
+constexpr int32_t kItemSelected = 1;
+
 struct Point {
   float x, y, z;
-  int32_t flags;  // never written to files; zero after reading
+  int32_t flags;  // kItemSelected; zero after reading
 };
 
 struct Colour {
@@ -64,7 +68,7 @@ struct VectorEntry {
 // The program calls every polygon a triangle: 3 or more point numbers.
 struct Triangle {
   int32_t id;  // from the polygon counter shared with lines; the table key
-  int32_t reserved;
+  int32_t flags;
   int16_t count;
   int16_t kind;     // 0 to 4, stored and written back
   int32_t* points;  // heap array owned by the record
@@ -72,7 +76,7 @@ struct Triangle {
 
 struct Line {
   int32_t id;
-  int32_t reserved;
+  int32_t flags;
   int16_t count;
   int16_t kind;
   int32_t* points;
@@ -177,6 +181,7 @@ struct Child {
   char joint[kNameBytes];
   float jointWeight;
   int32_t bodyHandle;
+  int32_t flags;
 };
 
 struct CollideObject {
@@ -191,6 +196,7 @@ struct CollideObject {
   float bounce;
   int32_t dynamic;
   int32_t bodyHandle;
+  int32_t flags;
 };
 
 struct Model {
