@@ -5,8 +5,8 @@
 
 constexpr int kMaxCommandWords = 1023;
 
-// A null-terminated array of owned, NUL-terminated words; word 0 is the
-// command's own name.
+// A null-terminated array of NUL-terminated words, owned by the list; word
+// 0 is the command's own name.
 struct CommandWords {
   char** words;
   int count;
