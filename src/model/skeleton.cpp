@@ -1,1 +1,110 @@
 #include "model/skeleton.h"
+
+#include <cstring>
+
+#include "model/last_error.h"
+#include "model/model.h"
+
+namespace {
+
+// Not-a-number falls to 0 with the negatives.
+float clampUnit(float value) {
+  if (!(value >= 0.0f)) return 0.0f;
+  return value > 1.0f ? 1.0f : value;
+}
+
+bool fitsName(const char* text) {
+  return std::strlen(text) < static_cast<size_t>(kNameBytes);
+}
+
+Joint* requireJoint(const Model* model, const char* name) {
+  Joint* joint = findJoint(model, name);
+  if (joint == nullptr) lastErrorReport("cannot find joint");
+  return joint;
+}
+
+}  // namespace
+
+Joint* addJoint(Model* model, const char* name, float x, float y, float z,
+                const char* parent, float red, float green, float blue) {
+  if (name == nullptr || name[0] == '\0') {
+    lastErrorReport("joint name must not be empty");
+    return nullptr;
+  }
+  if (parent == nullptr || parent[0] == '\0') parent = "world";
+  if (!fitsName(name) || !fitsName(parent)) {
+    lastErrorReport("joint name too long");
+    return nullptr;
+  }
+  if (std::strcmp(name, parent) == 0) {
+    lastErrorReport("Bad joint parent");
+    return nullptr;
+  }
+  Joint* joint = tableFindT<Joint>(&model->joints, name);
+  if (joint == nullptr) {
+    joint = tableInsertT<Joint>(&model->joints, name);
+    if (joint == nullptr) {
+      lastErrorReport("out of memory");
+      return nullptr;
+    }
+    std::strcpy(joint->name, name);
+    initJointTables(joint);
+  }
+  joint->position[0] = x;
+  joint->position[1] = y;
+  joint->position[2] = z;
+  std::memset(joint->parent, 0, sizeof joint->parent);
+  std::strcpy(joint->parent, parent);
+  joint->colour[0] = clampUnit(red);
+  joint->colour[1] = clampUnit(green);
+  joint->colour[2] = clampUnit(blue);
+  joint->colour[3] = 1.0f;
+  tableRelease(&joint->weights);
+  for (int i = 0; i < 3; ++i) {
+    joint->poseTranslation[i] = 0.0f;
+    joint->poseScale[i] = 1.0f;
+  }
+  for (int i = 0; i < 9; ++i) joint->poseRotation[i] = (i % 4 == 0) ? 1.0f : 0.0f;
+  return joint;
+}
+
+Joint* findJoint(const Model* model, const char* name) {
+  if (name == nullptr) return nullptr;
+  return tableFindT<Joint>(&model->joints, name);
+}
+
+bool deleteJoint(Model* model, const char* name) {
+  Joint* joint = requireJoint(model, name);
+  if (joint == nullptr) return false;
+  releaseJoint(joint);
+  tableRemove(&model->joints, name);
+  return true;
+}
+
+bool addWeight(Model* model, const char* jointName, int32_t point,
+               float weight) {
+  Joint* joint = requireJoint(model, jointName);
+  if (joint == nullptr) return false;
+  if (point < 1) {
+    lastErrorReportf("point number must be 1 or more: %d", point);
+    return false;
+  }
+  Weight* entry = tableInsertT<Weight>(&joint->weights, point);
+  if (entry == nullptr) {
+    lastErrorReport("out of memory");
+    return false;
+  }
+  entry->point = point;
+  entry->weight = weight;
+  return true;
+}
+
+bool deleteWeight(Model* model, const char* jointName, int32_t point) {
+  Joint* joint = requireJoint(model, jointName);
+  if (joint == nullptr) return false;
+  if (!tableRemove(&joint->weights, point)) {
+    lastErrorReportf("no weight for point %d", point);
+    return false;
+  }
+  return true;
+}
