@@ -1,7 +1,604 @@
 // modelr add ... and modelr delete ...: create and remove the items of the
-// current model.
+// current model. Each handler reads its words in usage order, calls one
+// document operation and passes on the operation's reason when it refuses.
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "cmd/context.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
+#include "cmd/subcommands.h"
+#include "cmd/values.h"
+#include "io/mod_reader.h"
+#include "model/children.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/model.h"
+#include "model/skeleton.h"
 
-void addCommand(char** words) { (void)words; }
-void deleteCommand(char** words) { (void)words; }
+namespace {
+
+enum Usage {
+  kAddChild,
+  kAddCollide,
+  kAddColor,
+  kAddJoint,
+  kAddLayer,
+  kAddLine,
+  kAddNormal,
+  kAddPoint,
+  kAddSurface,
+  kAddTriangle,
+  kAddUvee,
+  kAddWeight,
+  kDeleteChild,
+  kDeleteCollide,
+  kDeleteColor,
+  kDeleteImage,
+  kDeleteJoint,
+  kDeleteLayer,
+  kDeleteLine,
+  kDeleteMirrorImage,
+  kDeleteNormal,
+  kDeletePoint,
+  kDeleteSurface,
+  kDeleteTriangle,
+  kDeleteWeight,
+  kUsageCount,
+};
+
+const char* const kUsageTexts[] = {
+    "modelr: usage: modelr add child <name> <px> <py> <pz> <sx> <sy> <sz> "
+    "<a1> <a2> <a3> [<joint> <weight>]",
+    "modelr: usage: modelr add collide <name> <shape> <x> <y> <z> <sx> <sy> "
+    "<sz> <r0> .. <r8> <weight> <slip> <dynamic>",
+    "modelr: usage: modelr add color <layername> <n> <r> <g> <b> <a>",
+    "modelr: usage: modelr add joint <name> <x> <y> <z> <parent> <r> <g> <b>",
+    "modelr: usage: modelr add layer <name>",
+    "modelr: usage: modelr add line <layername> <nsides> <p1> <p2> <...> <pn>",
+    "modelr: usage: modelr add normal <layername> <n> <x> <y> <z>",
+    "modelr: usage: modelr add point <n> <x> <y> <z>",
+    "modelr: usage: modelr add surface <layername> <n> <x> <y> <z>",
+    "modelr: usage: modelr add triangle <layername> <nsides> <p1> <p2> <...> "
+    "<pn>",
+    "modelr: usage: modelr add uvee <layer> <imagenumber> <pt> <u> <v>",
+    "modelr: usage: modelr add weight <jointname> <pt> <weight>",
+    "modelr: usage: modelr delete child <id>",
+    "modelr: usage: modelr delete collide <id>",
+    "modelr: usage: modelr delete color <n> [<layername>]",
+    "modelr: usage: modelr delete image <layername> <n>",
+    "modelr: usage: modelr delete joint <name>",
+    "modelr: usage: modelr delete layer <name>",
+    "modelr: usage: modelr delete line <is>",
+    "modelr: usage: modelr delete mirrorimage <layername> <n>",
+    "modelr: usage: modelr delete normal <n> [<layername>]",
+    "modelr: usage: modelr delete point <n>",
+    "modelr: usage: modelr delete surface <n> [<layername>]",
+    "modelr: usage: modelr delete triangle <id>",
+    "modelr: usage: modelr delete weight <jointname> <pt>",
+};
+static_assert(sizeof kUsageTexts / sizeof kUsageTexts[0] == kUsageCount,
+              "one usage text per sub-command");
+
+void usage(Usage which) { reportError(kUsageTexts[which]); }
+
+// Point words of add line and add triangle end where word 512, counted from
+// "add", would be: 508 points when nothing was skipped.
+constexpr int kPolygonWordBound = kMaxPolygonPoints;
+constexpr const char* kGlobalLayer = "(global)";
+
+// Sequential readers: each takes the next word and moves on only when it
+// was accepted, so a missing word (the list's null) fails like a bad one.
+bool nextInt(char**& word, int32_t* out) {
+  if (!parseInt(out, *word)) return false;
+  ++word;
+  return true;
+}
+
+bool nextFloat(char**& word, float* out) {
+  if (!parseFloat(out, *word)) return false;
+  ++word;
+  return true;
+}
+
+bool nextFloats(char**& word, float* out, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (!nextFloat(word, &out[i])) return false;
+  }
+  return true;
+}
+
+bool nextString(char**& word, const char** out) {
+  if (!parseString(out, *word)) return false;
+  ++word;
+  return true;
+}
+
+// "(global)" names the model-level tables, which the operations take as no
+// layer at all.
+const char* layerArgument(const char* name) {
+  return std::strcmp(name, kGlobalLayer) == 0 ? nullptr : name;
+}
+
+// Cleared before each operation so that a refusal without a reason of its
+// own (an unknown point, child or collide id) does not repeat an old one.
+void beginOperation() { lastErrorClear(); }
+
+void reportRefusal() {
+  const char* reason = lastErrorText();
+  if (reason != nullptr && *reason != '\0') reportError(reason);
+}
+
+void finish(bool ok) {
+  if (!ok) reportRefusal();
+}
+
+void setIdResult(int32_t id) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", id);
+  setResult(text);
+}
+
+// ---- add ------------------------------------------------------------------
+
+// Rotation about x by a1, then y by a2, then z by a3 (degrees), for column
+// vectors: R = Rz * Ry * Rx, row by row.
+void rotationFromAngles(const float angles[3], float rotation[9]) {
+  const double toRadians = 3.14159265358979323846 / 180.0;
+  double cx = std::cos(angles[0] * toRadians), sx = std::sin(angles[0] * toRadians);
+  double cy = std::cos(angles[1] * toRadians), sy = std::sin(angles[1] * toRadians);
+  double cz = std::cos(angles[2] * toRadians), sz = std::sin(angles[2] * toRadians);
+  const double r[9] = {
+      cz * cy, cz * sy * sx - sz * cx, cz * sy * cx + sz * sx,
+      sz * cy, sz * sy * sx + cz * cx, sz * sy * cx - cz * sx,
+      -sy,     cy * sx,                cy * cx,
+  };
+  for (int i = 0; i < 9; ++i) rotation[i] = static_cast<float>(r[i]);
+}
+
+bool isAbsolutePath(const char* path) {
+  if (path[0] == '/' || path[0] == '\\') return true;
+  return path[0] != '\0' && path[1] == ':';  // drive letter
+}
+
+// "<name>.mod", relative names taken from the parent model's directory.
+bool childPath(const Model* model, const char* name, char* path, size_t size) {
+  const char* directory = isAbsolutePath(name) ? "" : model->directory;
+  size_t length = std::strlen(directory);
+  const char* separator =
+      (length > 0 && directory[length - 1] != '/' && directory[length - 1] != '\\')
+          ? "/"
+          : "";
+  int written = std::snprintf(path, size, "%s%s%s.mod", directory, separator, name);
+  return written > 0 && static_cast<size_t>(written) < size;
+}
+
+void addChildWords(char** words, char**) {
+  Model* model = currentModel();
+  char** w = words + 1;
+  const char* name = nullptr;
+  float position[3], scale[3], angles[3];
+  if (!nextString(w, &name) || !nextFloats(w, position, 3) ||
+      !nextFloats(w, scale, 3) || !nextFloats(w, angles, 3)) {
+    usage(kAddChild);
+    return;
+  }
+  const char* joint = nullptr;
+  float jointWeight = 0.0f;
+  if (*w != nullptr && (!nextString(w, &joint) || !nextFloat(w, &jointWeight))) {
+    usage(kAddChild);
+    return;
+  }
+
+  char path[kDirectoryBytes + 1024];
+  Model* child = nullptr;
+  if (childPath(model, name, path, sizeof path)) {
+    child = readModelFile(path, model, nullptr);
+  }
+  if (child == nullptr) {
+    reportError("Load failed");
+    return;
+  }
+  float rotation[9];
+  rotationFromAngles(angles, rotation);
+  beginOperation();
+  int32_t id = addChild(model, child, name, position, scale, rotation, joint,
+                        jointWeight);
+  if (id == 0) {
+    freeModel(child);
+    reportRefusal();
+    return;
+  }
+  setIdResult(id);
+}
+
+// Shape words in code order: box is 1 ... plane is 6.
+const char* const kShapeWords[] = {"box",      "sphere", "capsule",
+                                   "cylinder", "mesh",   "plane"};
+constexpr int32_t kShapeCount = sizeof kShapeWords / sizeof kShapeWords[0];
+
+bool nextShape(char**& word, int32_t* shape) {
+  if (*word == nullptr) return false;
+  for (int32_t i = 0; i < kShapeCount; ++i) {
+    if (std::strcmp(*word, kShapeWords[i]) == 0) {
+      *shape = i + 1;
+      ++word;
+      return true;
+    }
+  }
+  int32_t code = 0;
+  if (!parseInt(&code, *word) || code < 1 || code > kShapeCount) return false;
+  *shape = code;
+  ++word;
+  return true;
+}
+
+void addCollideWords(char** words, char**) {
+  char** w = words + 1;
+  const char* name = nullptr;
+  int32_t shape = 0, dynamic = 0;
+  float position[3], size[3], rotation[9], weight = 0.0f, slip = 0.0f;
+  if (!nextString(w, &name) || !nextShape(w, &shape) ||
+      !nextFloats(w, position, 3) || !nextFloats(w, size, 3) ||
+      !nextFloats(w, rotation, 9) || !nextFloat(w, &weight) ||
+      !nextFloat(w, &slip) || !nextInt(w, &dynamic)) {
+    usage(kAddCollide);
+    return;
+  }
+  beginOperation();
+  // Slip is the friction; commands give no bounce.
+  int32_t id = addCollide(currentModel(), name, shape, position, size, rotation,
+                          weight, slip, 0.0f, dynamic);
+  if (id == 0) {
+    reportRefusal();
+    return;
+  }
+  setIdResult(id);
+}
+
+void addColorWords(char** words, char**) {
+  char** w = words + 1;
+  const char* layer = nullptr;
+  int32_t point = 0;
+  float rgba[4];
+  if (!nextString(w, &layer) || !nextInt(w, &point) || !nextFloats(w, rgba, 4)) {
+    usage(kAddColor);
+    return;
+  }
+  beginOperation();
+  finish(addColour(currentModel(), layerArgument(layer), point, rgba[0], rgba[1],
+                   rgba[2], rgba[3]));
+}
+
+void addJointWords(char** words, char**) {
+  char** w = words + 1;
+  const char* name = nullptr;
+  const char* parent = nullptr;
+  float position[3], rgb[3];
+  if (!nextString(w, &name) || !nextFloats(w, position, 3) ||
+      !nextString(w, &parent) || !nextFloats(w, rgb, 3)) {
+    usage(kAddJoint);
+    return;
+  }
+  beginOperation();
+  finish(addJoint(currentModel(), name, position[0], position[1], position[2],
+                  parent, rgb[0], rgb[1], rgb[2]) != nullptr);
+}
+
+void addLayerWords(char** words, char**) {
+  char** w = words + 1;
+  const char* name = nullptr;
+  if (!nextString(w, &name)) {
+    usage(kAddLayer);
+    return;
+  }
+  beginOperation();
+  // A plain new layer: at the origin, single sided, not mirrored; the axis
+  // is x so that turning mirroring on later has a sensible axis.
+  finish(addLayer(currentModel(), name, 0.0f, 0.0f, 0.0f, 1, 0, kAxisX) !=
+         nullptr);
+}
+
+void addPolygon(char** words, char** addWords, bool triangle) {
+  Usage usageText = triangle ? kAddTriangle : kAddLine;
+  Model* model = currentModel();
+  char** w = words + 1;
+  const char* layer = nullptr;
+  int32_t kind = 0;
+  if (!nextString(w, &layer) || !nextInt(w, &kind)) {
+    usage(usageText);
+    return;
+  }
+  int32_t points[kMaxPolygonPoints];
+  int32_t count = 0;
+  char** bound = addWords + kPolygonWordBound;
+  while (*w != nullptr && w < bound) {
+    if (!nextInt(w, &points[count])) {
+      usage(usageText);
+      return;
+    }
+    ++count;
+  }
+  // A warning only: the points read so far still make the polygon.
+  if (*w != nullptr) reportError("modelr: too many points!");
+
+  if (findLayer(model, layer) == nullptr) {
+    beginOperation();
+    if (addLayer(model, layer, kOnTheFlyLayerGrey, kOnTheFlyLayerGrey,
+                 kOnTheFlyLayerGrey, 1, 0, kAxisNone) == nullptr) {
+      reportRefusal();
+      return;
+    }
+  }
+  if (count < (triangle ? 3 : 2)) return;
+
+  beginOperation();
+  int32_t id = triangle ? addTriangle(model, layer, count, points, kind)
+                        : addLine(model, layer, count, points, kind);
+  if (id == 0) {
+    reportRefusal();
+    return;
+  }
+  markUveesStale(model);
+}
+
+void addLineWords(char** words, char** addWords) {
+  addPolygon(words, addWords, false);
+}
+
+void addTriangleWords(char** words, char** addWords) {
+  addPolygon(words, addWords, true);
+}
+
+// add normal and add surface read the same words.
+void addVector(char** words, Usage usageText, bool surface) {
+  char** w = words + 1;
+  const char* layer = nullptr;
+  int32_t number = 0;
+  float v[3];
+  if (!nextString(w, &layer) || !nextInt(w, &number) || !nextFloats(w, v, 3)) {
+    usage(usageText);
+    return;
+  }
+  beginOperation();
+  Model* model = currentModel();
+  const char* target = layerArgument(layer);
+  finish(surface ? addSurface(model, target, number, v[0], v[1], v[2])
+                 : addNormal(model, target, number, v[0], v[1], v[2]));
+}
+
+void addNormalWords(char** words, char**) { addVector(words, kAddNormal, false); }
+void addSurfaceWords(char** words, char**) { addVector(words, kAddSurface, true); }
+
+void addPointWords(char** words, char**) {
+  char** w = words + 1;
+  int32_t number = 0;
+  float p[3];
+  if (!nextInt(w, &number) || !nextFloats(w, p, 3)) {
+    usage(kAddPoint);
+    return;
+  }
+  beginOperation();
+  finish(addPoint(currentModel(), number, p[0], p[1], p[2]));
+}
+
+void addUveeWords(char** words, char**) {
+  char** w = words + 1;
+  const char* layer = nullptr;
+  int32_t image = 0, point = 0;
+  float uv[2];
+  if (!nextString(w, &layer) || !nextInt(w, &image) || !nextInt(w, &point) ||
+      !nextFloats(w, uv, 2)) {
+    usage(kAddUvee);
+    return;
+  }
+  beginOperation();
+  finish(addUvee(currentModel(), layer, image, point, uv[0], uv[1]));
+}
+
+void addWeightWords(char** words, char**) {
+  char** w = words + 1;
+  const char* joint = nullptr;
+  int32_t point = 0;
+  float weight = 0.0f;
+  if (!nextString(w, &joint) || !nextInt(w, &point) || !nextFloat(w, &weight)) {
+    usage(kAddWeight);
+    return;
+  }
+  beginOperation();
+  finish(addWeight(currentModel(), joint, point, weight));
+}
+
+// Add handlers also get the list at "add" itself: line and triangle bound
+// their point words from there.
+using AddHandler = void (*)(char** words, char** addWords);
+
+struct AddWord {
+  const char* keyword;
+  AddHandler handler;
+};
+
+const AddWord kAddWords[] = {
+    {"child", addChildWords},       {"collide", addCollideWords},
+    {"color", addColorWords},       {"joint", addJointWords},
+    {"layer", addLayerWords},       {"line", addLineWords},
+    {"normal", addNormalWords},     {"point", addPointWords},
+    {"surface", addSurfaceWords},   {"triangle", addTriangleWords},
+    {"uvee", addUveeWords},         {"weight", addWeightWords},
+};
+
+// ---- delete ---------------------------------------------------------------
+
+// delete child takes the child's model id, which is what the document
+// removes children by.
+void deleteChildWords(char** words) {
+  char** w = words + 1;
+  int32_t id = 0;
+  if (!nextInt(w, &id)) {
+    usage(kDeleteChild);
+    return;
+  }
+  beginOperation();
+  finish(deleteChildByModelId(currentModel(), id));
+}
+
+void deleteCollideWords(char** words) {
+  char** w = words + 1;
+  int32_t id = 0;
+  if (!nextInt(w, &id)) {
+    usage(kDeleteCollide);
+    return;
+  }
+  beginOperation();
+  finish(deleteCollide(currentModel(), id));
+}
+
+// delete color, normal and surface: <n> [<layername>]; without a layer name
+// the model-level table is meant, as with "(global)".
+void deletePointEntry(char** words, Usage usageText,
+                      bool (*operation)(Model*, const char*, int32_t)) {
+  char** w = words + 1;
+  int32_t point = 0;
+  if (!nextInt(w, &point)) {
+    usage(usageText);
+    return;
+  }
+  const char* layer = nullptr;
+  if (*w != nullptr && nextString(w, &layer)) layer = layerArgument(layer);
+  beginOperation();
+  finish(operation(currentModel(), layer, point));
+}
+
+void deleteColorWords(char** words) {
+  deletePointEntry(words, kDeleteColor, deleteColour);
+}
+void deleteNormalWords(char** words) {
+  deletePointEntry(words, kDeleteNormal, deleteNormal);
+}
+void deleteSurfaceWords(char** words) {
+  deletePointEntry(words, kDeleteSurface, deleteSurface);
+}
+
+// delete image and delete mirrorimage: <layername> <n>.
+void deleteLayerImage(char** words, Usage usageText,
+                      bool (*operation)(Model*, const char*, int32_t)) {
+  char** w = words + 1;
+  const char* layer = nullptr;
+  int32_t number = 0;
+  if (!nextString(w, &layer) || !nextInt(w, &number)) {
+    usage(usageText);
+    return;
+  }
+  beginOperation();
+  finish(operation(currentModel(), layer, number));
+}
+
+void deleteImageWords(char** words) {
+  deleteLayerImage(words, kDeleteImage, deleteImage);
+}
+void deleteMirrorImageWords(char** words) {
+  deleteLayerImage(words, kDeleteMirrorImage, deleteMirrorImage);
+}
+
+// delete joint and delete layer: <name>.
+void deleteNamed(char** words, Usage usageText,
+                 bool (*operation)(Model*, const char*)) {
+  char** w = words + 1;
+  const char* name = nullptr;
+  if (!nextString(w, &name)) {
+    usage(usageText);
+    return;
+  }
+  beginOperation();
+  finish(operation(currentModel(), name));
+}
+
+void deleteJointWords(char** words) {
+  deleteNamed(words, kDeleteJoint, deleteJoint);
+}
+void deleteLayerWords(char** words) {
+  deleteNamed(words, kDeleteLayer, deleteLayer);
+}
+
+// delete line, point and triangle: one number.
+void deleteNumbered(char** words, Usage usageText,
+                    bool (*operation)(Model*, int32_t)) {
+  char** w = words + 1;
+  int32_t number = 0;
+  if (!nextInt(w, &number)) {
+    usage(usageText);
+    return;
+  }
+  beginOperation();
+  finish(operation(currentModel(), number));
+}
+
+void deleteLineWords(char** words) {
+  deleteNumbered(words, kDeleteLine, deleteLine);
+}
+void deletePointWords(char** words) {
+  deleteNumbered(words, kDeletePoint, deletePoint);
+}
+void deleteTriangleWords(char** words) {
+  deleteNumbered(words, kDeleteTriangle, deleteTriangle);
+}
+
+void deleteWeightWords(char** words) {
+  char** w = words + 1;
+  const char* joint = nullptr;
+  int32_t point = 0;
+  if (!nextString(w, &joint) || !nextInt(w, &point)) {
+    usage(kDeleteWeight);
+    return;
+  }
+  beginOperation();
+  finish(deleteWeight(currentModel(), joint, point));
+}
+
+const SubCommand kDeleteWords[] = {
+    {"child", deleteChildWords},
+    {"collide", deleteCollideWords},
+    {"color", deleteColorWords},
+    {"image", deleteImageWords},
+    {"joint", deleteJointWords},
+    {"layer", deleteLayerWords},
+    {"line", deleteLineWords},
+    {"mirrorimage", deleteMirrorImageWords},
+    {"normal", deleteNormalWords},
+    {"point", deletePointWords},
+    {"surface", deleteSurfaceWords},
+    {"triangle", deleteTriangleWords},
+    {"weight", deleteWeightWords},
+};
+
+// Both families refuse before reading a single argument.
+bool modelSelected() {
+  if (currentModel() != nullptr) return true;
+  reportError("modelr: no model selected!");
+  return false;
+}
+
+}  // namespace
+
+// The same skip loop as runSubCommand, but the handler is also given the
+// list at "add".
+void addCommand(char** words) {
+  if (!modelSelected()) return;
+  const char* last = words[0];
+  for (char** w = words + 1; *w != nullptr; ++w) {
+    for (const AddWord& entry : kAddWords) {
+      if (std::strcmp(*w, entry.keyword) == 0) {
+        entry.handler(w, words);
+        return;
+      }
+    }
+    last = *w;
+  }
+  reportErrorf("modelr: unknown %s attribute: %s", words[0], last);
+}
+
+void deleteCommand(char** words) {
+  if (!modelSelected()) return;
+  runSubCommand(words, kDeleteWords, "attribute");
+}
