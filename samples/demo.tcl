@@ -14,6 +14,19 @@ puts "create model robot:"
 set id [modelr create model robot]
 puts "  model id $id, current model [modelr get name]"
 
+puts "a square of four points in layer base, one corner red:"
+modelr add layer base
+foreach {n x y} {1 0 0  2 1 0  3 1 1  4 0 1} { modelr add point $n $x $y 0 }
+modelr add triangle base 0 1 2 3
+modelr add triangle base 0 1 3 4
+modelr add color base 3 255 0 0 255
+puts "  points [modelr get points], triangles [modelr get triangles base]"
+puts "  point 3 at [modelr get point 3], colour [modelr get color base 3]"
+puts "  centre [modelr get centre], bounding volume [modelr get volume]"
+puts "delete point 2: its triangle goes too"
+modelr delete point 2
+puts "  [modelr get numpoints] points, [modelr get numtris] triangle left"
+
 puts "words are split at spaces, so these are the same command:"
 puts "  modelr get name          -> [modelr get name]"
 puts "  modelr {get name}        -> [modelr {get name}]"
