@@ -53,6 +53,22 @@ inline size_t keyLength(const char* key) {
   return n;
 }
 
+// Whether a stored key equals the first `len` bytes of `key`. Compared by
+// hand: for some placements of the key array (keys sit 256 bytes apart,
+// 16 bytes short of a line) glibc's memcmp made lookups 3x slower.
+inline bool sameKey(const char* stored, const char* key, size_t len) {
+  size_t i = 0;
+  for (; i + 8 <= len; i += 8) {
+    uint64_t a, b;
+    memcpy(&a, stored + i, 8);
+    memcpy(&b, key + i, 8);
+    if (a != b) return false;
+  }
+  for (; i < len; ++i)
+    if (stored[i] != key[i]) return false;
+  return stored[len] == '\0';
+}
+
 inline bool inUseAt(const KeyedTable* t, int32_t slot) {
   return slot >= 0 && slot < t->capacity && t->inUse[slot] != 0;
 }
@@ -112,7 +128,7 @@ uint32_t probeString(const KeyedTable* t, const char* key, size_t len,
     }
     if (b[0] == h) {
       const char* s = storedKey(t, static_cast<int32_t>(b[1] - 1));
-      if (memcmp(s, key, len) == 0 && s[len] == '\0') {
+      if (sameKey(s, key, len)) {
         *found = true;
         return i;
       }
