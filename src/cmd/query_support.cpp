@@ -1,0 +1,122 @@
+// The shared helpers of the get and find queries.
+#include "cmd/query_support.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "cmd/format.h"
+#include "cmd/host.h"
+#include "model/geometry.h"
+
+namespace query {
+
+void setInts(const int32_t* values, int count) {
+  setResult(formatIntList(values, count));
+}
+void setInt(int32_t value) { setInts(&value, 1); }
+void setFloats(const float* values, int count) {
+  setResult(formatFloatList(values, count));
+}
+void setFloat(float value) { setFloats(&value, 1); }
+void setUnknown() { setResult("unknown"); }
+
+namespace {
+
+struct TextList {
+  char text[kMaxResultChars + 1];
+  int length;
+  bool full;
+};
+TextList g_text;
+
+template <class T>
+void addUsedPoints(const KeyedTable* table, KeyedTable* seen) {
+  for (int32_t s = tableNextSlot(table, -1); s >= 0;
+       s = tableNextSlot(table, s)) {
+    const T* item = tableAt<T>(table, s);
+    for (int i = 0; i < item->count; ++i) tableInsert(seen, item->points[i]);
+  }
+}
+
+}  // namespace
+
+void textStart() {
+  g_text.text[0] = '\0';
+  g_text.length = 0;
+  g_text.full = false;
+}
+
+void textAdd(const char* word) {
+  int separator = g_text.length > 0 ? 1 : 0;
+  int add = static_cast<int>(std::strlen(word)) + separator;
+  if (g_text.full || g_text.length + add > kMaxResultChars) {
+    g_text.full = true;
+    return;
+  }
+  if (separator) g_text.text[g_text.length] = ' ';
+  std::strcpy(g_text.text + g_text.length + separator, word);
+  g_text.length += add;
+}
+
+void textSet() {
+  if (!g_text.full) setResult(g_text.text);
+}
+
+void setIds(const IdList& list) {
+  if (!list.failed) setInts(list.ids, list.count);
+}
+
+void setIdsOrUnknown(const IdList& list) {
+  if (list.failed) return;
+  if (list.count == 0) {
+    setUnknown();
+    return;
+  }
+  setInts(list.ids, list.count);
+}
+
+Scope readScope(const Model* model, const char* word) {
+  if (word == nullptr || std::strcmp(word, kGlobal) == 0) {
+    return {kScopeAll, nullptr};
+  }
+  if (std::strcmp(word, kSelected) == 0) return {kScopeSelected, nullptr};
+  const Layer* layer = findLayer(model, word);
+  return {layer ? kScopeLayer : kScopeMissing, layer};
+}
+
+void collectPoints(const Model* model, const Scope& scope, IdList* out) {
+  if (scope.kind == kScopeLayer) {
+    KeyedTable seen;
+    tableInit(&seen, 1, kIntKeyed);
+    addUsedPoints<Triangle>(&scope.layer->triangles, &seen);
+    addUsedPoints<Line>(&scope.layer->lines, &seen);
+    for (int32_t s = tableNextSlot(&seen, -1); s >= 0;
+         s = tableNextSlot(&seen, s)) {
+      out->push(tableIntKeyAt(&seen, s));
+    }
+    tableRelease(&seen);
+    if (!out->failed) std::sort(out->ids, out->ids + out->count);
+    return;
+  }
+  const KeyedTable* points = &model->points;
+  for (int32_t s = tableNextSlot(points, -1); s >= 0;
+       s = tableNextSlot(points, s)) {
+    if (scope.kind == kScopeSelected &&
+        !selected(tableAt<Point>(points, s)->flags)) {
+      continue;
+    }
+    out->push(tableIntKeyAt(points, s));
+  }
+}
+
+void collectChildren(const Model* model, bool onlySelected, IdList* out) {
+  const KeyedTable* children = &model->children;
+  for (int32_t s = tableNextSlot(children, -1); s >= 0;
+       s = tableNextSlot(children, s)) {
+    const Child* child = tableAt<Child>(children, s);
+    if (onlySelected && !selected(child->flags)) continue;
+    out->push(child->id);
+  }
+}
+
+}  // namespace query

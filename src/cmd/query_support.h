@@ -1,0 +1,112 @@
+// Shared by the get and find queries (query.cpp, query_items.cpp): result
+// setters, the joined-text builder, id lists and the [<layername>] scope.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "model/records.h"
+
+namespace query {
+
+inline constexpr char kSelected[] = "(selected)";
+inline constexpr char kGlobal[] = "(global)";
+
+// --- Results -------------------------------------------------------------
+
+void setInts(const int32_t* values, int count);
+void setInt(int32_t value);
+void setFloats(const float* values, int count);
+void setFloat(float value);
+void setUnknown();
+
+// Words joined by single spaces, for lists of names. A text that would pass
+// the result limit gives nothing, like the number formatters.
+void textStart();
+void textAdd(const char* word);
+void textSet();
+
+// A growable list of ids; a failed allocation makes the answer empty rather
+// than short.
+struct IdList {
+  int32_t* ids = nullptr;
+  int count = 0;
+  int capacity = 0;
+  bool failed = false;
+
+  IdList() = default;
+  IdList(const IdList&) = delete;
+  IdList& operator=(const IdList&) = delete;
+  ~IdList() { std::free(ids); }
+
+  void push(int32_t id) {
+    if (failed) return;
+    if (count == capacity) {
+      int grown = capacity ? capacity * 2 : 64;
+      void* more = std::realloc(ids, sizeof(int32_t) * grown);
+      if (more == nullptr) {
+        failed = true;
+        return;
+      }
+      ids = static_cast<int32_t*>(more);
+      capacity = grown;
+    }
+    ids[count++] = id;
+  }
+};
+
+void setIds(const IdList& list);
+void setIdsOrUnknown(const IdList& list);
+
+// --- What an optional [<layername>] word selects ---------------------------
+
+enum ScopeKind { kScopeAll, kScopeSelected, kScopeLayer, kScopeMissing };
+
+struct Scope {
+  ScopeKind kind;
+  const Layer* layer;
+};
+
+// No word and "(global)" both mean the whole model.
+Scope readScope(const Model* model, const char* word);
+
+inline bool selected(int32_t flags) { return (flags & kItemSelected) != 0; }
+
+// Ids of the polygons (T = Triangle) or lines (T = Line) in scope: layers in
+// slot order, then each layer's table in slot order.
+template <class T>
+void collectPolygons(const Model* model, const Scope& scope,
+                     KeyedTable Layer::*member, IdList* out) {
+  for (int32_t l = tableNextSlot(&model->layers, -1); l >= 0;
+       l = tableNextSlot(&model->layers, l)) {
+    const Layer* layer = tableAt<Layer>(&model->layers, l);
+    if (scope.kind == kScopeLayer && layer != scope.layer) continue;
+    const KeyedTable* table = &(layer->*member);
+    for (int32_t s = tableNextSlot(table, -1); s >= 0;
+         s = tableNextSlot(table, s)) {
+      const T* item = tableAt<T>(table, s);
+      if (scope.kind == kScopeSelected && !selected(item->flags)) continue;
+      out->push(item->id);
+    }
+  }
+}
+
+// Point numbers in scope: slot order for the model and the selection; for
+// a layer, the distinct points its polygons and lines use, ascending.
+void collectPoints(const Model* model, const Scope& scope, IdList* out);
+void collectChildren(const Model* model, bool onlySelected, IdList* out);
+
+// --- Item and view queries (query_items.cpp) -------------------------------
+
+void getChild(char** words);
+void getCollide(char** words);
+void getLayer(char** words);
+void getMatrix(char** words);
+void getCursor(char** words);
+void getPan(char** words);
+void getPointer(char** words);
+void getZoom(char** words);
+void getStats(char** words);
+void getHostname(char** words);
+
+}  // namespace query
