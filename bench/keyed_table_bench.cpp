@@ -33,6 +33,7 @@ double nsPerOp(Clock::time_point t0, Clock::time_point t1, size_t n) {
 struct Timing {
   double insert = 1e300;
   double find = 1e300;
+  const char* index = "-";  // KT int rows: which index the keys ended in
   void keepBest(double ins, double fnd) {
     insert = std::min(insert, ins);
     find = std::min(find, fnd);
@@ -71,6 +72,7 @@ Timing benchTableInt(const std::vector<int32_t>& keys) {
     for (int32_t k : keys) sum += tableFindT<Elem16>(&t, k)->a;
     auto t2 = Clock::now();
     gSink = sum;
+    best.index = t.direct ? "direct" : "hash";
     best.keepBest(nsPerOp(t0, t1, keys.size()), nsPerOp(t1, t2, keys.size()));
     tableRelease(&t);
   }
@@ -136,9 +138,9 @@ struct Row {
 };
 
 void printRow(const Row& r) {
-  printf("%-12s %9zu  %8.1f %8.1f %6.2f   %8.1f %8.1f %6.2f\n", r.keys, r.n,
-         r.table.insert, r.map.insert, r.table.insert / r.map.insert,
-         r.table.find, r.map.find, r.table.find / r.map.find);
+  printf("%-12s %9zu  %8.1f %8.1f %6.2f   %8.1f %8.1f %6.2f   %s\n", r.keys,
+         r.n, r.table.insert, r.map.insert, r.table.insert / r.map.insert,
+         r.table.find, r.map.find, r.table.find / r.map.find, r.table.index);
   fflush(stdout);
 }
 
@@ -148,8 +150,8 @@ int main() {
   auto start = Clock::now();
   printf("KeyedTable (KT) vs std::unordered_map (UM), 16-byte elements, "
          "ns per op, best of 100/15/5 runs for 1e4/1e5/1e6, warm heap\n");
-  printf("%-12s %9s  %8s %8s %6s   %8s %8s %6s\n", "keys", "n", "KT ins",
-         "UM ins", "KT/UM", "KT find", "UM find", "KT/UM");
+  printf("%-12s %9s  %8s %8s %6s   %8s %8s %6s   %s\n", "keys", "n", "KT ins",
+         "UM ins", "KT/UM", "KT find", "UM find", "KT/UM", "KT index");
 
 #if defined(__GLIBC__)
   // Keep freed memory in the heap. Otherwise large arrays come back as

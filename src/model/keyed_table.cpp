@@ -206,6 +206,76 @@ bool indexGrow(KeyedTable* t) {
   return true;
 }
 
+// ---- direct index (kind 1) --------------------------------------------
+
+inline bool directMode(const KeyedTable* t) {
+  return t->kind == kIntKeyed && !t->hashed;
+}
+
+// Offset of the key into `direct`, or -1 when it lies outside the array.
+// int64 because key - base overflows int32 for keys far below the base.
+inline int64_t directOffset(const KeyedTable* t, int32_t key) {
+  const int64_t d = static_cast<int64_t>(key) - t->directBase;
+  return d >= 0 && d < t->directSize ? d : -1;
+}
+
+// Widest offset the direct array may cover: a few times the capacity, so
+// its memory stays proportional to the slots.
+inline int64_t directWindow(const KeyedTable* t) {
+  const int64_t cap = t->capacity > kTableInitialCapacity ? t->capacity
+                                                          : kTableInitialCapacity;
+  const int64_t w = 4 * cap + 64;
+  return w < (int64_t(1) << 30) ? w : (int64_t(1) << 30);
+}
+
+// Grows `direct` (doubling, zero-filled) to cover offset d.
+bool directGrow(KeyedTable* t, int64_t d) {
+  int64_t size = t->directSize > 64 ? t->directSize : 64;
+  while (size <= d) size *= 2;
+  if (size == t->directSize) return true;
+  void* p = resize(t->direct, static_cast<size_t>(size) * sizeof(int32_t));
+  if (!p) return false;
+  t->direct = static_cast<int32_t*>(p);
+  memset(t->direct + t->directSize, 0,
+         static_cast<size_t>(size - t->directSize) * sizeof(int32_t));
+  t->directSize = static_cast<int32_t>(size);
+  return true;
+}
+
+// Builds the hash buckets from the slots in use and drops `direct`; from
+// here on the table is hashed. False (table unchanged) when out of memory.
+bool switchToHashed(KeyedTable* t) {
+  int64_t need = 2 * kTableInitialCapacity;
+  while (2 * (static_cast<int64_t>(t->count) + 1) > need) need *= 2;
+  if (need > (int64_t(1) << 30)) return false;
+  uint32_t* fresh = static_cast<uint32_t*>(
+      calloc(2 * static_cast<size_t>(need), sizeof(uint32_t)));
+  if (!fresh) return false;
+  t->buckets = fresh;
+  t->bucketCount = static_cast<int32_t>(need);
+  for (int32_t s = 0; s < t->highWater; ++s) {
+    if (!t->inUse[s]) continue;
+    bool found;
+    const uint32_t k = static_cast<uint32_t>(t->intKeys[s]);
+    setBucket(t, probeInt(t, k, &found), k, s);
+  }
+  free(t->direct);
+  t->direct = nullptr;
+  t->directSize = 0;
+  t->hashed = 1;
+  return true;
+}
+
+// Slot of an int key in either index, or -1.
+int32_t findIntSlot(const KeyedTable* t, int32_t key) {
+  if (directMode(t)) {
+    const int64_t d = directOffset(t, key);
+    return d < 0 ? -1 : t->direct[d] - 1;
+  }
+  const int32_t b = findIntBucket(t, key);
+  return b < 0 ? -1 : bucketSlot(t, static_cast<uint32_t>(b));
+}
+
 // ---- free-slot heap ---------------------------------------------------
 
 void heapPush(KeyedTable* t, int32_t slot) {
@@ -331,6 +401,29 @@ void* tableInsert(KeyedTable* t, int32_t key) {
     return occupy(t, slot);
   }
   if (t->kind != kIntKeyed) return nullptr;
+  if (directMode(t)) {
+    // The first key fixes the base; a negative one never fits the window.
+    if (t->directSize == 0 && t->count == 0 && key >= 0)
+      t->directBase = key & ~63;
+    int64_t d = directOffset(t, key);
+    if (d >= 0 && t->direct[d] != 0) return elementOf(t, t->direct[d] - 1);
+    if (d < 0) {
+      const int64_t want = static_cast<int64_t>(key) - t->directBase;
+      if (key >= 0 && want >= 0 && want < directWindow(t)) {
+        if (!directGrow(t, want)) return nullptr;
+        d = want;
+      } else if (!switchToHashed(t)) {
+        return nullptr;
+      }
+    }
+    if (d >= 0) {
+      const int32_t slot = takeSlot(t);
+      if (slot < 0) return nullptr;
+      t->intKeys[slot] = key;
+      t->direct[d] = slot + 1;
+      return occupy(t, slot);
+    }
+  }
   const uint32_t k = static_cast<uint32_t>(key);
   bool found = false;
   uint32_t b = 0;
@@ -375,9 +468,8 @@ void* tableInsert(KeyedTable* t, const char* key) {
 
 void* tableFind(const KeyedTable* t, int32_t key) {
   if (t->kind != kIntKeyed) return nullptr;
-  int32_t b = findIntBucket(t, key);
-  if (b < 0) return nullptr;
-  return elementOf(t, bucketSlot(t, static_cast<uint32_t>(b)));
+  const int32_t slot = findIntSlot(t, key);
+  return slot < 0 ? nullptr : elementOf(t, slot);
 }
 
 void* tableFind(const KeyedTable* t, const char* key) {
@@ -390,6 +482,14 @@ void* tableFind(const KeyedTable* t, const char* key) {
 
 bool tableRemove(KeyedTable* t, int32_t key) {
   if (t->kind != kIntKeyed) return false;
+  if (directMode(t)) {
+    const int64_t d = directOffset(t, key);
+    if (d < 0 || t->direct[d] == 0) return false;
+    const int32_t slot = t->direct[d] - 1;
+    t->direct[d] = 0;
+    vacate(t, slot);
+    return true;
+  }
   int32_t b = findIntBucket(t, key);
   if (b < 0) return false;
   int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
@@ -470,9 +570,8 @@ int32_t rankOf(const KeyedTable* t, int32_t slot) {
 
 int32_t tablePosition(const KeyedTable* t, int32_t key, bool ordinal) {
   if (t->kind != kIntKeyed) return -1;
-  int32_t b = findIntBucket(t, key);
-  if (b < 0) return -1;
-  int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
+  const int32_t slot = findIntSlot(t, key);
+  if (slot < 0) return -1;
   return ordinal ? rankOf(t, slot) : slot;
 }
 
@@ -516,9 +615,10 @@ void tableCopy(const KeyedTable* src, KeyedTable* dst) {
   dst->buckets = nullptr;
   dst->hashes = nullptr;
   dst->freeHeap = nullptr;
+  dst->direct = nullptr;
 
   const size_t cap = static_cast<size_t>(src->capacity);
-  void* p[7] = {};
+  void* p[8] = {};
   bool ok = duplicate(src->inUse, cap, &p[0]) &&
             duplicate(src->intKeys, cap * sizeof(int32_t), &p[1]) &&
             duplicate(src->stringKeys, cap * kTableKeyBytes, &p[2]) &&
@@ -527,7 +627,10 @@ void tableCopy(const KeyedTable* src, KeyedTable* dst) {
                       2 * static_cast<size_t>(src->bucketCount) * sizeof(uint32_t),
                       &p[4]) &&
             duplicate(src->hashes, cap * sizeof(uint32_t), &p[5]) &&
-            duplicate(src->freeHeap, cap * sizeof(int32_t), &p[6]);
+            duplicate(src->freeHeap, cap * sizeof(int32_t), &p[6]) &&
+            duplicate(src->direct,
+                      static_cast<size_t>(src->directSize) * sizeof(int32_t),
+                      &p[7]);
   dst->inUse = static_cast<unsigned char*>(p[0]);
   dst->intKeys = static_cast<int32_t*>(p[1]);
   dst->stringKeys = static_cast<char*>(p[2]);
@@ -535,6 +638,7 @@ void tableCopy(const KeyedTable* src, KeyedTable* dst) {
   dst->buckets = static_cast<uint32_t*>(p[4]);
   dst->hashes = static_cast<uint32_t*>(p[5]);
   dst->freeHeap = static_cast<int32_t*>(p[6]);
+  dst->direct = static_cast<int32_t*>(p[7]);
   // Out of memory: free what was duplicated and leave dst empty.
   if (!ok) tableRelease(dst);
 }
@@ -547,5 +651,6 @@ void tableRelease(KeyedTable* t) {
   free(t->buckets);
   free(t->hashes);
   free(t->freeHeap);
+  free(t->direct);
   clearFields(t);
 }

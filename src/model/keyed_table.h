@@ -18,7 +18,10 @@
 //  - String keys longer than 255 characters are cut to 255 for storing and
 //    for looking up alike.
 //  - Integer and string keys are indexed by hash: find, insert and remove
-//    take constant time on average.
+//    take constant time on average. Integer keys that all lie in a window
+//    a few times the capacity wide (point numbers 1..n, counter ids) use a
+//    direct array instead; the first key outside it moves the table to the
+//    hash index for good.
 //
 // The table is a plain record of raw pointers, so a table embedded in an
 // element of another table may be moved with memcpy (as reallocation does).
@@ -52,6 +55,14 @@ struct KeyedTable {
   uint32_t* buckets;    // 2 * bucketCount words
   int32_t bucketCount;  // power of two, or 0 before the first insert
   uint32_t* hashes;     // kind 2: hash of each slot's key
+
+  // Kind 1 direct index, used instead of buckets until `hashed` is set:
+  // direct[key - directBase] = slot + 1, 0 = absent. A scattered hash
+  // costs a cache miss per lookup where neighbouring keys share lines.
+  int32_t* direct;      // directSize entries, null before the first insert
+  int32_t directSize;   // power of two, or 0 (then directBase is unset)
+  int32_t directBase;   // first key rounded down to a multiple of 64
+  int32_t hashed;       // 1 once a key fell outside the window
 
   // Free slots below `highWater`, kept as a min-heap so that the lowest
   // one is taken first. Slots at or above highWater have never been used.

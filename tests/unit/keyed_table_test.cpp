@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <random>
@@ -213,4 +214,129 @@ TEST(KeyedTable, MatchesReferenceMapsOverRandomOps) {
   ASSERT_EQ(tableCount(ints.get()), static_cast<int32_t>(intSlot.size()));
   ASSERT_EQ(tableCount(strs.get()), static_cast<int32_t>(strSlot.size()));
   for (auto& kv : intSlot) ASSERT_EQ(tableFindT<Elem>(ints.get(), kv.first)->key, kv.first);
+}
+
+TEST(KeyedTable, KeyOutsideDirectWindowStillFindsEarlierKeys) {
+  Table t(kIntKeyed);
+  for (int32_t k = 1; k <= 100; ++k) tableInsertT<Elem>(t.get(), k)->tag = k;
+  ASSERT_NE(t->direct, nullptr);
+  tableInsertT<Elem>(t.get(), 1000000000)->tag = -1;
+  EXPECT_EQ(t->direct, nullptr);  // hashed for good
+  EXPECT_EQ(tableCount(t.get()), 101);
+  for (int32_t k = 1; k <= 100; ++k) {
+    Elem* e = tableFindT<Elem>(t.get(), k);
+    ASSERT_NE(e, nullptr);
+    EXPECT_EQ(e->tag, k);
+    EXPECT_EQ(tablePosition(t.get(), k, false), k - 1);
+  }
+  EXPECT_EQ(tableFindT<Elem>(t.get(), 1000000000)->tag, -1);
+  EXPECT_EQ(tablePosition(t.get(), 1000000000, false), 100);
+  // Back inside the old window, keys keep being found and added.
+  tableInsertT<Elem>(t.get(), 101)->tag = 101;
+  EXPECT_EQ(tableFindT<Elem>(t.get(), 101)->tag, 101);
+  EXPECT_EQ(tableCount(t.get()), 102);
+}
+
+TEST(KeyedTable, NegativeKeySwitchesToHashWithoutLosingKeys) {
+  Table t(kIntKeyed);
+  fill(t.get(), 0, 20);
+  tableInsertT<Elem>(t.get(), -1)->tag = 7;
+  EXPECT_EQ(tableFindT<Elem>(t.get(), -1)->tag, 7);
+  for (int32_t k = 0; k < 20; ++k) ASSERT_EQ(tableFindT<Elem>(t.get(), k)->key, k);
+  // Keys at both ends of the int range: key - base must not overflow.
+  Table high(kIntKeyed);
+  fill(high.get(), 2147483000, 2147483010);
+  EXPECT_EQ(tableFind(high.get(), -2147483000), nullptr);
+  EXPECT_FALSE(tableRemove(high.get(), -2147483000));
+  tableInsertT<Elem>(high.get(), -2147483000)->tag = 3;
+  EXPECT_EQ(tableCount(high.get()), 11);
+  EXPECT_EQ(tableFindT<Elem>(high.get(), 2147483000)->key, 2147483000);
+  // A negative first key goes straight to the hash index.
+  Table neg(kIntKeyed);
+  fill(neg.get(), -5, 5);
+  for (int32_t k = -5; k < 5; ++k) ASSERT_EQ(tableFindT<Elem>(neg.get(), k)->key, k);
+}
+
+TEST(KeyedTable, CopyInDirectModeDoesNotShareIndex) {
+  Table src(kIntKeyed);
+  fill(src.get(), 1, 10);
+  ASSERT_NE(src->direct, nullptr);
+  KeyedTable dst;
+  tableCopy(src.get(), &dst);
+  ASSERT_NE(dst.direct, src->direct);
+  tableRemove(src.get(), 3);
+  tableInsertT<Elem>(src.get(), 12)->tag = 12;  // takes slot 2 in src only
+  tableInsertT<Elem>(&dst, 11)->tag = 11;
+  EXPECT_EQ(tableFindT<Elem>(&dst, 3)->key, 3);
+  EXPECT_EQ(tableFind(&dst, 12), nullptr);
+  EXPECT_EQ(tableFind(src.get(), 11), nullptr);
+  EXPECT_EQ(tablePosition(&dst, 11, false), 9);
+  EXPECT_EQ(tablePosition(src.get(), 12, false), 2);
+  tableRelease(&dst);
+}
+
+TEST(KeyedTable, RemoveInDirectModeClearsEntryForReAdd) {
+  Table t(kIntKeyed);
+  fill(t.get(), 500, 520);  // ids that start high
+  ASSERT_NE(t->direct, nullptr);
+  tableFindT<Elem>(t.get(), 505)->tag = 9;
+  ASSERT_TRUE(tableRemove(t.get(), 505));
+  EXPECT_FALSE(tableRemove(t.get(), 505));
+  EXPECT_EQ(tableFind(t.get(), 505), nullptr);
+  EXPECT_EQ(tablePosition(t.get(), 505, false), -1);
+  Elem* e = tableInsertT<Elem>(t.get(), 505);
+  EXPECT_EQ(e->tag, 0);  // a fresh element, not the removed one
+  EXPECT_EQ(tablePosition(t.get(), 505, false), 5);
+  EXPECT_EQ(tableCount(t.get()), 20);
+  EXPECT_NE(t->direct, nullptr);
+}
+
+// Both int indexes against a model: keys from a high base in a range that
+// grows with the table keep the direct index; then far and negative keys
+// force the switch mid-run, with holes in the slots.
+TEST(KeyedTable, IntIndexMatchesReferenceAcrossDirectAndHashedModes) {
+  std::mt19937 rng(777);
+  Table t(kIntKeyed);
+  std::unordered_map<int32_t, int32_t> slotOf;
+  std::set<int32_t> freeSlots;
+  int32_t high = 0;
+  auto step = [&](int32_t k) {
+    int32_t what = static_cast<int32_t>(rng() % 10);
+    if (what < 5) {
+      if (!slotOf.count(k)) {
+        int32_t s = high;
+        if (!freeSlots.empty()) s = *freeSlots.begin(), freeSlots.erase(freeSlots.begin());
+        else ++high;
+        slotOf[k] = s;
+      }
+      tableInsertT<Elem>(t.get(), k)->key = k;
+    } else if (what < 8) {
+      bool had = slotOf.count(k) != 0;
+      if (had) freeSlots.insert(slotOf[k]);
+      slotOf.erase(k);
+      ASSERT_EQ(tableRemove(t.get(), k), had);
+    }
+    Elem* e = tableFindT<Elem>(t.get(), k);
+    auto it = slotOf.find(k);
+    ASSERT_EQ(e != nullptr, it != slotOf.end());
+    if (e) { ASSERT_EQ(e->key, k); }
+    ASSERT_EQ(tablePosition(t.get(), k, false), it == slotOf.end() ? -1 : it->second);
+  };
+  const int32_t base = 1000003;
+  step(base);
+  for (int op = 0; op < 50000; ++op) {
+    int32_t range = std::min(4000, 32 + op / 4);
+    step(base + static_cast<int32_t>(rng() % range));
+    if (HasFatalFailure()) return;
+  }
+  ASSERT_NE(t->direct, nullptr);
+  for (int op = 0; op < 50000; ++op) {
+    int32_t k = base + static_cast<int32_t>(rng() % 4000);
+    if (rng() % 50 == 0) k = static_cast<int32_t>(rng());
+    step(k);
+    if (HasFatalFailure()) return;
+  }
+  ASSERT_EQ(t->direct, nullptr);
+  ASSERT_EQ(tableCount(t.get()), static_cast<int32_t>(slotOf.size()));
+  for (auto& kv : slotOf) ASSERT_EQ(tableFindT<Elem>(t.get(), kv.first)->key, kv.first);
 }
