@@ -331,9 +331,6 @@ bool growSlots(KeyedTable* t) {
     p = resize(t->stringKeys, n * kTableKeyBytes);
     if (!p) return false;
     t->stringKeys = static_cast<char*>(p);
-    p = resize(t->hashes, n * sizeof(uint32_t));
-    if (!p) return false;
-    t->hashes = static_cast<uint32_t*>(p);
   } else {
     p = resize(t->intKeys, n * sizeof(int32_t));
     if (!p) return false;
@@ -346,7 +343,6 @@ bool growSlots(KeyedTable* t) {
   memset(t->elements + o * t->elementSize, 0, grown * t->elementSize);
   if (t->kind == kStringKeyed) {
     memset(t->stringKeys + o * kTableKeyBytes, 0, grown * kTableKeyBytes);
-    memset(t->hashes + o, 0, grown * sizeof(uint32_t));
   } else {
     memset(t->intKeys + o, 0, grown * sizeof(int32_t));
   }
@@ -461,7 +457,6 @@ void* tableInsert(KeyedTable* t, const char* key) {
   char* s = t->stringKeys + static_cast<size_t>(slot) * kTableKeyBytes;
   memcpy(s, key, len);
   s[len] = '\0';
-  t->hashes[slot] = h;
   setBucket(t, b, h, slot);
   return occupy(t, slot);
 }
@@ -505,7 +500,6 @@ bool tableRemove(KeyedTable* t, const char* key) {
   if (b < 0) return false;
   int32_t slot = bucketSlot(t, static_cast<uint32_t>(b));
   indexErase(t, static_cast<uint32_t>(b));
-  t->hashes[slot] = 0;
   vacate(t, slot);
   return true;
 }
@@ -613,12 +607,11 @@ void tableCopy(const KeyedTable* src, KeyedTable* dst) {
   dst->stringKeys = nullptr;
   dst->elements = nullptr;
   dst->buckets = nullptr;
-  dst->hashes = nullptr;
   dst->freeHeap = nullptr;
   dst->direct = nullptr;
 
   const size_t cap = static_cast<size_t>(src->capacity);
-  void* p[8] = {};
+  void* p[7] = {};
   bool ok = duplicate(src->inUse, cap, &p[0]) &&
             duplicate(src->intKeys, cap * sizeof(int32_t), &p[1]) &&
             duplicate(src->stringKeys, cap * kTableKeyBytes, &p[2]) &&
@@ -626,19 +619,17 @@ void tableCopy(const KeyedTable* src, KeyedTable* dst) {
             duplicate(src->buckets,
                       2 * static_cast<size_t>(src->bucketCount) * sizeof(uint32_t),
                       &p[4]) &&
-            duplicate(src->hashes, cap * sizeof(uint32_t), &p[5]) &&
-            duplicate(src->freeHeap, cap * sizeof(int32_t), &p[6]) &&
+            duplicate(src->freeHeap, cap * sizeof(int32_t), &p[5]) &&
             duplicate(src->direct,
                       static_cast<size_t>(src->directSize) * sizeof(int32_t),
-                      &p[7]);
+                      &p[6]);
   dst->inUse = static_cast<unsigned char*>(p[0]);
   dst->intKeys = static_cast<int32_t*>(p[1]);
   dst->stringKeys = static_cast<char*>(p[2]);
   dst->elements = static_cast<unsigned char*>(p[3]);
   dst->buckets = static_cast<uint32_t*>(p[4]);
-  dst->hashes = static_cast<uint32_t*>(p[5]);
-  dst->freeHeap = static_cast<int32_t*>(p[6]);
-  dst->direct = static_cast<int32_t*>(p[7]);
+  dst->freeHeap = static_cast<int32_t*>(p[5]);
+  dst->direct = static_cast<int32_t*>(p[6]);
   // Out of memory: free what was duplicated and leave dst empty.
   if (!ok) tableRelease(dst);
 }
@@ -649,7 +640,6 @@ void tableRelease(KeyedTable* t) {
   free(t->stringKeys);
   free(t->elements);
   free(t->buckets);
-  free(t->hashes);
   free(t->freeHeap);
   free(t->direct);
   clearFields(t);

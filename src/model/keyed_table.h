@@ -54,7 +54,6 @@ struct KeyedTable {
   // linear probing; each bucket is {key or hash, slot + 1}, 0 = empty.
   uint32_t* buckets;    // 2 * bucketCount words
   int32_t bucketCount;  // power of two, or 0 before the first insert
-  uint32_t* hashes;     // kind 2: hash of each slot's key
 
   // Kind 1 direct index, used instead of buckets until `hashed` is set:
   // direct[key - directBase] = slot + 1, 0 = absent. A scattered hash
