@@ -42,9 +42,8 @@ void createCommand(char** words) {
     handler(at);
     return;
   }
-  const char* last = words[0];
-  for (char** w = words + 1; *w != nullptr; ++w) last = *w;
   char text[256];
-  std::snprintf(text, sizeof text, "modelr: unknown create command: %.200s", last);
+  std::snprintf(text, sizeof text, "modelr: unknown create command: %.200s",
+                lastWordTried(words));
   setResult(text);
 }

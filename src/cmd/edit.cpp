@@ -585,7 +585,6 @@ bool modelSelected() {
 // list at "add".
 void addCommand(char** words) {
   if (!modelSelected()) return;
-  const char* last = words[0];
   for (char** w = words + 1; *w != nullptr; ++w) {
     for (const AddWord& entry : kAddWords) {
       if (std::strcmp(*w, entry.keyword) == 0) {
@@ -593,9 +592,8 @@ void addCommand(char** words) {
         return;
       }
     }
-    last = *w;
   }
-  reportErrorf("modelr: unknown %s attribute: %s", words[0], last);
+  reportUnknownWord(words, "attribute");
 }
 
 void deleteCommand(char** words) {

@@ -25,8 +25,16 @@ CommandHandler runSubCommand(char** words, const SubCommand* table,
     handler(at);
     return handler;
   }
+  reportUnknownWord(words, noun);
+  return nullptr;
+}
+
+const char* lastWordTried(char** words) {
   const char* last = words[0];
   for (char** w = words + 1; *w != nullptr; ++w) last = *w;
-  reportErrorf("modelr: unknown %s %s: %s", words[0], noun, last);
-  return nullptr;
+  return last;
+}
+
+void reportUnknownWord(char** words, const char* noun) {
+  reportErrorf("modelr: unknown %s %s: %s", words[0], noun, lastWordTried(words));
 }

@@ -27,6 +27,12 @@ CommandHandler runSubCommand(char** words, const SubCommand (&table)[N],
   return runSubCommand(words, table, N, noun);
 }
 
+// The word a failed skip loop names: the last word of the list, or the
+// family's own keyword when it has no further word.
+const char* lastWordTried(char** words);
+// "modelr: unknown <family> <noun>: <last word tried>" to the error procedure.
+void reportUnknownWord(char** words, const char* noun);
+
 // The same search without reporting: the handler of the first matching
 // word and its position, or null.
 CommandHandler findSubCommand(char** words, const SubCommand* table,
