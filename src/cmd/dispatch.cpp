@@ -10,13 +10,14 @@ namespace {
 
 // Keywords grouped by first letter, each group in comparison order.
 // Families that this build does not carry are absent, and so unknown.
-const SubCommand kGroupA[] = {{"add", addCommand}};
+const SubCommand kGroupA[] = {{"add", addCommand}, {"absorb", absorbCommand}};
 const SubCommand kGroupC[] = {{"callback", callbackCommand},
                               {"create", createCommand}};
 const SubCommand kGroupD[] = {{"delete", deleteCommand}};
 const SubCommand kGroupF[] = {{"file", fileCommand}, {"find", findCommand}};
 const SubCommand kGroupG[] = {{"get", getCommand}};
 const SubCommand kGroupM[] = {{"message", messageCommand}};
+const SubCommand kGroupP[] = {{"pose", poseCommand}};
 const SubCommand kGroupS[] = {{"system", systemCommand}};
 
 struct Group {
@@ -36,6 +37,7 @@ Group groupFor(char first) {
     case 'f': return group(kGroupF);
     case 'g': return group(kGroupG);
     case 'm': return group(kGroupM);
+    case 'p': return group(kGroupP);
     case 's': return group(kGroupS);
     default: return {nullptr, 0};
   }

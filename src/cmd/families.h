@@ -2,6 +2,7 @@
 // list positioned at its own keyword.
 #pragma once
 
+void absorbCommand(char** words);    // absorb.cpp
 void addCommand(char** words);       // edit.cpp
 void deleteCommand(char** words);    // edit.cpp
 void callbackCommand(char** words);  // callbacks.cpp
@@ -11,3 +12,4 @@ void findCommand(char** words);      // query.cpp
 void getCommand(char** words);       // query.cpp
 void messageCommand(char** words);   // misc.cpp
 void systemCommand(char** words);    // misc.cpp
+void poseCommand(char** words);      // pose.cpp

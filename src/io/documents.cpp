@@ -34,3 +34,9 @@ Model* createEmptyModel(const char* name) {
   }
   return model;
 }
+
+void setDocumentViewHooks(const DocumentViewHooks*) {}
+Model* loadModelDocument(const char*) { return nullptr; }
+Model* openModelDocument(const char*) { return nullptr; }
+int reloadModelDocuments() { return 0; }
+bool removeModelDocument(int32_t) { return false; }

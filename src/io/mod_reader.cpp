@@ -7,3 +7,9 @@ Model* readModelFile(const char* path, Model*, const char*) {
   lastErrorReportf("could not find: %s", path ? path : "");
   return nullptr;
 }
+
+Model* readModelBytes(const char*, size_t, const char* path, Model*,
+                      const char*) {
+  lastErrorReportf("could not find: %s", path);
+  return nullptr;
+}

@@ -108,3 +108,11 @@ bool deleteWeight(Model* model, const char* jointName, int32_t point) {
   }
   return true;
 }
+
+bool setPose(Model*, const char*, const float*, const float*, const float*) {
+  return false;
+}
+bool setMorph(Model*, const char*, int32_t, float, float, float) {
+  return false;
+}
+bool poseAtRest(const Joint*) { return true; }

@@ -16,3 +16,14 @@ bool deleteJoint(Model* model, const char* name);
 // Find-or-add the point's weight in the joint ("cannot find joint").
 bool addWeight(Model* model, const char* joint, int32_t point, float weight);
 bool deleteWeight(Model* model, const char* joint, int32_t point);
+
+// Replaces the joint's pose ("cannot find joint").
+bool setPose(Model* model, const char* joint, const float translation[3],
+             const float rotation[9], const float scale[3]);
+// Find-or-add the morph offset of the point on the joint, or on the model's
+// world morphs for the name "world" ("cannot find joint").
+bool setMorph(Model* model, const char* joint, int32_t point, float dx,
+              float dy, float dz);
+// True when translation, rotation and scale are exactly at rest (0 0 0,
+// identity, 1 1 1).
+bool poseAtRest(const Joint* joint);

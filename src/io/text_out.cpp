@@ -1,0 +1,1 @@
+#include "io/text_out.h"

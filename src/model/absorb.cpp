@@ -1,0 +1,3 @@
+#include "model/absorb.h"
+
+bool absorbChild(Model*, int32_t) { return false; }
