@@ -12,6 +12,7 @@
 #include "cmd/values.h"
 #include "io/mod_reader.h"
 #include "model/children.h"
+#include "model/transform.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -141,21 +142,6 @@ void setIdResult(int32_t id) {
 }
 
 // ---- add ------------------------------------------------------------------
-
-// Rotation about x by a1, then y by a2, then z by a3 (degrees), for column
-// vectors: R = Rz * Ry * Rx, row by row.
-void rotationFromAngles(const float angles[3], float rotation[9]) {
-  const double toRadians = 3.14159265358979323846 / 180.0;
-  double cx = std::cos(angles[0] * toRadians), sx = std::sin(angles[0] * toRadians);
-  double cy = std::cos(angles[1] * toRadians), sy = std::sin(angles[1] * toRadians);
-  double cz = std::cos(angles[2] * toRadians), sz = std::sin(angles[2] * toRadians);
-  const double r[9] = {
-      cz * cy, cz * sy * sx - sz * cx, cz * sy * cx + sz * sx,
-      sz * cy, sz * sy * sx + cz * cx, sz * sy * cx - cz * sx,
-      -sy,     cy * sx,                cy * cx,
-  };
-  for (int i = 0; i < 9; ++i) rotation[i] = static_cast<float>(r[i]);
-}
 
 bool isAbsolutePath(const char* path) {
   if (path[0] == '/' || path[0] == '\\') return true;
