@@ -7,13 +7,25 @@
 
 namespace {
 
-// Everything at or below a blank is a separator: NUL and the control
-// characters a binary file brings along must not glue tokens together or
-// end the buffer early.
-inline bool isBlank(unsigned char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f' ||
-         c == '\0';
-}
+constexpr size_t kChunkBytes = size_t{1} << 20;
+
+// Everything that separates tokens: blanks, and NUL and the control
+// characters a binary file brings along, which must neither glue tokens
+// together nor end the buffer early.
+struct BlankTable {
+  bool blank[256];
+  constexpr BlankTable() : blank() {
+    blank[static_cast<unsigned char>(' ')] = true;
+    blank[static_cast<unsigned char>('\t')] = true;
+    blank[static_cast<unsigned char>('\r')] = true;
+    blank[static_cast<unsigned char>('\v')] = true;
+    blank[static_cast<unsigned char>('\f')] = true;
+    blank[0] = true;
+  }
+};
+constexpr BlankTable kBlanks;
+
+inline bool isBlank(char c) { return kBlanks.blank[static_cast<unsigned char>(c)]; }
 
 bool allocate(size_t size, TextBuffer* out) {
   out->data = static_cast<char*>(std::malloc(size + 1));
@@ -23,6 +35,57 @@ bool allocate(size_t size, TextBuffer* out) {
     return false;
   }
   out->data[size] = '\0';
+  return true;
+}
+
+// Cuts [p, end) into tokens in place; *end is the line's newline or the
+// buffer's terminator and becomes NUL. Returns the token count.
+int tokenize(char* p, char* end, LineTokens* tokens) {
+  *end = '\0';
+  int count = 0;
+  for (;;) {
+    while (p < end && isBlank(*p)) ++p;
+    if (p >= end || *p == '#') break;  // a comment runs to the end of the line
+    char* start = p;
+    while (p < end && !isBlank(*p)) ++p;
+    if (count < kMaxLineTokens) {
+      tokens->word[count] = start;
+      tokens->length[count] = static_cast<int32_t>(p - start);
+    }
+    ++count;
+    *p = '\0';  // a blank, or the end already NUL
+    if (p < end) ++p;
+  }
+  tokens->count = count;
+  tokens->stored = count < kMaxLineTokens ? count : kMaxLineTokens;
+  return count;
+}
+
+// Reads more of the file after the unread part, which moves to the front;
+// a line longer than the chunk doubles it. False when nothing more came.
+bool refill(LineStream* s) {
+  if (s->atEnd) return false;
+  const size_t unread = s->end - s->begin;
+  if (s->begin > 0) std::memmove(s->buffer, s->buffer + s->begin, unread);
+  s->begin = 0;
+  s->end = unread;
+  if (unread == s->capacity) {
+    char* grown = static_cast<char*>(std::realloc(s->buffer, 2 * s->capacity + 1));
+    if (grown == nullptr) {
+      s->failed = true;
+      s->atEnd = true;
+      return false;
+    }
+    s->buffer = grown;
+    s->capacity *= 2;
+  }
+  const size_t got = std::fread(s->buffer + s->end, 1, s->capacity - s->end, s->file);
+  s->end += got;
+  if (got == 0) {
+    s->atEnd = true;
+    if (std::ferror(s->file)) s->failed = true;
+    return false;
+  }
   return true;
 }
 
@@ -65,58 +128,56 @@ void lineCursorInit(LineCursor* cursor, TextBuffer* buffer) {
 }
 
 bool nextLine(LineCursor* cursor, LineTokens* tokens) {
-  char* p = cursor->next;
   char* const end = cursor->end;
-  while (p != nullptr && p < end) {
+  while (cursor->next != nullptr && cursor->next < end) {
+    char* start = cursor->next;
+    char* newline = static_cast<char*>(std::memchr(start, '\n', end - start));
+    char* stop = newline ? newline : end;
+    cursor->next = newline ? newline + 1 : end;
     ++cursor->line;
-    int count = 0;
-    bool comment = false;
-    // One pass over the line: cut tokens in place until the newline.
-    for (;;) {
-      while (p < end && *p != '\n' && isBlank(static_cast<unsigned char>(*p))) ++p;
-      if (p >= end || *p == '\n') break;
-      if (*p == '#') comment = true;
-      char* start = p;
-      while (p < end && *p != '\n' && !isBlank(static_cast<unsigned char>(*p))) ++p;
-      if (comment) continue;  // skip to the newline, keeping nothing
-      if (count < kMaxLineTokens) {
-        tokens->word[count] = start;
-        tokens->length[count] = static_cast<int32_t>(p - start);
-      }
-      ++count;
-      if (p < end && *p != '\n') *p++ = '\0';  // a blank becomes the end
-      else if (p < end) {
-        *p = '\0';  // the newline itself ends the last token
-        break;
-      } else {
-        break;  // the buffer's own terminator ends it
-      }
-    }
-    // p is at the newline (possibly overwritten with NUL) or at the end.
-    if (p < end) ++p;
-    if (count > 0) {
-      cursor->next = p;
-      tokens->count = count;
-      tokens->stored = count < kMaxLineTokens ? count : kMaxLineTokens;
-      return true;
-    }
+    if (tokenize(start, stop, tokens) > 0) return true;
   }
-  cursor->next = end;
   return false;
 }
 
-bool tokenInt(const char* word, int32_t length, int32_t* out) {
-  const char* first = word;
-  const char* last = word + length;
-  if (first < last && *first == '+') ++first;
-  int32_t value = 0;
-  auto [ptr, ec] = std::from_chars(first, last, value);
-  if (ec != std::errc() || ptr != last || first == last) return false;
-  *out = value;
+bool lineStreamOpen(LineStream* stream, const char* path) {
+  std::memset(stream, 0, sizeof *stream);
+  stream->file = std::fopen(path, "rb");
+  if (stream->file == nullptr) return false;
+  stream->buffer = static_cast<char*>(std::malloc(kChunkBytes + 1));
+  if (stream->buffer == nullptr) {
+    std::fclose(stream->file);
+    stream->file = nullptr;
+    return false;
+  }
+  stream->capacity = kChunkBytes;
   return true;
 }
 
-bool tokenFloat(const char* word, int32_t length, float* out) {
+void lineStreamClose(LineStream* stream) {
+  if (stream->file) std::fclose(stream->file);
+  std::free(stream->buffer);
+  std::memset(stream, 0, sizeof *stream);
+}
+
+bool nextLine(LineStream* s, LineTokens* tokens) {
+  for (;;) {
+    char* start = s->buffer + s->begin;
+    char* newline = static_cast<char*>(std::memchr(start, '\n', s->end - s->begin));
+    if (newline == nullptr) {
+      if (refill(s)) continue;
+      if (s->begin == s->end) return false;
+      // The last line has no newline: the spare byte ends it.
+      start = s->buffer + s->begin;
+      newline = s->buffer + s->end;
+    }
+    s->begin = static_cast<size_t>(newline - s->buffer) + (newline < s->buffer + s->end);
+    ++s->line;
+    if (tokenize(start, newline, tokens) > 0) return true;
+  }
+}
+
+bool tokenFloatSlow(const char* word, int32_t length, float* out) {
   const char* first = word;
   const char* last = word + length;
   if (first < last && *first == '+') ++first;

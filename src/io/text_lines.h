@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 constexpr int kMaxLineTokens = 1024;  // a 512-point polygon line needs 514
 
@@ -37,18 +38,98 @@ struct LineTokens {
 };
 
 void lineCursorInit(LineCursor* cursor, TextBuffer* buffer);
+
+// Reading a file a chunk at a time: what the model reader uses, so that a
+// large file is never held whole and the chunk stays in the cache while its
+// lines are parsed. Lines longer than a chunk grow the chunk.
+struct LineStream {
+  FILE* file;
+  char* buffer;     // capacity + 1 bytes: room for a final terminator
+  size_t capacity;
+  size_t begin;     // first unread byte
+  size_t end;       // one past the last byte read
+  bool atEnd;       // the file has no more bytes
+  bool failed;      // a read error or no memory: the stream ended early
+  int line;         // number of the line last returned, from 1
+};
+
+// False (nothing open) when the file cannot be opened.
+bool lineStreamOpen(LineStream* stream, const char* path);
+void lineStreamClose(LineStream* stream);
 // Moves to the next line that has a token, skipping blank lines; a token
 // that starts with "#" starts a comment that runs to the end of the line.
 // Blanks are space, tab, CR, VT, FF and NUL (so binary junk cannot end a
 // line early). False at the end of the buffer.
 bool nextLine(LineCursor* cursor, LineTokens* tokens);
+bool nextLine(LineStream* stream, LineTokens* tokens);
 
 // Strict number conversions of a whole token: an optional sign, digits (and
 // for floats a fraction and exponent, or "nan"/"inf"). A token with
 // anything after the number, or one out of range (beyond 32-bit integers,
-// beyond float range), is refused.
-bool tokenInt(const char* word, int32_t length, int32_t* out);
-bool tokenFloat(const char* word, int32_t length, float* out);
+// beyond float range), is refused. Inline: a model file is mostly numbers.
+inline bool tokenInt(const char* word, int32_t length, int32_t* out) {
+  const char* p = word;
+  const char* const end = word + length;
+  bool negative = false;
+  if (p < end && (*p == '-' || *p == '+')) negative = *p++ == '-';
+  if (p == end) return false;
+  uint64_t value = 0;
+  for (; p < end; ++p) {
+    const unsigned digit = static_cast<unsigned char>(*p) - '0';
+    if (digit > 9) return false;
+    value = value * 10 + digit;
+    if (value > 0xFFFFFFFFu) return false;  // far beyond either limit
+  }
+  if (value > (negative ? 2147483648u : 2147483647u)) return false;
+  *out = static_cast<int32_t>(negative ? -static_cast<int64_t>(value)
+                                       : static_cast<int64_t>(value));
+  return true;
+}
+
+// Every form std::from_chars takes; correctly rounded.
+bool tokenFloatSlow(const char* word, int32_t length, float* out);
+
+// Plain decimals ("-12.345678", what the writers print) are converted here:
+// digits as an integer divided by an exact power of ten is the correctly
+// rounded double, and rounding that to float is correct unless it lies
+// exactly halfway between two floats, which goes the slow way, as does
+// anything else (exponents, long or tiny numbers, nan, inf).
+inline bool tokenFloat(const char* word, int32_t length, float* out) {
+  static const double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const char* p = word;
+  const char* const end = word + length;
+  bool negative = false;
+  if (p < end && (*p == '-' || *p == '+')) negative = *p++ == '-';
+  uint64_t mantissa = 0;
+  int digits = 0, decimals = -1;
+  for (; p < end; ++p) {
+    const unsigned digit = static_cast<unsigned char>(*p) - '0';
+    if (digit <= 9) {
+      mantissa = mantissa * 10 + digit;
+      ++digits;
+      if (decimals >= 0) ++decimals;
+    } else if (*p == '.' && decimals < 0) {
+      decimals = 0;
+    } else {
+      return tokenFloatSlow(word, length, out);
+    }
+  }
+  if (digits == 0 || digits > 15) return tokenFloatSlow(word, length, out);
+  if (decimals < 0) decimals = 0;
+  const double value = static_cast<double>(mantissa) / kPow10[decimals];
+  if (value != 0.0 && value < 1e-30) return tokenFloatSlow(word, length, out);
+  uint64_t bits;
+  static_assert(sizeof bits == sizeof value, "double is 64 bits");
+  __builtin_memcpy(&bits, &value, sizeof bits);
+  // The 29 bits a float drops: exactly 1 followed by zeros is a tie.
+  if ((bits & 0x1FFFFFFFu) == 0x10000000u) return tokenFloatSlow(word, length, out);
+  if (value > 3.4028234663852886e38) return false;
+  const float f = static_cast<float>(value);
+  *out = negative ? -f : f;
+  return true;
+}
+
 // Does the token start like a number (a digit, or a sign or point followed
 // by a digit or point)? This is what makes a line a data line.
 bool startsNumber(const char* word);

@@ -145,11 +145,9 @@ void refillAutomaticUvees(const Model* model, const Layer* layer,
 
 // Shared by triangles and lines: both keep {id, flags, count, kind, points}.
 template <class Polygon>
-int32_t addPolygon(Model* model, const char* layerName, KeyedTable Layer::*table,
+int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
                    int32_t minCount, int32_t count, const int32_t* points,
                    int32_t kind) {
-  Layer* layer = requireLayer(model, layerName);
-  if (layer == nullptr) return 0;
   if (count < minCount || count > kMaxPolygonPoints || points == nullptr) {
     lastErrorReportf("bad point count: %d", count);
     return 0;
@@ -482,14 +480,28 @@ bool deleteSurface(Model* model, const char* layer, int32_t point) {
   return removeEntry(model, layer, point, &PointTables::surface);
 }
 
-int32_t addTriangle(Model* model, const char* layer, int32_t count,
+int32_t addTriangle(Model* model, const char* layerName, int32_t count,
                     const int32_t* points, int32_t kind) {
+  Layer* layer = requireLayer(model, layerName);
+  if (layer == nullptr) return 0;
+  return addTriangleToLayer(model, layer, count, points, kind);
+}
+
+int32_t addLine(Model* model, const char* layerName, int32_t count,
+                const int32_t* points, int32_t kind) {
+  Layer* layer = requireLayer(model, layerName);
+  if (layer == nullptr) return 0;
+  return addLineToLayer(model, layer, count, points, kind);
+}
+
+int32_t addTriangleToLayer(Model* model, Layer* layer, int32_t count,
+                           const int32_t* points, int32_t kind) {
   return addPolygon<Triangle>(model, layer, &Layer::triangles, 3, count, points,
                               kind);
 }
 
-int32_t addLine(Model* model, const char* layer, int32_t count,
-                const int32_t* points, int32_t kind) {
+int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
+                       const int32_t* points, int32_t kind) {
   return addPolygon<Line>(model, layer, &Layer::lines, 2, count, points, kind);
 }
 
@@ -689,6 +701,8 @@ bool loadTexture(TextureSlot* texture, const char* file, bool cubeMap) {
     return false;
   }
   std::strcpy(texture->file, file);
+  // "none" names an image that has no texture file; it is kept, not read.
+  if (std::strcmp(file, "none") == 0) return true;
   if (!cubeMap) {
     texture->pixels = readPixels(file, &texture->width, &texture->height);
     if (texture->pixels == nullptr) return false;

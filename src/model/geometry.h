@@ -80,6 +80,12 @@ int32_t addTriangle(Model* model, const char* layer, int32_t count,
                     const int32_t* points, int32_t kind);
 int32_t addLine(Model* model, const char* layer, int32_t count,
                 const int32_t* points, int32_t kind);
+// The same with the layer already at hand (a reader adding many polygons
+// to one layer). The pointer is valid until the next layer is added.
+int32_t addTriangleToLayer(Model* model, Layer* layer, int32_t count,
+                           const int32_t* points, int32_t kind);
+int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
+                       const int32_t* points, int32_t kind);
 // Searches the layers in slot order; removes the first match.
 bool deleteTriangle(Model* model, int32_t id);
 bool deleteLine(Model* model, int32_t id);
@@ -109,5 +115,6 @@ bool setShader(Model* model, const char* layer, const char* kind,
 
 // Loads a TGA file into a texture slot, releasing what it held; a cube map
 // (mode 7) loads "%s_right.tga" ... "%s_bottom.tga" from the file name
-// without its extension. Failures leave the reader's message in LastError.
+// without its extension; the name "none" is stored and nothing is read.
+// Failures leave the reader's message in LastError.
 bool loadTexture(TextureSlot* texture, const char* file, bool cubeMap);

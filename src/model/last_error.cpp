@@ -52,6 +52,8 @@ void lastErrorSetContext(const char* file, int line) {
   g_contextLine = line;
 }
 
+void lastErrorSetLine(int line) { g_contextLine = line; }
+
 void lastErrorClearContext() {
   g_hasContextFile = false;
   g_contextLine = 0;

@@ -17,4 +17,7 @@ void lastErrorClear();
 // Reading context: `file` may be null (then only the line is added);
 // a line of 0 or less means no context.
 void lastErrorSetContext(const char* file, int line);
+// Moves the reading context to another line of the same file: what a
+// reader calls per line, so it must stay cheap.
+void lastErrorSetLine(int line);
 void lastErrorClearContext();
