@@ -109,10 +109,50 @@ bool deleteWeight(Model* model, const char* jointName, int32_t point) {
   return true;
 }
 
-bool setPose(Model*, const char*, const float*, const float*, const float*) {
-  return false;
+bool setPose(Model* model, const char* jointName, const float translation[3],
+             const float rotation[9], const float scale[3]) {
+  Joint* joint = requireJoint(model, jointName);
+  if (joint == nullptr) return false;
+  std::memcpy(joint->poseTranslation, translation, sizeof joint->poseTranslation);
+  std::memcpy(joint->poseRotation, rotation, sizeof joint->poseRotation);
+  std::memcpy(joint->poseScale, scale, sizeof joint->poseScale);
+  return true;
 }
-bool setMorph(Model*, const char*, int32_t, float, float, float) {
-  return false;
+
+bool setMorph(Model* model, const char* jointName, int32_t point, float dx,
+              float dy, float dz) {
+  KeyedTable* morphs = nullptr;
+  if (jointName != nullptr && std::strcmp(jointName, "world") == 0) {
+    morphs = &model->worldMorphs;
+  } else {
+    Joint* joint = requireJoint(model, jointName);
+    if (joint == nullptr) return false;
+    morphs = &joint->morphs;
+  }
+  if (point < 1) {
+    lastErrorReportf("point number must be 1 or more: %d", point);
+    return false;
+  }
+  Morph* entry = tableInsertT<Morph>(morphs, point);
+  if (entry == nullptr) {
+    lastErrorReport("out of memory");
+    return false;
+  }
+  entry->point = point;
+  entry->dx = dx;
+  entry->dy = dy;
+  entry->dz = dz;
+  return true;
 }
-bool poseAtRest(const Joint*) { return true; }
+
+// Compared exactly: any trace a change left (rounding included) counts.
+bool poseAtRest(const Joint* joint) {
+  for (int i = 0; i < 3; ++i) {
+    if (joint->poseTranslation[i] != 0.0f || joint->poseScale[i] != 1.0f)
+      return false;
+  }
+  for (int i = 0; i < 9; ++i) {
+    if (joint->poseRotation[i] != ((i % 4 == 0) ? 1.0f : 0.0f)) return false;
+  }
+  return true;
+}

@@ -1,0 +1,150 @@
+// Pose files: the reader's refusals and their positions, which joints the
+// writer leaves out, and that a save and a load keep every pose and morph.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "io/pose_file.h"
+#include "model/last_error.h"
+#include "model/model.h"
+#include "model/skeleton.h"
+
+namespace {
+
+std::string readAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+struct PoseFixture : ::testing::Test {
+  Model* m = nullptr;
+  std::string dir;
+  void SetUp() override {
+    m = createModel(nullptr, "rig.mod", nullptr);
+    addJoint(m, "hip", 0, 0, 0, "world", 1, 1, 1);
+    addJoint(m, "knee", 0, -1, 0, "hip", 1, 1, 1);
+    std::string pattern = ::testing::TempDir() + "pose_XXXXXX";
+    dir = std::string(mkdtemp(&pattern[0])) + "/";
+  }
+  void TearDown() override { freeModel(m); }
+
+  bool read(const std::string& text) {
+    return readPoseBytes(m, text.data(), text.size(), "X");
+  }
+  // Writes the model's pose and returns the file's bytes.
+  std::string written(const char* name = "out.pos", bool selected = false) {
+    const std::string path = dir + name;
+    EXPECT_TRUE(writePoseFile(m, path.c_str(), selected));
+    return readAll(path);
+  }
+  std::string header(const char* name = "out.pos") {
+    return "#\n# model pose: " + dir + name + "\n#\nversion 2.0\n";
+  }
+};
+
+using PoseReader = PoseFixture;
+using PoseWriter = PoseFixture;
+
+const char kShortPose[] = "pose hip 1 2 3 1 0 0 0 1 0 0 0 1 1\n";  // 15 tokens
+
+TEST_F(PoseReader, RefusalsCarryFileAndLineOfTheBadLineOnly) {
+  EXPECT_FALSE(read("version 2.0\n# comment\n\n" + std::string(kShortPose)));
+  EXPECT_STREQ(lastErrorText(), "Bad pose data (file: X, line: 4)");
+  EXPECT_FALSE(read("pose hip 1 2 3 1 0 0 0 1 0 0 0 1 1 1 x\n"));
+  EXPECT_STREQ(lastErrorText(), "Bad pose data (file: X, line: 1)");
+  EXPECT_FALSE(read("\nmorph hip 1.5 0 0 0\n"));
+  EXPECT_STREQ(lastErrorText(), "Bad morph data (file: X, line: 2)");
+  EXPECT_FALSE(read("morph hip 1 0.5\n"));
+  EXPECT_STREQ(lastErrorText(), "Bad morph data (file: X, line: 1)");
+  EXPECT_FALSE(read("morph elbow 1 0 0 0\n"));
+  EXPECT_STREQ(lastErrorText(), "cannot find joint (file: X, line: 1)");
+  EXPECT_FALSE(read("morph world 0 0 0 0\n"));
+  EXPECT_EQ(tableCount(&m->worldMorphs), 0);
+
+  EXPECT_FALSE(readPoseFile(m, (dir + "absent.pos").c_str()));
+  EXPECT_EQ(std::string(lastErrorText()), "could not find: " + dir + "absent.pos");
+  lastErrorReport("later");
+  EXPECT_STREQ(lastErrorText(), "later") << "no reading position after the read";
+}
+
+TEST_F(PoseReader, FirstErrorStopsButEarlierJointsKeepTheirPose) {
+  EXPECT_FALSE(read("pose hip 1 2 3 1 0 0 0 1 0 0 0 1 2 2 2\n"
+                    "bogus words are ignored\n" +
+                    std::string(kShortPose) +
+                    "pose knee 5 5 5 1 0 0 0 1 0 0 0 1 1 1 1\n"));
+  EXPECT_STREQ(lastErrorText(), "Bad pose data (file: X, line: 3)");
+  EXPECT_FLOAT_EQ(findJoint(m, "hip")->poseTranslation[2], 3);
+  EXPECT_FLOAT_EQ(findJoint(m, "hip")->poseScale[0], 2);
+  EXPECT_TRUE(poseAtRest(findJoint(m, "knee")));
+}
+
+TEST_F(PoseReader, ShortLinesTakeRestValuesForTheMissingLastNumber) {
+  ASSERT_TRUE(read("morph hip 3 1 2\n"
+                   "pose knee 0 0 0 1 0 0 0 1 0 0 0 1 2 2\n"
+                   "morph world 4 1 1 1\n"));
+  const Morph* morph = tableFindT<Morph>(&findJoint(m, "hip")->morphs, 3);
+  ASSERT_NE(morph, nullptr);
+  EXPECT_FLOAT_EQ(morph->dy, 2);
+  EXPECT_FLOAT_EQ(morph->dz, 0);
+  EXPECT_FLOAT_EQ(findJoint(m, "knee")->poseScale[1], 2);
+  EXPECT_FLOAT_EQ(findJoint(m, "knee")->poseScale[2], 1);
+  EXPECT_NE(tableFindT<Morph>(&m->worldMorphs, 4), nullptr);
+  EXPECT_EQ(lastErrorText(), nullptr);
+}
+
+TEST_F(PoseWriter, JointsAtRestWriteOnlyTheirMorphs) {
+  EXPECT_EQ(written(), header());
+  ASSERT_TRUE(setMorph(m, "knee", 7, 0.5f, -1, 0.25f));
+  EXPECT_EQ(written(), header() + "morph   knee       7  0.500000 -1.000000 0.250000\n");
+}
+
+TEST_F(PoseWriter, ResetMoveLeavesAPoseLineWhileRotationDiffers) {
+  Joint* hip = findJoint(m, "hip");
+  hip->poseTranslation[0] = 2;
+  hip->poseRotation[1] = 0.5f;
+  hip->poseTranslation[0] = 0;  // as "pose reset hip move" leaves it
+  EXPECT_EQ(written(), header() +
+                           "pose   hip        0.000000 0.000000 0.000000   "
+                           "1.000000 0.500000 0.000000 0.000000 1.000000 "
+                           "0.000000 0.000000 0.000000 1.000000   "
+                           "1.000000 1.000000 1.000000\n");
+}
+
+TEST_F(PoseWriter, SelectedSaveLeavesOutOtherJointsAndWorldMorphs) {
+  ASSERT_TRUE(setMorph(m, "hip", 1, 1, 1, 1));
+  ASSERT_TRUE(setMorph(m, "knee", 2, 2, 2, 2));
+  ASSERT_TRUE(setMorph(m, "world", 3, 3, 3, 3));
+  findJoint(m, "knee")->selected = 1;
+  EXPECT_EQ(written("out.pos", true),
+            header() + "morph   knee       2  2.000000 2.000000 2.000000\n");
+  EXPECT_NE(written().find("morph   world      3  3.000000"), std::string::npos);
+}
+
+TEST_F(PoseWriter, SaveAndLoadKeepEveryPoseAndMorphByteForByte) {
+  const float t[3] = {1.5f, -2, 0.125f};
+  const float r[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
+  const float s[3] = {2, 1, 0.5f};
+  ASSERT_TRUE(setPose(m, "knee", t, r, s));
+  ASSERT_TRUE(setMorph(m, "hip", 12, 0.1f, 0.2f, 0.3f));
+  ASSERT_TRUE(setMorph(m, "world", 4, -1, 0, 1));
+  ASSERT_TRUE(setMorph(m, "world", 9, 0, 0.75f, 0));
+  const std::string first = written("a.pos");
+
+  Model* copy = createModel(nullptr, "rig.mod", nullptr);
+  addJoint(copy, "hip", 0, 0, 0, "world", 1, 1, 1);
+  addJoint(copy, "knee", 0, -1, 0, "hip", 1, 1, 1);
+  ASSERT_TRUE(readPoseFile(copy, (dir + "a.pos").c_str())) << lastErrorText();
+  EXPECT_EQ(tableCount(&copy->worldMorphs), 2);
+  std::swap(m, copy);
+  const std::string second = written("a.pos");
+  std::swap(m, copy);
+  freeModel(copy);
+  EXPECT_EQ(first, second);
+}
+
+}  // namespace
