@@ -18,6 +18,7 @@ const SubCommand kGroupF[] = {{"file", fileCommand}, {"find", findCommand}};
 const SubCommand kGroupG[] = {{"get", getCommand}};
 const SubCommand kGroupM[] = {{"message", messageCommand}};
 const SubCommand kGroupP[] = {{"pose", poseCommand}};
+const SubCommand kGroupR[] = {{"reload", reloadCommand}};
 const SubCommand kGroupS[] = {{"system", systemCommand}};
 
 struct Group {
@@ -38,6 +39,7 @@ Group groupFor(char first) {
     case 'g': return group(kGroupG);
     case 'm': return group(kGroupM);
     case 'p': return group(kGroupP);
+    case 'r': return group(kGroupR);
     case 's': return group(kGroupS);
     default: return {nullptr, 0};
   }

@@ -13,3 +13,4 @@ void getCommand(char** words);       // query.cpp
 void messageCommand(char** words);   // misc.cpp
 void systemCommand(char** words);    // misc.cpp
 void poseCommand(char** words);      // pose.cpp
+void reloadCommand(char** words);    // file_commands.cpp

@@ -1,12 +1,20 @@
 // modelr file ...: opening, saving and checking files. Usage errors of this
 // family are the command's result, not error reports, so the file dialogs
 // can show them directly.
+#include <cstdio>
+#include <cstring>
 #include <string>
+#include <vector>
 
+#include "cmd/context.h"
 #include "cmd/families.h"
+#include "cmd/format.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
+#include "io/documents.h"
+#include "io/mod_writer.h"
+#include "model/geometry.h"
 #include "view/tga.h"
 
 namespace {
@@ -42,10 +50,149 @@ void fileValidate(char** words) {
   setResult("1");
 }
 
+void setIntResult(int32_t value) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", value);
+  setResult(text);
+}
+
+// file open <filename>: closes every open model and loads the file; the
+// new model's id, or 0 when it did not load (the status line says why).
+void fileOpen(char** words) {
+  std::string name;
+  if (!fileNameFrom(words, &name)) {
+    setResult("modelr: usage: modelr file open <filename>");
+    return;
+  }
+  Model* model = openModelDocument(name.c_str());
+  setIntResult(model ? model->id : 0);
+}
+
+// file add <filename>: loads the file beside the open models.
+void fileAdd(char** words) {
+  std::string name;
+  if (!fileNameFrom(words, &name)) {
+    setResult("modelr: usage: modelr file add <filename>");
+    return;
+  }
+  Model* model = loadModelDocument(name.c_str());
+  if (model == nullptr) {
+    setResult("modelr: file add failed");
+    return;
+  }
+  setIntResult(model->id);
+}
+
+// file new <filename>: closes every open model and starts an empty one.
+void fileNew(char** words) {
+  std::string name;
+  if (!fileNameFrom(words, &name)) {
+    setResult("modelr: usage: modelr file open <filename>");
+    return;
+  }
+  Model* model = createEmptyModel(name.c_str());
+  if (model == nullptr) {
+    setResult("modelr: file open failed");
+    return;
+  }
+  setIntResult(model->id);
+}
+
+// file reload: every open model again from its file; the open ids.
+void fileReload(char**) {
+  reloadModelDocuments();
+  std::vector<int32_t> ids;
+  const KeyedTable* models = &g_app.registry.models;
+  for (int32_t s = tableNextSlot(models, -1); s >= 0;
+       s = tableNextSlot(models, s)) {
+    ids.push_back(tableIntKeyAt(models, s));
+  }
+  if (ids.empty()) {
+    setResult("0");
+    return;
+  }
+  setResult(formatIntList(ids.data(), static_cast<int>(ids.size())));
+}
+
+// file name <id>: the open model's name, or "unknown".
+void fileName(char** words) {
+  int32_t id = 0;
+  if (!parseInt(&id, words[1])) {
+    setResult("modelr: usage: modelr file name <id>");
+    return;
+  }
+  const Model* model = registryFind(&g_app.registry, id);
+  setResult(model ? model->name : "unknown");
+}
+
+// file remove <id>: 1 when the model was open and is gone now, else 0.
+void fileRemove(char** words) {
+  int32_t id = 0;
+  if (!parseInt(&id, words[1])) {
+    setResult("modelr: usage: modelr file remove <id>");
+    return;
+  }
+  setResult(removeModelDocument(id) ? "1" : "0");
+}
+
+// file rename <name>: the current model's name, which is also the name it
+// is saved under by default.
+void fileRename(char** words) {
+  std::string name;
+  if (!fileNameFrom(words, &name)) {
+    setResult("modelr: usage: modelr file rename <name>");
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr) {
+    reportError("modelr: no model selected!");
+    return;
+  }
+  if (name.size() >= sizeof model->name) {
+    reportErrorf("modelr: file rename failed: a name has at most %d characters",
+                 static_cast<int>(sizeof model->name) - 1);
+    return;
+  }
+  std::memcpy(model->name, name.c_str(), name.size() + 1);
+}
+
+// The licence check before saving and exporting: every copy may.
+bool licenceAllowsSaving() { return true; }
+
+// file save [<filename>]: writes the current model under the name, else
+// back where it came from (its directory and name); 1 written, 0 failed,
+// -1 refused by the licence check.
+void fileSave(char** words) {
+  if (!licenceAllowsSaving()) {
+    setResult("-1");
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr) {
+    setResult("0");
+    return;
+  }
+  // The writer only reads: automatic uvees and bounds due from the last
+  // edits must be in the model first.
+  flushDerived(model);
+  std::string name;
+  if (!fileNameFrom(words, &name) && model->name[0] != '\0') {
+    name = std::string(model->directory) + model->name;
+  }
+  setResult(writeModelFile(model, name.empty() ? nullptr : name.c_str())
+                ? "1"
+                : "0");
+}
+
 const SubCommand kFileWords[] = {
-    {"validate", fileValidate},
+    {"open", fileOpen},     {"add", fileAdd},       {"new", fileNew},
+    {"reload", fileReload}, {"name", fileName},     {"remove", fileRemove},
+    {"rename", fileRename}, {"save", fileSave},     {"validate", fileValidate},
 };
 
 }  // namespace
 
 void fileCommand(char** words) { runSubCommand(words, kFileWords, "command"); }
+
+// modelr reload: as file reload, with an empty result.
+void reloadCommand(char**) { reloadModelDocuments(); }
