@@ -1,3 +1,44 @@
+// modelr absorb child <id>: merges a child model into the current model.
+// The result says whether it worked ("1" or "0"); a refusal's reason also
+// goes to the error procedure.
+#include "cmd/context.h"
 #include "cmd/families.h"
+#include "cmd/host.h"
+#include "cmd/subcommands.h"
+#include "cmd/values.h"
+#include "model/absorb.h"
+#include "model/last_error.h"
 
-void absorbCommand(char**) {}
+namespace {
+
+void absorbChildWords(char** words) {
+  int32_t id = 0;
+  if (!parseInt(&id, words[1])) {
+    reportError("modelr: usage: modelr absorb child <id>");
+    return;
+  }
+  Model* model = currentModel();
+  // No model to absorb into is just a failed merge.
+  if (model == nullptr) {
+    setResult("0");
+    return;
+  }
+  lastErrorClear();
+  if (absorbChild(model, id)) {
+    setResult("1");
+    return;
+  }
+  setResult("0");
+  const char* reason = lastErrorText();
+  if (reason != nullptr && *reason != '\0') reportError(reason);
+}
+
+const SubCommand kAbsorbCommands[] = {
+    {"child", absorbChildWords},
+};
+
+}  // namespace
+
+void absorbCommand(char** words) {
+  runSubCommand(words, kAbsorbCommands, "attribute");
+}
