@@ -10,7 +10,9 @@
 // extension (see savedFileName).
 std::string modelFileName(const char* name);
 
-// Writes the model under modelFileName(name) through a temporary file, so
-// the old file stays whole when anything fails. False when the file could
+// Writes the model under modelFileName(name), or under its own name when
+// `name` is null, through a temporary file, so the old file stays whole
+// when anything fails. The model is only read: derived data the caller
+// wants saved must be flushed first. False when the file could
 // not be written (LastError says why).
 bool writeModelFile(const Model* model, const char* name);

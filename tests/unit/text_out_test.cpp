@@ -1,0 +1,344 @@
+// Buffered text output: every appender must give the bytes of its printf
+// conversion, and a save must replace the target whole or not at all.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cfloat>
+#include <cstdarg>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "io/text_out.h"
+
+namespace {
+
+std::string tempDir() {
+  std::string pattern = ::testing::TempDir() + "text_out_XXXXXX";
+  return std::string(mkdtemp(&pattern[0])) + "/";
+}
+
+std::string readFile(const std::string& path) {
+  std::string text;
+  FILE* f = std::fopen(path.c_str(), "rb");
+  if (f == nullptr) return "<missing>";
+  char chunk[65536];
+  size_t n;
+  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
+  std::fclose(f);
+  return text;
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+  FILE* f = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr);
+  std::fwrite(text.data(), 1, text.size(), f);
+  std::fclose(f);
+}
+
+std::vector<std::string> entries(const std::string& dir) {
+  std::vector<std::string> names;
+  DIR* d = opendir(dir.c_str());
+  while (dirent* e = d ? readdir(d) : nullptr) {
+    if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
+      names.push_back(e->d_name);
+  }
+  if (d) closedir(d);
+  return names;
+}
+
+// What the appenders in `fill` wrote, through a real save.
+std::string render(const std::function<void(TextOut*)>& fill) {
+  static const std::string dir = tempDir();
+  const std::string path = dir + "render.txt";
+  TextOut out;
+  if (!textOutOpen(&out, path.c_str())) return "<open failed>";
+  fill(&out);
+  if (!textOutCommit(&out)) return "<commit failed>";
+  return readFile(path);
+}
+
+std::string printed(const char* format, ...) __attribute__((format(printf, 1, 2)));
+std::string printed(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int n = std::vsnprintf(nullptr, 0, format, args);
+  va_end(args);
+  std::string text(static_cast<size_t>(n) + 1, '\0');
+  va_start(args, format);
+  std::vsnprintf(&text[0], text.size(), format, args);
+  va_end(args);
+  text.resize(static_cast<size_t>(n));
+  return text;
+}
+
+double fromBits(uint64_t bits) {
+  double d;
+  std::memcpy(&d, &bits, sizeof d);
+  return d;
+}
+
+// Values where a formatter that is merely close goes wrong: signed zeros
+// and values that round to them, exact halves (printf rounds them to
+// even), carries through every digit, the edges of 64-bit scaled values,
+// huge floats whose every integer digit is printed, NaNs and infinities.
+std::vector<double> edgeValues() {
+  std::vector<double> v = {
+      0.0, -0.0, 1e-9, -1e-9, -4e-7, -5e-7, -6e-7, 0.5, 1.5, 2.5, -2.5,
+      0.125, 0.375, -0.125, 1.0 / 128, 3.0 / 128, 0.0000005, 0.0000015,
+      0.9999995, 9.9999995, 99.5, 999999.9999996, 0.05, 0.15, 0.25, 0.35,
+      1e30f, -1e30f, 3.4028234663852886e38, DBL_MAX, -DBL_MAX, DBL_MIN,
+      DBL_TRUE_MIN, -DBL_TRUE_MIN, FLT_MIN, 1e15, 1e16, 1e17, 1e22, 1e23,
+      9007199254740993.0, 18446744073709551615.0, 9223372036854775807.0,
+      18446744073709.551615, 18446744073709.5, 18446744073.709551615,
+      18446744073.7095, 1844674407370955.1615, 0.1f, 0.2f, 0.3f, 0.7f,
+      123.456f, -123.456f, 65535.99f, 1.0f / 3.0f,
+      std::numeric_limits<double>::infinity(),
+      -std::numeric_limits<double>::infinity(),
+      std::numeric_limits<double>::quiet_NaN(),
+      -std::numeric_limits<double>::quiet_NaN(),
+      fromBits(0x7ff0000000000001ull), fromBits(0xfff8000000000123ull)};
+  for (int e = -30; e <= 70; ++e) {
+    v.push_back(std::ldexp(1.0, e));
+    v.push_back(std::ldexp(1.0, e) - std::ldexp(1.0, e - 53));
+    v.push_back(-std::pow(10.0, e % 25));
+  }
+  return v;
+}
+
+std::vector<double> randomValues(size_t n) {
+  std::mt19937_64 rng(20240611);
+  std::vector<double> v;
+  v.reserve(n);
+  for (size_t i = 0; i < n; ++i) {
+    switch (i % 5) {
+      case 0:  // any bit pattern: every exponent, NaN payloads
+        v.push_back(fromBits(rng()));
+        break;
+      case 1: {  // any float, as the document stores them
+        const uint32_t bits = static_cast<uint32_t>(rng());
+        float f;
+        std::memcpy(&f, &bits, sizeof f);
+        v.push_back(f);
+        break;
+      }
+      case 2:  // dyadic fractions: many exact halves at few decimals
+        v.push_back(static_cast<double>(static_cast<int64_t>(rng() % 2000001) -
+                                        1000000) /
+                    std::ldexp(1.0, static_cast<int>(rng() % 40)));
+        break;
+      case 3: {  // magnitudes around the 64-bit limit of scaled values
+        const double mag = std::pow(10.0, static_cast<double>(rng() % 2200) / 100.0);
+        v.push_back((rng() & 1) ? mag : -mag);
+        break;
+      }
+      default:  // model-sized coordinates
+        v.push_back(static_cast<float>(
+            (static_cast<double>(rng() % 2000000001) - 1e9) / 1e5));
+        break;
+    }
+  }
+  return v;
+}
+
+// Formats every value at `decimals` (and `width`, when not zero) both ways
+// and reports the first values that differ.
+void expectSameAsPrintf(const std::vector<double>& values, int decimals,
+                        int width) {
+  const std::string got = render([&](TextOut* out) {
+    for (double d : values) {
+      if (width == 0) {
+        outFixed(out, d, decimals);
+      } else {
+        outFixedWidth(out, d, width, decimals);
+      }
+      outChar(out, '\n');
+    }
+  });
+  std::string want;
+  for (double d : values)
+    want += printed("%*.*f\n", width, decimals, d);
+  if (got == want) return;
+  size_t pos = 0, failures = 0;
+  for (double d : values) {
+    const std::string line = printed("%*.*f\n", width, decimals, d);
+    if (got.compare(pos, line.size(), line) != 0) {
+      const size_t end = got.find('\n', pos);
+      ADD_FAILURE() << printed("%%%d.%df of %a: printf \"", width, decimals, d)
+                    << line.substr(0, line.size() - 1) << "\", got \""
+                    << got.substr(pos, end - pos) << "\"";
+      if (++failures == 5) return;
+      pos = end + 1;
+    } else {
+      pos += line.size();
+    }
+  }
+}
+
+TEST(OutFixed, MatchesPrintfOnEdgeValuesAtEveryPrecision) {
+  const std::vector<double> values = edgeValues();
+  for (int decimals : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 17, 30, 64, 70})
+    expectSameAsPrintf(values, decimals, 0);
+}
+
+TEST(OutFixed, MatchesPrintfOnRandomValues) {
+  const std::vector<double> values = randomValues(60000);
+  for (int decimals : {0, 2, 3, 4, 6, 9, 12})
+    expectSameAsPrintf(values, decimals, 0);
+}
+
+TEST(OutFixedWidth, PadsOnTheLeftLikePrintfWidth) {
+  std::vector<double> values = edgeValues();
+  const std::vector<double> more = randomValues(20000);
+  values.insert(values.end(), more.begin(), more.end());
+  expectSameAsPrintf(values, 3, 6);
+  expectSameAsPrintf(values, 6, 6);
+  expectSameAsPrintf(values, 0, 12);
+  expectSameAsPrintf(values, 2, 400);  // wider than any direct number
+  expectSameAsPrintf(values, 4, -12);  // a negative width justifies left
+}
+
+TEST(OutInt, IntegersAndPaddedTextMatchPrintf) {
+  std::vector<int32_t> values = {0, 1, -1, 9, 10, 99, 100, -99, 999, 1000,
+                                 INT32_MAX, INT32_MIN, INT32_MIN + 1};
+  std::mt19937 rng(7);
+  for (int i = 0; i < 20000; ++i) values.push_back(static_cast<int32_t>(rng()));
+  for (int i = 0; i < 2000; ++i) values.push_back(static_cast<int32_t>(rng() % 2000) - 1000);
+  const std::string got = render([&](TextOut* out) {
+    for (int32_t v : values) {
+      outInt(out, v);
+      outChar(out, '|');
+      outIntPadRight(out, v, 3);
+      outChar(out, '|');
+      outIntPadRight(out, v, 100);
+      outChar(out, '\n');
+    }
+    for (const char* text : {"hip", "shoulderjoint", "", "12345678"})
+      outPadRight(out, text, 8);
+  });
+  std::string want;
+  for (int32_t v : values) want += printed("%d|%-3d|%-100d\n", v, v, v);
+  want += printed("%-8s%-8s%-8s%-8s", "hip", "shoulderjoint", "", "12345678");
+  EXPECT_EQ(got, want);
+}
+
+// Lines straddling the buffer's edge, and a single block larger than it,
+// must come out whole and in order.
+TEST(TextOut, OutputLargerThanTheBufferArrivesIntact) {
+  const std::string block(3 << 20, 'b');
+  std::string want;
+  const std::string got = render([&](TextOut* out) {
+    for (int i = 0; i < 150000; ++i) {
+      outIntPadRight(out, i, 3);
+      outText(out, "   ");
+      outFixed(out, i * 0.37, 6);
+      outChar(out, '\n');
+    }
+    outChars(out, block.data(), block.size());
+    outText(out, "end\n");
+  });
+  for (int i = 0; i < 150000; ++i) want += printed("%-3d   %.6f\n", i, i * 0.37);
+  want += block + "end\n";
+  EXPECT_EQ(got.size(), want.size());
+  EXPECT_TRUE(got == want);
+}
+
+TEST(SavedFileName, AppendsTheExtensionUnlessANameEndsInAThreeLetterOne) {
+  EXPECT_EQ(savedFileName(nullptr, ".mod", "untitled.mod"), "untitled.mod");
+  EXPECT_EQ(savedFileName("", ".mod", "untitled.mod"), "untitled.mod");
+  EXPECT_EQ(savedFileName("robot", ".mod", "untitled.mod"), "robot.mod");
+  EXPECT_EQ(savedFileName("robot.txt", ".mod", "untitled.mod"), "robot.txt");
+  EXPECT_EQ(savedFileName("robot.ab", ".mod", "untitled.mod"), "robot.ab.mod");
+  EXPECT_EQ(savedFileName(".mod", ".mod", "untitled.mod"), ".mod.mod");
+  EXPECT_EQ(savedFileName("a.mod", ".mod", "untitled.mod"), "a.mod");
+}
+
+struct Saving : ::testing::Test {
+  std::string dir;
+  void SetUp() override { dir = tempDir(); }
+};
+
+TEST_F(Saving, FailedOpenLeavesNothingBehind) {
+  TextOut out;
+  EXPECT_FALSE(textOutOpen(&out, (dir + "missing/x.mod").c_str()));
+  textOutAbort(&out);  // harmless after a failed open
+  ASSERT_EQ(mkdir((dir + "sub").c_str(), 0755), 0);
+  EXPECT_FALSE(textOutOpen(&out, (dir + "sub").c_str()))
+      << "a directory is not a file to replace";
+  EXPECT_EQ(entries(dir), std::vector<std::string>{"sub"});
+  EXPECT_TRUE(entries(dir + "sub").empty());
+}
+
+TEST_F(Saving, AbortKeepsTheOldFileAndRemovesTheTemporary) {
+  const std::string path = dir + "keep.mod";
+  writeFile(path, "old contents\n");
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, path.c_str()));
+  outText(&out, "new");
+  EXPECT_EQ(entries(dir).size(), 2u) << "the temporary lies beside the target";
+  textOutAbort(&out);
+  EXPECT_EQ(readFile(path), "old contents\n");
+  EXPECT_EQ(entries(dir), std::vector<std::string>{"keep.mod"});
+}
+
+TEST_F(Saving, CommitReplacesTheWholeFileAndKeepsItsMode) {
+  const std::string path = dir + "replace.mod";
+  writeFile(path, std::string(100000, 'x'));
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, path.c_str()));
+  outText(&out, "short\n");
+  ASSERT_TRUE(textOutCommit(&out));
+  EXPECT_EQ(readFile(path), "short\n");
+  struct stat info;
+  ASSERT_EQ(stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0640u);
+  EXPECT_EQ(entries(dir), std::vector<std::string>{"replace.mod"});
+}
+
+TEST_F(Saving, NewFileGetsTheModeFopenWouldGive) {
+  const mode_t old = umask(022);
+  const std::string path = dir + "fresh.mod";
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, path.c_str()));
+  ASSERT_TRUE(textOutCommit(&out));
+  umask(old);
+  struct stat info;
+  ASSERT_EQ(stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0644u) << "not mkstemp's private 0600";
+}
+
+TEST_F(Saving, SavingThroughALinkReplacesTheFileItNames) {
+  const std::string real = dir + "real.mod";
+  const std::string link = dir + "link.mod";
+  writeFile(real, "old\n");
+  ASSERT_EQ(symlink(real.c_str(), link.c_str()), 0);
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, link.c_str()));
+  outText(&out, "new\n");
+  ASSERT_TRUE(textOutCommit(&out));
+  EXPECT_EQ(readFile(real), "new\n");
+  struct stat info;
+  ASSERT_EQ(lstat(link.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+}
+
+TEST_F(Saving, VeryLongNamesStillGetATemporary) {
+  const std::string path = dir + std::string(250, 'n');
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, path.c_str()));
+  outText(&out, "x");
+  ASSERT_TRUE(textOutCommit(&out));
+  EXPECT_EQ(readFile(path), "x");
+}
+
+}  // namespace
