@@ -1,0 +1,501 @@
+// Times reading and writing .mod files against the machine's floor and
+// against other programs that read and write the same mesh:
+//   open    openModelDocument, what "modelr file open" runs (closing the
+//           model that is open first is part of it)
+//   save    writeModelFile, what "modelr file save" runs
+//   bare    mmap the .mod and convert every number with std::from_chars
+//   tinyobj tinyobjloader reading an OBJ twin with the same numbers
+//   assimp  the assimp command: import only (info -r) and export to OBJ/STL
+// Meshes: a jittered torus of 10^4, 10^5 and 10^6 points with twice as
+// many triangles, one layer. Prints the best of 3 wall-clock runs and MB/s
+// of the file read or written.
+//
+//   build/bench/file_io_bench [maxPoints]
+
+#include "cmd/context.h"
+#include "io/documents.h"
+#include "io/mod_writer.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/model.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#ifdef MODELR_HAVE_TINYOBJ
+#include <tiny_obj_loader.h>
+#endif
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr int kReps = 3;
+volatile double gSink;
+
+// ---- the mesh and its two files ------------------------------------------
+
+struct Mesh {
+  int32_t around = 0, across = 0;  // grid of around x across points
+  std::vector<float> xyz;
+  int32_t points() const { return around * across; }
+  int32_t triangles() const { return 2 * points(); }
+  // Point numbers (1-based) of triangle t: the grid wraps both ways, so
+  // every cell gives two triangles and there are exactly 2n of them.
+  void triangle(int32_t t, int32_t p[3]) const {
+    int32_t cell = t / 2, i = cell % around, j = cell / around;
+    int32_t i1 = (i + 1) % around, j1 = (j + 1) % across;
+    int32_t a = j * around + i + 1, b = j * around + i1 + 1;
+    int32_t c = j1 * around + i + 1, d = j1 * around + i1 + 1;
+    p[0] = a;
+    p[1] = t % 2 ? d : b;
+    p[2] = t % 2 ? c : d;
+  }
+};
+
+// Deterministic jitter, the same on every machine and library.
+struct Lcg {
+  uint64_t state;
+  float next() {  // in [-1, 1)
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    return static_cast<float>(static_cast<int64_t>(state >> 40) - (1 << 23)) /
+           static_cast<float>(1 << 23);
+  }
+};
+
+// Coordinates run from near 0 to about 930 either side of it, so the
+// numbers are of every length from 8 to 11 characters.
+Mesh makeTorus(int32_t around, int32_t across) {
+  Mesh m;
+  m.around = around;
+  m.across = across;
+  m.xyz.resize(3 * static_cast<size_t>(m.points()));
+  Lcg rng{0x5eed0000u + static_cast<uint64_t>(m.points())};
+  const double kMajor = 750.0, kMinor = 180.0, kPi = 3.14159265358979;
+  for (int32_t j = 0; j < across; ++j) {
+    for (int32_t i = 0; i < around; ++i) {
+      double u = 2 * kPi * (i + 0.3 * rng.next()) / around;
+      double v = 2 * kPi * (j + 0.3 * rng.next()) / across;
+      double r = kMajor + kMinor * std::cos(v);
+      float* p = &m.xyz[3 * (static_cast<size_t>(j) * around + i)];
+      p[0] = static_cast<float>(r * std::cos(u));
+      p[1] = static_cast<float>(r * std::sin(u));
+      p[2] = static_cast<float>(kMinor * std::sin(v) + 0.01 * rng.next());
+    }
+  }
+  return m;
+}
+
+FILE* openOut(const std::string& path, std::vector<char>* buffer) {
+  FILE* f = fopen(path.c_str(), "w");
+  if (!f) return nullptr;
+  buffer->resize(1 << 20);
+  setvbuf(f, buffer->data(), _IOFBF, buffer->size());
+  return f;
+}
+
+// Exactly what the model writer prints for a model with these points and
+// one double-sided layer "mesh" of kind-0 triangles.
+bool writeModText(const std::string& path, const Mesh& m) {
+  std::vector<char> buffer;
+  FILE* f = openOut(path, &buffer);
+  if (!f) return false;
+  fprintf(f, "#\n# model: %s\n#\n", path.c_str());
+  fprintf(f, "version 2.0\n");
+  fprintf(f, "points\n");
+  for (int32_t k = 0; k < m.points(); ++k) {
+    const float* p = &m.xyz[3 * static_cast<size_t>(k)];
+    fprintf(f, "%-3d   %6.6f %6.6f %6.6f\n", k + 1, p[0], p[1], p[2]);
+  }
+  fprintf(f, "\nlayer %s  %.6f %.6f %.6f  %s\n", "mesh", 0.0, 0.0, 0.0,
+          "doublesided");
+  fprintf(f, "triangles\n");
+  for (int32_t t = 0; t < m.triangles(); ++t) {
+    int32_t p[3];
+    m.triangle(t, p);
+    fprintf(f, "5 0 %d %d %d \n", p[0], p[1], p[2]);
+  }
+  fprintf(f, "lines\n");
+  fprintf(f, "\n\n");
+  fprintf(f, "\n\n");
+  return fclose(f) == 0;
+}
+
+bool writeObjText(const std::string& path, const Mesh& m) {
+  std::vector<char> buffer;
+  FILE* f = openOut(path, &buffer);
+  if (!f) return false;
+  for (int32_t k = 0; k < m.points(); ++k) {
+    const float* p = &m.xyz[3 * static_cast<size_t>(k)];
+    fprintf(f, "v %.6f %.6f %.6f\n", p[0], p[1], p[2]);
+  }
+  for (int32_t t = 0; t < m.triangles(); ++t) {
+    int32_t p[3];
+    m.triangle(t, p);
+    fprintf(f, "f %d %d %d\n", p[0], p[1], p[2]);
+  }
+  return fclose(f) == 0;
+}
+
+// The same model built through the model library, for timing the writer
+// while the reader cannot open files.
+Model* buildModel(const Mesh& m, const std::string& path) {
+  Model* model = createModel(nullptr, path.c_str(), nullptr);
+  if (!model || !addLayer(model, "mesh", 0, 0, 0, 0, 0, 1)) return model;
+  for (int32_t k = 0; k < m.points(); ++k) {
+    const float* p = &m.xyz[3 * static_cast<size_t>(k)];
+    addPoint(model, k + 1, p[0], p[1], p[2]);
+  }
+  for (int32_t t = 0; t < m.triangles(); ++t) {
+    int32_t p[3];
+    m.triangle(t, p);
+    addTriangle(model, "mesh", 3, p, 0);
+  }
+  return model;
+}
+
+// ---- helpers --------------------------------------------------------------
+
+double fileMB(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 ? st.st_size / 1e6 : 0.0;
+}
+
+bool readWhole(const std::string& path, std::string* out) {
+  FILE* f = fopen(path.c_str(), "rb");
+  if (!f) return false;
+  out->clear();
+  char buf[1 << 16];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, f)) > 0) out->append(buf, n);
+  fclose(f);
+  return true;
+}
+
+// Whether two .mod files agree after their three header lines (which name
+// the file).
+bool sameBody(const std::string& a, const std::string& b) {
+  std::string x, y;
+  if (!readWhole(a, &x) || !readWhole(b, &y)) return false;
+  auto body = [](const std::string& s) {
+    size_t at = 0;
+    for (int i = 0; i < 3 && at != std::string::npos; ++i) {
+      at = s.find('\n', at);
+      if (at != std::string::npos) ++at;
+    }
+    return at == std::string::npos ? std::string() : s.substr(at);
+  };
+  return body(x) == body(y);
+}
+
+// Best of kReps runs in seconds; a negative value when a run failed.
+template <typename F>
+double bestOf(F run, int reps = kReps) {
+  double best = 1e300;
+  for (int r = 0; r < reps; ++r) {
+    auto t0 = Clock::now();
+    bool ok = run();
+    auto t1 = Clock::now();
+    if (!ok) return -1;
+    best = std::min(best, std::chrono::duration<double>(t1 - t0).count());
+  }
+  return best;
+}
+
+// Every number token of the file converted and summed: ints as int, tokens
+// with a '.' as float. Keywords are skipped.
+bool barePass(const std::string& path) {
+  int fd = open(path.c_str(), O_RDONLY);
+  if (fd < 0) return false;
+  struct stat st;
+  if (fstat(fd, &st) != 0 || st.st_size == 0) {
+    close(fd);
+    return false;
+  }
+  size_t size = static_cast<size_t>(st.st_size);
+  void* map = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
+  close(fd);
+  if (map == MAP_FAILED) return false;
+  const char* p = static_cast<const char*>(map);
+  const char* end = p + size;
+  double sum = 0;
+  while (p < end) {
+    while (p < end && static_cast<unsigned char>(*p) <= ' ') ++p;
+    const char* t = p;
+    while (p < end && static_cast<unsigned char>(*p) > ' ') ++p;
+    if (t == p) break;
+    char c = *t;
+    if (!((c >= '0' && c <= '9') || c == '-' || c == '.')) continue;
+    if (memchr(t, '.', p - t)) {
+      float v = 0;
+      std::from_chars(t, p, v);
+      sum += v;
+    } else {
+      int v = 0;
+      std::from_chars(t, p, v);
+      sum += v;
+    }
+  }
+  munmap(map, size);
+  gSink = sum;
+  return true;
+}
+
+#ifdef MODELR_HAVE_TINYOBJ
+bool tinyobjRead(const std::string& path, const Mesh& m) {
+  tinyobj::ObjReader reader;
+  tinyobj::ObjReaderConfig config;
+  config.triangulate = false;  // the faces are triangles already
+  if (!reader.ParseFromFile(path, config)) return false;
+  const auto& shapes = reader.GetShapes();
+  size_t faces = 0;
+  for (const auto& s : shapes) faces += s.mesh.num_face_vertices.size();
+  return reader.GetAttrib().vertices.size() == 3 * static_cast<size_t>(m.points()) &&
+         faces == static_cast<size_t>(m.triangles());
+}
+#endif
+
+bool runQuiet(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+// ---- the table --------------------------------------------------------------
+
+enum Op {
+  kOpen, kClose, kSave, kBare, kTiny, kInfo, kExportObj, kExportStl, kOps
+};
+const char* const kOpNames[kOps] = {
+    "open (file open)",   "  of which close all", "save (file save)",
+    "bare from_chars pass",
+    "tinyobj read",       "assimp info -r",     "assimp export .obj",
+    "assimp export .stl"};
+
+struct Row {
+  int32_t points = 0;
+  double modMB = 0, objMB = 0;
+  double secs[kOps];
+  std::string note[kOps];
+  Row() { std::fill(secs, secs + kOps, -1.0); }
+  double mb(int op) const { return op <= kBare ? modMB : objMB; }
+  double rate(int op) const {
+    return secs[op] > 0 && op != kClose ? mb(op) / secs[op] : 0;
+  }
+};
+
+void printOp(const Row& r, int op) {
+  if (op == kClose) {
+    if (r.secs[op] > 0)
+      printf("%-8d %-22s %-4s %7s %10.2f\n", r.points, kOpNames[op], "", "",
+             r.secs[op] * 1e3);
+  } else if (r.secs[op] > 0) {
+    printf("%-8d %-22s %-4s %7.2f %10.2f %9.1f  %s\n", r.points, kOpNames[op],
+           op <= kBare ? "mod" : "obj", r.mb(op), r.secs[op] * 1e3,
+           r.rate(op), r.note[op].c_str());
+  } else {
+    printf("%-8d %-22s %-4s %7.2f %10s %9s  %s\n", r.points, kOpNames[op],
+           op <= kBare ? "mod" : "obj", r.mb(op), "-", "-", r.note[op].c_str());
+  }
+  fflush(stdout);
+}
+
+// How many times faster ours is than theirs, as "3.42x"; "-" when either
+// time is missing.
+std::string ratio(double oursSecs, double theirsSecs) {
+  if (oursSecs <= 0 || theirsSecs <= 0) return "-";
+  char text[32];
+  snprintf(text, sizeof text, "%.2fx", theirsSecs / oursSecs);
+  return text;
+}
+
+std::string verdict(double oursSecs, double theirsSecs, double goal) {
+  if (oursSecs <= 0 || theirsSecs <= 0) return "";
+  return theirsSecs / oursSecs >= goal ? " met" : " MISSED";
+}
+
+Row benchSize(const std::string& dir, int32_t around, int32_t across,
+              bool haveAssimp) {
+  Row r;
+  Mesh m = makeTorus(around, across);
+  r.points = m.points();
+  std::string base = dir + "/torus_" + std::to_string(r.points);
+  std::string mod = base + ".mod", obj = base + ".obj";
+  std::string saved = dir + "/saved_" + std::to_string(r.points) + ".mod";
+  if (!writeModText(mod, m) || !writeObjText(obj, m)) {
+    printf("could not write the meshes into %s\n", dir.c_str());
+    exit(1);
+  }
+  r.modMB = fileMB(mod);
+  r.objMB = fileMB(obj);
+
+  // open: one untimed run first, so every timed run also closes a model
+  // of the same size, as a repeated "file open" does.
+  Model* model = openModelDocument(mod.c_str());
+  if (model) {
+    r.secs[kOpen] = bestOf([&] { return openModelDocument(mod.c_str()) != nullptr; });
+    model = currentModel();
+    Layer* layer = model ? findLayer(model, "mesh") : nullptr;
+    int32_t pts = model ? model->points.count : 0;
+    int32_t tris = layer ? layer->triangles.count : 0;
+    if (pts != m.points() || tris != m.triangles())
+      r.note[kOpen] = "loaded " + std::to_string(pts) + " points, " +
+                      std::to_string(tris) + " triangles";
+    // The share of open that frees the model opened before.
+    double close = 1e300;
+    for (int rep = 0; rep < kReps; ++rep) {
+      auto t0 = Clock::now();
+      closeAllModels();
+      close = std::min(close, std::chrono::duration<double>(Clock::now() - t0).count());
+      openModelDocument(mod.c_str());
+    }
+    r.secs[kClose] = close;
+    model = currentModel();
+  } else {
+    const char* why = lastErrorText();
+    r.note[kOpen] = std::string("open failed: ") + (why ? why : "no reason given");
+  }
+
+  Model* built = nullptr;
+  if (!model) {
+    built = buildModel(m, mod);
+    model = built;
+    r.note[kSave] = "model built in memory; ";
+  }
+  r.secs[kSave] = bestOf([&] { return writeModelFile(model, saved.c_str()); });
+  if (r.secs[kSave] > 0) {
+    r.note[kSave] += sameBody(mod, saved) ? "same bytes as the generated file"
+                                           : "differs from the generated file";
+  } else {
+    const char* why = lastErrorText();
+    r.note[kSave] += std::string("save failed: ") + (why ? why : "no reason given");
+  }
+  freeModel(built);
+  closeAllModels();
+
+  barePass(mod);
+  r.secs[kBare] = bestOf([&] { return barePass(mod); });
+
+#ifdef MODELR_HAVE_TINYOBJ
+  tinyobjRead(obj, m);
+  r.secs[kTiny] = bestOf([&] { return tinyobjRead(obj, m); });
+  if (r.secs[kTiny] < 0) r.note[kTiny] = "read failed or counts differ";
+#else
+  r.note[kTiny] = "not built: tinyobjloader was not found";
+#endif
+
+  if (haveAssimp) {
+    std::string outObj = base + "_assimp.obj", outStl = base + "_assimp.stl";
+    r.secs[kInfo] = bestOf([&] { return runQuiet("assimp info " + obj + " -r -s"); });
+    // An export of 10^6 points takes tens of seconds: one run there.
+    int exportReps = r.points > 100000 ? 1 : kReps;
+    r.secs[kExportObj] = bestOf(
+        [&] { return runQuiet("assimp export " + obj + " " + outObj); }, exportReps);
+    r.secs[kExportStl] = bestOf(
+        [&] { return runQuiet("assimp export " + obj + " " + outStl); }, exportReps);
+    r.note[kInfo] = "process start + import";
+    r.note[kExportObj] = "process start + import + export";
+    if (exportReps == 1) r.note[kExportObj] += ", one run";
+    r.note[kExportStl] = r.note[kExportObj];
+    for (int op = kInfo; op <= kExportStl; ++op)
+      if (r.secs[op] < 0) r.note[op] = "assimp failed";
+  } else {
+    for (int op = kInfo; op <= kExportStl; ++op)
+      r.note[op] = "assimp not installed";
+  }
+  for (int op = 0; op < kOps; ++op) printOp(r, op);
+  return r;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  long maxPoints = argc > 1 ? atol(argv[1]) : 1000000;
+  zeroAppContext();
+
+  const char* tmp = getenv("TMPDIR");
+  std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/modelr_io_XXXXXX";
+  std::vector<char> dirName(pattern.begin(), pattern.end());
+  dirName.push_back('\0');
+  if (!mkdtemp(dirName.data())) {
+    printf("could not make a directory from %s\n", pattern.c_str());
+    return 1;
+  }
+  std::string dir = dirName.data();
+  bool haveAssimp = runQuiet("command -v assimp");
+
+  printf("File reading and writing, best of %d wall-clock runs; MB/s of the "
+         "file read or written (.mod for open, save, bare; OBJ twin for "
+         "tinyobj and assimp)\n", kReps);
+#ifndef MODELR_HAVE_TINYOBJ
+  printf("tinyobjloader was not found at build time: no tinyobj figures\n");
+#endif
+  if (!haveAssimp) printf("assimp is not installed: no assimp figures\n");
+  // Other work on the machine shows in every figure.
+  if (FILE* f = fopen("/proc/loadavg", "r")) {
+    char load[64] = "";
+    if (fgets(load, sizeof load, f)) printf("load average at start: %s", load);
+    fclose(f);
+  }
+  printf("%-8s %-22s %-4s %7s %10s %9s  %s\n", "points", "operation", "file",
+         "MB", "best ms", "MB/s", "note");
+
+  auto start = Clock::now();
+  const int32_t grids[][2] = {{100, 100}, {400, 250}, {1000, 1000}};
+  std::vector<Row> rows;
+  for (const auto& g : grids) {
+    if (static_cast<long>(g[0]) * g[1] > maxPoints) break;
+    rows.push_back(benchSize(dir, g[0], g[1], haveAssimp));
+  }
+
+  printf("\nratios: speed of modelr over the other, from times on the same "
+         "mesh (the .mod is the larger file, so MB/s ratios would be higher)\n");
+  printf("%-8s %-20s %-20s %-24s %s\n", "points", "open/tinyobj >=3x",
+         "open/bare >=0.5x", "save/assimp export >=2x",
+         "save/(export-info)");
+  for (const Row& r : rows) {
+    double exportOnly = r.secs[kExportObj] > 0 && r.secs[kInfo] > 0
+                            ? r.secs[kExportObj] - r.secs[kInfo]
+                            : -1;
+    std::string a = ratio(r.secs[kOpen], r.secs[kTiny]) +
+                    verdict(r.secs[kOpen], r.secs[kTiny], 3.0);
+    std::string b = ratio(r.secs[kOpen], r.secs[kBare]) +
+                    verdict(r.secs[kOpen], r.secs[kBare], 0.5);
+    std::string c = ratio(r.secs[kSave], r.secs[kExportObj]) +
+                    verdict(r.secs[kSave], r.secs[kExportObj], 2.0);
+    std::string d = ratio(r.secs[kSave], exportOnly);
+    printf("%-8d %-20s %-20s %-24s %s\n", r.points, a.c_str(), b.c_str(),
+           c.c_str(), d.c_str());
+  }
+  printf("(the assimp times include process start and its own import; "
+         "export-info takes both out, roughly)\n");
+
+  if (rows.size() > 1) {
+    printf("\nlinearity: MB/s at each size, and largest over smallest\n");
+    for (int op = 0; op < kOps; ++op) {
+      if (op == kClose) continue;
+      printf("%-22s", kOpNames[op]);
+      for (const Row& r : rows) printf(" %9.1f", r.rate(op));
+      double first = rows.front().rate(op), last = rows.back().rate(op);
+      if (first > 0 && last > 0) printf("   %.2f", last / first);
+      printf("\n");
+    }
+  }
+
+  std::error_code ignored;
+  std::filesystem::remove_all(dir, ignored);
+  printf("total %.1f s\n",
+         std::chrono::duration<double>(Clock::now() - start).count());
+  return 0;
+}

@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Installs what is missing (the build's packages and the benchmarks' peers:
+# tinyobjloader and the assimp command), builds, and runs every benchmark,
+# printing their tables.
+#
+#   scripts/bench.sh [maxPoints]     sizes up to maxPoints (default 10^6)
+#   BUILD_DIR=dir scripts/bench.sh   build elsewhere than build/
+set -euo pipefail
+cd "$(dirname "$0")/.."
+max_points="${1:-1000000}"
+build_dir="${BUILD_DIR:-build}"
+
+bash scripts/deps.sh
+
+missing=()
+for p in libtinyobjloader-dev assimp-utils; do
+  status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+  [[ "$status" == "install ok installed" ]] || missing+=("$p")
+done
+if [[ ${#missing[@]} -gt 0 ]]; then
+  echo "installing: ${missing[*]}"
+  sudo=""
+  [[ $(id -u) -eq 0 ]] || sudo="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $sudo apt-get update -qq
+  $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+# Timings want an optimised build: RelWithDebInfo (-O2) unless told.
+cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}" \
+  -DMODELR_BENCH=ON >/dev/null
+cmake --build "$build_dir" -j"$(nproc)"
+
+echo
+echo "== modelr add: cost per command against a no-op procedure =="
+# add_commands.tcl looks in build/; TCLLIBPATH puts the chosen build first.
+TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/add_commands.tcl "$max_points"
+
+echo
+echo "== KeyedTable against std::unordered_map =="
+"$build_dir/bench/keyed_table_bench"
+
+echo
+echo "== .mod reading and writing against tinyobjloader, assimp and the bare parse =="
+"$build_dir/bench/file_io_bench" "$max_points"
