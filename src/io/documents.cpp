@@ -22,9 +22,9 @@ void announceClosing(Model* model) {
 }
 
 // The camera must see the whole of every open model: twice the largest
-// extent of the new one, never shrinking for a smaller one.
+// extent of the new one, never shrinking for a smaller one. The model's
+// bounds grow as points are added, so nothing needs recomputing here.
 void growSceneExtent(Model* model) {
-  flushDerived(model);
   float largest = 0.0f;
   for (int axis = 0; axis < 3; ++axis) {
     float extent = model->boundsMax[axis] - model->boundsMin[axis];

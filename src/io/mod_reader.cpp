@@ -357,14 +357,80 @@ bool keywordLine(ModParseState& s, const LineTokens& t) {
   return true;  // unknown keywords are ignored
 }
 
+// --- Quick paths ------------------------------------------------------------
+// Point and polygon lines are nearly all of a large file. These read the
+// writer's shapes straight from the line's bytes; anything else (a comment,
+// an exponent, another polygon form, a bad number) makes them decline, and
+// the line goes through the tokenizer and the general handlers, which give
+// the same result or the right message.
+
+enum Quick { kDeclined, kTaken, kRefused };
+
+inline const char* skipBlanks(const char* p, const char* end) {
+  while (p < end && isTokenBlank(*p)) ++p;
+  return p;
+}
+
+inline bool quickInt(const char*& p, const char* end, int32_t* out) {
+  return *p != '#' && scanIntToken(p, end, out);
+}
+
+inline bool quickFloat(const char*& p, const char* end, float* out) {
+  return *p != '#' && scanFloatToken(p, end, out);
+}
+
+// NUMBER X Y Z, anything after them ignored as the general path does.
+Quick quickPoint(ModParseState& s, const char* p, const char* end) {
+  int32_t number;
+  float xyz[3];
+  p = skipBlanks(p, end);
+  if (!quickInt(p, end, &number)) return kDeclined;
+  for (float& v : xyz) {
+    p = skipBlanks(p, end);
+    if (!quickFloat(p, end, &v)) return kDeclined;
+  }
+  return addPoint(s.model, number, xyz[0], xyz[1], xyz[2]) ? kTaken : kRefused;
+}
+
+// 5 KIND P1 ... Pn: the writer's polygon form.
+Quick quickPolygon(ModParseState& s, const char* p, const char* end) {
+  int32_t form, kind;
+  p = skipBlanks(p, end);
+  if (!quickInt(p, end, &form) || form != 5 || s.current == nullptr) return kDeclined;
+  p = skipBlanks(p, end);
+  if (!quickInt(p, end, &kind)) return kDeclined;
+  int count = 0;
+  for (p = skipBlanks(p, end); p < end; p = skipBlanks(p, end)) {
+    if (count == kMaxPolygonPoints || !quickInt(p, end, &s.points[count])) return kDeclined;
+    ++count;
+  }
+  if (count < 3) return kDeclined;
+  return addTriangleToLayer(s.model, s.current, count, s.points, kind) ? kTaken : kRefused;
+}
+
+Quick quickLine(ModParseState& s, const char* begin, const char* end) {
+  if (s.section == kSectionPoints) return quickPoint(s, begin, end);
+  if (s.section == kSectionTriangles) return quickPolygon(s, begin, end);
+  return kDeclined;
+}
+
 // Reads every line into the model; false at the first bad line, with the
 // reason and position in LastError.
 template <class Source>
 bool readLines(ModParseState& s, Source* source, const int* line) {
   LineTokens& t = *s.tokens;
-  while (nextLine(source, &t)) {
+  char *begin, *end;
+  while (nextRawLine(source, &begin, &end)) {
     lastErrorSetLine(*line);
-    const bool ok = startsNumber(t.word[0]) ? dataLine(s, t) : keywordLine(s, t);
+    bool ok = true;
+    switch (quickLine(s, begin, end)) {
+      case kTaken: continue;
+      case kRefused: ok = false; break;
+      case kDeclined:
+        if (tokenizeLine(begin, end, &t) == 0) continue;
+        ok = startsNumber(t.word[0]) ? dataLine(s, t) : keywordLine(s, t);
+        break;
+    }
     if (!ok) {
       // An operation that refused without a reason still fails the line.
       if (lastErrorText() == nullptr) lastErrorReport("Bad point or triangle data");

@@ -9,23 +9,7 @@ namespace {
 
 constexpr size_t kChunkBytes = size_t{1} << 20;
 
-// Everything that separates tokens: blanks, and NUL and the control
-// characters a binary file brings along, which must neither glue tokens
-// together nor end the buffer early.
-struct BlankTable {
-  bool blank[256];
-  constexpr BlankTable() : blank() {
-    blank[static_cast<unsigned char>(' ')] = true;
-    blank[static_cast<unsigned char>('\t')] = true;
-    blank[static_cast<unsigned char>('\r')] = true;
-    blank[static_cast<unsigned char>('\v')] = true;
-    blank[static_cast<unsigned char>('\f')] = true;
-    blank[0] = true;
-  }
-};
-constexpr BlankTable kBlanks;
-
-inline bool isBlank(char c) { return kBlanks.blank[static_cast<unsigned char>(c)]; }
+inline bool isBlank(char c) { return isTokenBlank(c); }
 
 bool allocate(size_t size, TextBuffer* out) {
   out->data = static_cast<char*>(std::malloc(size + 1));
@@ -127,15 +111,22 @@ void lineCursorInit(LineCursor* cursor, TextBuffer* buffer) {
   cursor->line = 0;
 }
 
+bool nextRawLine(LineCursor* cursor, char** begin, char** end) {
+  char* const last = cursor->end;
+  if (cursor->next == nullptr || cursor->next >= last) return false;
+  char* start = cursor->next;
+  char* newline = static_cast<char*>(std::memchr(start, '\n', last - start));
+  *begin = start;
+  *end = newline ? newline : last;
+  cursor->next = newline ? newline + 1 : last;
+  ++cursor->line;
+  return true;
+}
+
 bool nextLine(LineCursor* cursor, LineTokens* tokens) {
-  char* const end = cursor->end;
-  while (cursor->next != nullptr && cursor->next < end) {
-    char* start = cursor->next;
-    char* newline = static_cast<char*>(std::memchr(start, '\n', end - start));
-    char* stop = newline ? newline : end;
-    cursor->next = newline ? newline + 1 : end;
-    ++cursor->line;
-    if (tokenize(start, stop, tokens) > 0) return true;
+  char *begin, *end;
+  while (nextRawLine(cursor, &begin, &end)) {
+    if (tokenize(begin, end, tokens) > 0) return true;
   }
   return false;
 }
@@ -160,7 +151,7 @@ void lineStreamClose(LineStream* stream) {
   std::memset(stream, 0, sizeof *stream);
 }
 
-bool nextLine(LineStream* s, LineTokens* tokens) {
+bool nextRawLine(LineStream* s, char** begin, char** end) {
   for (;;) {
     char* start = s->buffer + s->begin;
     char* newline = static_cast<char*>(std::memchr(start, '\n', s->end - s->begin));
@@ -170,12 +161,38 @@ bool nextLine(LineStream* s, LineTokens* tokens) {
       // The last line has no newline: the spare byte ends it.
       start = s->buffer + s->begin;
       newline = s->buffer + s->end;
+      *newline = '\0';
     }
     s->begin = static_cast<size_t>(newline - s->buffer) + (newline < s->buffer + s->end);
     ++s->line;
-    if (tokenize(start, newline, tokens) > 0) return true;
+    *begin = start;
+    *end = newline;
+    return true;
   }
 }
+
+bool nextLine(LineStream* s, LineTokens* tokens) {
+  char *begin, *end;
+  while (nextRawLine(s, &begin, &end)) {
+    if (tokenize(begin, end, tokens) > 0) return true;
+  }
+  return false;
+}
+
+int tokenizeLine(char* begin, char* end, LineTokens* tokens) {
+  return tokenize(begin, end, tokens);
+}
+
+// Everything that separates tokens: blanks, and NUL and the control
+// characters a binary file brings along, which must neither glue tokens
+// together nor end the buffer early.
+const bool kTokenBlank[256] = {
+    true,  false, false, false, false, false, false, false,  // NUL
+    false, true,  false, true,  true,  true,  false, false,  // TAB VT FF CR
+    false, false, false, false, false, false, false, false,
+    false, false, false, false, false, false, false, false,
+    true,                                                    // space
+};
 
 bool tokenFloatSlow(const char* word, int32_t length, float* out) {
   const char* first = word;

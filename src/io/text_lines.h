@@ -63,27 +63,52 @@ void lineStreamClose(LineStream* stream);
 bool nextLine(LineCursor* cursor, LineTokens* tokens);
 bool nextLine(LineStream* stream, LineTokens* tokens);
 
-// Strict number conversions of a whole token: an optional sign, digits (and
-// for floats a fraction and exponent, or "nan"/"inf"). A token with
-// anything after the number, or one out of range (beyond 32-bit integers,
-// beyond float range), is refused. Inline: a model file is mostly numbers.
-inline bool tokenInt(const char* word, int32_t length, int32_t* out) {
-  const char* p = word;
-  const char* const end = word + length;
+// The next line as raw bytes [*begin, *end), blank or not; *end (the
+// newline, or the terminator) may be overwritten. A reader with a quick
+// path for common line shapes looks at the bytes first and tokenizes only
+// when the quick path declines. False at the end.
+bool nextRawLine(LineCursor* cursor, char** begin, char** end);
+bool nextRawLine(LineStream* stream, char** begin, char** end);
+// Cuts [begin, end) into tokens in place, as nextLine does; the count.
+int tokenizeLine(char* begin, char* end, LineTokens* tokens);
+
+// The separators between tokens: space, tab, CR, VT, FF and NUL.
+extern const bool kTokenBlank[256];
+inline bool isTokenBlank(char c) { return kTokenBlank[static_cast<unsigned char>(c)]; }
+
+// Strict number conversions of a token: an optional sign, digits (and for
+// floats a fraction and exponent, or "nan"/"inf"). A token with anything
+// after the number, or one out of range (beyond 32-bit integers, beyond
+// float range), is refused. The scan forms read the token that starts at p
+// (it ends at a blank or at `end`) and leave p after it, so that a reader
+// can convert a line's numbers in one pass over its bytes. Inline: a model
+// file is mostly numbers.
+inline bool scanIntToken(const char*& p, const char* end, int32_t* out) {
   bool negative = false;
   if (p < end && (*p == '-' || *p == '+')) negative = *p++ == '-';
-  if (p == end) return false;
+  const char* digits = p;
   uint64_t value = 0;
+  bool fits = true;
   for (; p < end; ++p) {
     const unsigned digit = static_cast<unsigned char>(*p) - '0';
-    if (digit > 9) return false;
+    if (digit > 9) break;
     value = value * 10 + digit;
-    if (value > 0xFFFFFFFFu) return false;  // far beyond either limit
+    if (value > 0xFFFFFFFFu) fits = false, value = 0xFFFFFFFFu;  // far beyond
   }
-  if (value > (negative ? 2147483648u : 2147483647u)) return false;
+  if (p == digits || (p < end && !isTokenBlank(*p))) {
+    while (p < end && !isTokenBlank(*p)) ++p;
+    return false;
+  }
+  if (!fits || value > (negative ? 2147483648u : 2147483647u)) return false;
   *out = static_cast<int32_t>(negative ? -static_cast<int64_t>(value)
                                        : static_cast<int64_t>(value));
   return true;
+}
+
+inline bool tokenInt(const char* word, int32_t length, int32_t* out) {
+  const char* p = word;
+  const char* const end = word + length;
+  return scanIntToken(p, end, out) && p == end;
 }
 
 // Every form std::from_chars takes; correctly rounded.
@@ -94,11 +119,11 @@ bool tokenFloatSlow(const char* word, int32_t length, float* out);
 // rounded double, and rounding that to float is correct unless it lies
 // exactly halfway between two floats, which goes the slow way, as does
 // anything else (exponents, long or tiny numbers, nan, inf).
-inline bool tokenFloat(const char* word, int32_t length, float* out) {
+inline bool scanFloatToken(const char*& cursor, const char* end, float* out) {
   static const double kPow10[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  const char* p = word;
-  const char* const end = word + length;
+  const char* const start = cursor;
+  const char* p = start;
   bool negative = false;
   if (p < end && (*p == '-' || *p == '+')) negative = *p++ == '-';
   uint64_t mantissa = 0;
@@ -106,28 +131,37 @@ inline bool tokenFloat(const char* word, int32_t length, float* out) {
   for (; p < end; ++p) {
     const unsigned digit = static_cast<unsigned char>(*p) - '0';
     if (digit <= 9) {
-      mantissa = mantissa * 10 + digit;
+      mantissa = mantissa * 10 + digit;  // wraps only past 19 digits: slow way
       ++digits;
       if (decimals >= 0) ++decimals;
     } else if (*p == '.' && decimals < 0) {
       decimals = 0;
     } else {
-      return tokenFloatSlow(word, length, out);
+      break;
     }
   }
-  if (digits == 0 || digits > 15) return tokenFloatSlow(word, length, out);
+  const bool plain = (p == end || isTokenBlank(*p)) && digits > 0 && digits <= 15;
+  while (p < end && !isTokenBlank(*p)) ++p;
+  cursor = p;
+  const int32_t length = static_cast<int32_t>(p - start);
   if (decimals < 0) decimals = 0;
-  const double value = static_cast<double>(mantissa) / kPow10[decimals];
-  if (value != 0.0 && value < 1e-30) return tokenFloatSlow(word, length, out);
-  uint64_t bits;
+  const double value = plain ? static_cast<double>(mantissa) / kPow10[decimals] : 0.0;
+  uint64_t bits = 0;
   static_assert(sizeof bits == sizeof value, "double is 64 bits");
   __builtin_memcpy(&bits, &value, sizeof bits);
   // The 29 bits a float drops: exactly 1 followed by zeros is a tie.
-  if ((bits & 0x1FFFFFFFu) == 0x10000000u) return tokenFloatSlow(word, length, out);
-  if (value > 3.4028234663852886e38) return false;
+  const bool tie = (bits & 0x1FFFFFFFu) == 0x10000000u;
+  const bool tiny = value != 0.0 && value < 1e-30;
+  if (!plain || tie || tiny) return tokenFloatSlow(start, length, out);
   const float f = static_cast<float>(value);
   *out = negative ? -f : f;
   return true;
+}
+
+inline bool tokenFloat(const char* word, int32_t length, float* out) {
+  const char* p = word;
+  const char* const end = word + length;
+  return scanFloatToken(p, end, out) && p == end;
 }
 
 // Does the token start like a number (a digit, or a sign or point followed

@@ -162,8 +162,7 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
       return 0;
     }
   }
-  auto* copy = static_cast<int32_t*>(
-      std::malloc(sizeof(int32_t) * static_cast<size_t>(count)));
+  int32_t* copy = newPolygonPoints(count);
   if (copy == nullptr) {
     lastErrorReport("out of memory");
     return 0;
@@ -172,7 +171,7 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
   const int32_t id = nextPolygonId();
   Polygon* polygon = tableInsertT<Polygon>(&(layer->*table), id);
   if (polygon == nullptr) {
-    std::free(copy);
+    freePolygonPoints(copy, count);
     lastErrorReport("out of memory");
     return 0;
   }
@@ -204,7 +203,7 @@ bool deletePolygon(Model* model, KeyedTable Layer::*table, int32_t id) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
     Polygon* polygon = tableFindT<Polygon>(&(layer->*table), id);
     if (polygon == nullptr) continue;
-    std::free(polygon->points);
+    freePolygonPoints(polygon->points, polygon->count);
     tableRemove(&(layer->*table), id);
     return true;
   }
@@ -216,7 +215,7 @@ void removePolygonsUsing(KeyedTable* table, int32_t number) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     Polygon* polygon = tableAt<Polygon>(table, s);
     if (!usesPoint(polygon->points, polygon->count, number)) continue;
-    std::free(polygon->points);
+    freePolygonPoints(polygon->points, polygon->count);
     tableRemove(table, tableIntKeyAt(table, s));
   }
 }

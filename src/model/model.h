@@ -26,6 +26,13 @@ void initLayerTables(Layer* layer);
 void initJointTables(Joint* joint);
 void initImageTables(Image* image);
 
+// Point arrays of polygons and lines. Models hold millions of three- and
+// four-point polygons, so those come from a pool of 16-byte slots (freed
+// slots are reused, never handed back to the system); longer arrays come
+// from malloc. Release with the same count the array was made for.
+int32_t* newPolygonPoints(int32_t count);
+void freePolygonPoints(int32_t* points, int32_t count);
+
 // Process-wide counters, never reset: each call hands out the next id.
 // Triangles and lines share one counter.
 int32_t nextPolygonId();
