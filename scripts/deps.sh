@@ -7,6 +7,7 @@ packages=(
   tcl8.6 tcl8.6-dev tk8.6 tk8.6-dev tcllib
   libx11-dev libgl-dev libglu1-mesa-dev libglew-dev libode-dev
   googletest libgtest-dev
+  libfreetype-dev libfontconfig-dev fonts-liberation libgl1-mesa-dri
   xvfb xauth
 )
 

@@ -13,13 +13,17 @@ namespace {
 const SubCommand kGroupA[] = {{"add", addCommand}, {"absorb", absorbCommand}};
 const SubCommand kGroupC[] = {{"callback", callbackCommand},
                               {"create", createCommand}};
-const SubCommand kGroupD[] = {{"delete", deleteCommand}};
+const SubCommand kGroupD[] = {{"delete", deleteCommand},
+                              {"display", displayCommand},
+                              {"draw", drawCommand}};
 const SubCommand kGroupF[] = {{"file", fileCommand}, {"find", findCommand}};
 const SubCommand kGroupG[] = {{"get", getCommand}};
 const SubCommand kGroupM[] = {{"message", messageCommand}};
 const SubCommand kGroupP[] = {{"pose", poseCommand}};
-const SubCommand kGroupR[] = {{"reload", reloadCommand}};
-const SubCommand kGroupS[] = {{"system", systemCommand}};
+const SubCommand kGroupR[] = {{"reload", reloadCommand},
+                              {"reset", resetCommand},
+                              {"resize", resizeCommand}};
+const SubCommand kGroupS[] = {{"set", setCommand}, {"system", systemCommand}};
 
 struct Group {
   const SubCommand* entries;

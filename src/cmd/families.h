@@ -5,6 +5,8 @@
 void absorbCommand(char** words);    // absorb.cpp
 void addCommand(char** words);       // edit.cpp
 void deleteCommand(char** words);    // edit.cpp
+void displayCommand(char** words);   // display.cpp
+void drawCommand(char** words);      // view_commands.cpp
 void callbackCommand(char** words);  // callbacks.cpp
 void createCommand(char** words);    // create.cpp
 void fileCommand(char** words);      // file_commands.cpp
@@ -13,4 +15,7 @@ void getCommand(char** words);       // query.cpp
 void messageCommand(char** words);   // misc.cpp
 void systemCommand(char** words);    // misc.cpp
 void poseCommand(char** words);      // pose.cpp
+void resetCommand(char** words);     // view_commands.cpp
+void resizeCommand(char** words);    // view_commands.cpp
+void setCommand(char** words);       // set.cpp
 void reloadCommand(char** words);    // file_commands.cpp

@@ -144,6 +144,7 @@ struct Layer {
   KeyedTable vertexCache[2];  // int-keyed, 12-byte elements, view-owned
   int32_t displayHandle;
   int32_t boundsStale;  // a polygon was added since bounds were computed
+  uint32_t revision;    // bumped by every change to the layer's contents
 };
 
 struct Weight {
@@ -219,4 +220,5 @@ struct Model {
   KeyedTable worldMorphs;  // int-keyed, Morph: morphs of the joint "world"
   int32_t displayHandle;
   int32_t uveesStale;  // automatic uvees are due (see flushDerived)
+  uint32_t revision;   // bumped by every change to points or model tables
 };

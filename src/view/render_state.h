@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "model/records.h"
+#include "view/display_flags.h"
 
 constexpr int kMessageLines = 9;
 constexpr int kMessageLineBytes = 256;
@@ -18,6 +19,12 @@ struct RenderState {
   float sceneExtent;     // grows as models load; 100 after closing all
   float sceneExtra[3];   // kept beside the extent; cleared with it
   char messages[kMessageLines][kMessageLineBytes];  // newest first
+  DisplayFlags display;
+  float labelColour[3];
+  float pointColour[3];
+  float selectionColour[3];
+  int32_t eyeDistance;   // of the perspective projection
+  int32_t primitives;    // drawn in the last frame
 };
 
 // Zero-fills the state and sets its start values.

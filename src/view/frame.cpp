@@ -1,0 +1,5 @@
+#include "view/frame.h"
+
+void initContextState() {}
+void drawFrame() {}
+void applyProjection() {}

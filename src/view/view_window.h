@@ -1,0 +1,32 @@
+// The one view window: creation, its handlers (paint, resize, mouse and
+// keys to the script), its size state, the cursor table. Built on
+// platform.h; the renderer draws through viewMakeCurrent/viewSwap.
+#pragma once
+
+#include <cstdint>
+
+#include "view/platform.h"
+
+// create window <name> <parent>. On failure the message box has been shown
+// ("modelr: can only support 1 window at the moment.", "modelr: cannot get
+// handle for parent window.") and false is returned.
+bool createViewWindow(const char* name, const char* parentPath);
+// The view window, or null before one exists.
+PlatformWindow* viewWindow();
+
+// set view size W H (0 0: follow the frame again). False when ignored.
+bool setViewSize(int32_t width, int32_t height);
+// The resize command: the view follows its parent now.
+void resizeViewToParent();
+
+// create cursor <name|file>: the new cursor number (1, 2, ...), 0 when it
+// does not load. set cursor <n>: false for an unknown number.
+int32_t createViewCursor(const char* nameOrFile);
+bool showViewCursor(int32_t number);
+
+// Draws one frame now when a window exists (the draw command).
+void redrawView();
+
+// Feeds one event to the view's event handler (what the platform does);
+// exposed for the tests of the mouse state machine.
+void viewHandleEvent(const ViewEvent* event);
