@@ -1,3 +1,131 @@
-#include "cmd/families.h"
+// modelr display ...: reads and sets the display switches the renderer
+// consults every frame. Answers, usage texts and the unknown-word text are
+// all the command's result; nothing is redrawn until the script asks.
+#include <cstdio>
+#include <cstring>
+#include <string>
 
-void displayCommand(char**) {}
+#include "cmd/context.h"
+#include "cmd/families.h"
+#include "cmd/host.h"
+#include "cmd/subcommands.h"
+#include "cmd/values.h"
+#include "view/display_flags.h"
+
+namespace {
+
+DisplayFlags* flags() { return &g_app.render.display; }
+
+void usage(const char* option, const char* arguments) {
+  std::string text = "modelr: usage: modelr display ";
+  text += option;
+  text += ' ';
+  text += arguments;
+  setResult(text.c_str());
+}
+
+// display <switch> [<on>]: "on"/"off" without a value; a value that is not
+// a boolean leaves the switch as it was.
+void displaySwitchWord(int32_t* field, char** words) {
+  if (words[1] == nullptr) {
+    setResult(*field != 0 ? "on" : "off");
+    return;
+  }
+  int32_t value = 0;
+  if (!parseBool(&value, words[1])) {
+    usage(words[0], "<on>");
+    return;
+  }
+  *field = value != 0 ? 1 : 0;
+}
+
+// display lod [<n>]
+void displayLod(char** words) {
+  if (words[1] == nullptr) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%d", flags()->lod);
+    setResult(text);
+    return;
+  }
+  int32_t level = 0;
+  if (!parseInt(&level, words[1])) {
+    usage("lod", "<n>");
+    return;
+  }
+  flags()->lod = level;
+}
+
+// display arc <axis> <angle> <value>: all three or nothing.
+void displayArc(char** words) {
+  const char* axis = nullptr;
+  int32_t angle = 0;
+  int32_t value = 0;
+  if (!parseString(&axis, words[1]) || !parseInt(&angle, words[2]) ||
+      !parseInt(&value, words[3])) {
+    usage("arc", "<axis> <angle> <value>");
+    return;
+  }
+  flags()->arcAxis = displayAxisCode(axis);
+  flags()->arcAngle = angle;
+  flags()->arcValue = value;
+}
+
+// display mover <axis> <value>
+void displayMover(char** words) {
+  const char* axis = nullptr;
+  int32_t value = 0;
+  if (!parseString(&axis, words[1]) || !parseInt(&value, words[2])) {
+    usage("mover", "<axis> <value>");
+    return;
+  }
+  flags()->moverAxis = displayAxisCode(axis);
+  flags()->moverValue = value;
+}
+
+// display scaler <x> <y> <z>
+void displayScaler(char** words) {
+  float scaler[3];
+  for (int i = 0; i < 3; ++i) {
+    if (!parseFloat(&scaler[i], words[1 + i])) {
+      usage("scaler", "<x> <y> <z>");
+      return;
+    }
+  }
+  std::memcpy(flags()->scaler, scaler, sizeof scaler);
+}
+
+const SubCommand kSettingWords[] = {
+    {"lod", displayLod},
+    {"arc", displayArc},
+    {"mover", displayMover},
+    {"scaler", displayScaler},
+};
+
+// The handler of a numeric setting named by the word, or null.
+CommandHandler settingHandler(const char* word) {
+  for (const SubCommand& entry : kSettingWords) {
+    if (entry.keyword[0] == word[0] && std::strcmp(entry.keyword, word) == 0) {
+      return entry.handler;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void displayCommand(char** words) {
+  // An unknown word is skipped and the next one tried.
+  for (char** w = words + 1; *w != nullptr; ++w) {
+    if (int32_t* field = displaySwitch(flags(), *w)) {
+      displaySwitchWord(field, w);
+      return;
+    }
+    if (CommandHandler handler = settingHandler(*w)) {
+      handler(w);
+      return;
+    }
+  }
+  std::string text = "modelr: unknown display attribute: ";
+  text += lastWordTried(words);
+  setResult(text.c_str());
+}

@@ -1,7 +1,9 @@
 // modelr file ...: opening, saving and checking files. Usage errors of this
 // family are the command's result, not error reports, so the file dialogs
 // can show them directly.
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -15,7 +17,10 @@
 #include "io/documents.h"
 #include "io/mod_writer.h"
 #include "model/geometry.h"
+#include "model/last_error.h"
+#include "view/capture.h"
 #include "view/tga.h"
+#include "view/view_window.h"
 
 namespace {
 
@@ -184,10 +189,49 @@ void fileSave(char** words) {
                 : "0");
 }
 
+// file savescreen <filename>: the view's viewport as a TGA file. Without a
+// view there is nothing to capture and nothing happens.
+void fileSaveScreen(char** words) {
+  std::string name;
+  if (!fileNameFrom(words, &name)) {
+    setResult("modelr: usage: modelr file savescreen <filename>");
+    return;
+  }
+  PlatformWindow* window = viewWindow();
+  if (window == nullptr) return;
+  int windowWidth = 0;
+  int windowHeight = 0;
+  platformWindowSize(window, &windowWidth, &windowHeight);
+  const int viewWidth = g_app.view.viewWidth;
+  const int viewHeight = g_app.view.viewHeight;
+  // A fixed-size viewport sits centred in the window; it may overhang it.
+  int x = 0;
+  int y = 0;
+  if (g_app.view.fixedSize != 0) {
+    x = windowWidth / 2 - viewWidth / 2;
+    y = windowHeight / 2 - viewHeight / 2;
+  }
+  if (x < 0) x = 0;
+  if (y < 0) y = 0;
+  const int width = std::max(0, std::min(viewWidth, windowWidth - x));
+  const int height = std::max(0, std::min(viewHeight, windowHeight - y));
+  // Pixels the window cannot give stay black.
+  const size_t bytes = static_cast<size_t>(width) * height * 3;
+  unsigned char* pixels =
+      static_cast<unsigned char*>(std::calloc(bytes != 0 ? bytes : 1, 1));
+  if (pixels == nullptr) return;
+  if (bytes != 0) platformReadPixels(window, x, y, width, height, pixels);
+  if (!writeCaptureFile(name.c_str(), width, height, pixels)) {
+    reportError(lastErrorText());
+  }
+  std::free(pixels);
+}
+
 const SubCommand kFileWords[] = {
     {"open", fileOpen},     {"add", fileAdd},       {"new", fileNew},
     {"reload", fileReload}, {"name", fileName},     {"remove", fileRemove},
     {"rename", fileRename}, {"save", fileSave},     {"validate", fileValidate},
+    {"savescreen", fileSaveScreen},
 };
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Screen captures as TGA files: an 18-byte header (id length 255, type 2,
-// 24 bits), a 255-byte notice, then the pixels red first, row by row from
-// the top.
+// 24 bits), a 255-byte notice, then the pixels red first, bottom row
+// first (the origin a descriptor of 0 announces).
 #pragma once
 
 #include <cstddef>

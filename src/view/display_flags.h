@@ -23,3 +23,10 @@ void setDisplayDefaults(DisplayFlags* flags);
 // The switch of that option name, or null (lod, arc, mover and scaler are
 // not switches).
 int32_t* displaySwitch(DisplayFlags* flags, const char* name);
+
+// The switch names in their documented order, for listing them.
+int displaySwitchCount();
+const char* displaySwitchName(int index);  // null outside 0..count-1
+
+// The axis word of the arc and mover handles: "x" 1, "y" 2, any other 3.
+int32_t displayAxisCode(const char* word);

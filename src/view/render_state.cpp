@@ -3,8 +3,24 @@
 #include <cstdio>
 #include <cstring>
 
+namespace {
+
+void setColour(float colour[3], float r, float g, float b) {
+  colour[0] = r;
+  colour[1] = g;
+  colour[2] = b;
+}
+
+}  // namespace
+
 void initRenderState(RenderState* state) {
   std::memset(state, 0, sizeof *state);
+  setDisplayDefaults(&state->display);
+  // Labels read on the default black background; point markers and
+  // selections stand out from white labels and from each other.
+  setColour(state->labelColour, 1.0f, 1.0f, 1.0f);
+  setColour(state->pointColour, 1.0f, 1.0f, 0.0f);
+  setColour(state->selectionColour, 1.0f, 0.0f, 0.0f);
   resetSceneExtent(state);
 }
 
