@@ -7,6 +7,7 @@
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 #include "io/documents.h"
+#include "view/view_window.h"
 
 namespace {
 
@@ -28,8 +29,40 @@ void createModelCommand(char** words) {
   setResult(id);
 }
 
+// create window <name> <parent>: the one view, inside the Tk widget
+// <parent>. Why it failed has been shown already.
+void createWindowCommand(char** words) {
+  const char* name = nullptr;
+  const char* parent = nullptr;
+  if (!parseString(&name, words[1]) || !parseString(&parent, words[2])) {
+    setResult("modelr: usage: modelr create window <name> <parent>");
+    return;
+  }
+  if (!createViewWindow(name, parent)) setResult("modelr: create window failed");
+}
+
+// create cursor <filename>: a tool cursor's name or a cursor file; the
+// result is the new cursor's number.
+void createCursorCommand(char** words) {
+  const char* file = nullptr;
+  if (!parseString(&file, words[1])) {
+    setResult("modelr: usage: modelr create cursor <filename>");
+    return;
+  }
+  int32_t number = createViewCursor(file);
+  if (number == 0) {
+    setResult("modelr: create cursor failed");
+    return;
+  }
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", number);
+  setResult(text);
+}
+
 const SubCommand kCreateWords[] = {
     {"model", createModelCommand},
+    {"window", createWindowCommand},
+    {"cursor", createCursorCommand},
 };
 
 }  // namespace

@@ -14,11 +14,17 @@
 
 struct PlatformWindow;  // one native child window with its GL context
 
-// The backend calls these from the interpreter's event loop.
+// The backend calls these from the interpreter's event loop. Mouse events
+// come from buttons 1 to 3 only (the wheel is not passed on); a press of
+// the same button within 400 ms and 4 pixels of the previous press is a
+// double click.
 struct PlatformHandlers {
   void (*paint)(PlatformWindow* window);                 // expose
   void (*resize)(PlatformWindow* window, int w, int h);  // size changed
   void (*event)(PlatformWindow* window, const ViewEvent* event);
+  // The native window went away (its Tk parent was destroyed); the record
+  // stays, every call on it does nothing from then on.
+  void (*destroyed)(PlatformWindow* window);
 };
 
 // Creates the view as a child of the Tk widget `parentPath` (an X window
@@ -30,6 +36,11 @@ PlatformWindow* platformCreateView(const char* name, const char* parentPath,
                                    const PlatformHandlers* handlers,
                                    const char** error);
 void platformDestroyView(PlatformWindow* window);
+// False when the window exists but no GL context could be made for it (no
+// GLX visual, or context creation failed): it never draws.
+bool platformHasContext(PlatformWindow* window);
+// The native handle of an existing Tk widget, or null.
+void* platformWidgetHandle(const char* path);
 
 // Makes the window's context current; null releases the current context.
 bool platformMakeCurrent(PlatformWindow* window);

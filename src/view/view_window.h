@@ -26,6 +26,12 @@ bool showViewCursor(int32_t number);
 
 // Draws one frame now when a window exists (the draw command).
 void redrawView();
+// The reset command: the render state back to its start values, keeping
+// the display switches, the message lines and the scene extent, then a
+// frame. Nothing happens without a window.
+void resetView();
+// The number of the cursor shown on the view (0: the arrow).
+int32_t shownViewCursor();
 
 // Feeds one event to the view's event handler (what the platform does);
 // exposed for the tests of the mouse state machine.

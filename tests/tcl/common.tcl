@@ -37,6 +37,8 @@ testConstraint xvfb [expr {[auto_execok xvfb-run] ne ""}]
 # (tcltest itself always exits 0).
 proc finishTests {} {
     set failed $::tcltest::numTests(Failed)
+    # Under Tk, cleanupTests would exit (with 0) itself unless interactive.
+    if {[info exists ::tk_version]} { testConstraint interactive 1 }
     cleanupTests
     exit [expr {$failed > 0}]
 }
