@@ -12,12 +12,20 @@
 // the elementary rotation multiplies m from the left. m is column order.
 void matrixRotate(float m[16], float x, float y, float z);
 void matrixIdentity(float m[16]);
+// out = a * b (column order); out may be a or b.
+void matrixMultiply(const float a[16], const float b[16], float out[16]);
 
 // What window creation does: angles 0 0, pan 0, zoom 1, background black,
 // extents 2w/300 x 2h/300, depth 600, size w x h, focus 0, then the camera
 // reset (volume 100, focus 0) and the projection.
 void cameraInit(ViewState* view, int w, int h);
+// Set volume (100, 0), focus 0.
+void cameraReset(ViewState* view);
+// Model-view: identity turned by yaw about y, then pitch about x.
+// cameraRotation is always the inverse of the model-view's rotation.
 void cameraSetAngles(ViewState* view, float yaw, float pitch);
+// Turntable (freeRotate 0): x about the model's z axis, y about the screen's
+// horizontal axis. Free: x about the screen's vertical axis, then y.
 void cameraRotate(ViewState* view, float x, float y);
 // Pixel deltas; both 0 centres the view.
 void cameraPan(ViewState* view, float dx, float dy, bool relative);
@@ -30,7 +38,12 @@ void cameraFitBox(ViewState* view, const float corner1[3], const float corner2[3
 void cameraFit(ViewState* view, const Model* model);
 // centre: focus on the model's centre.
 void cameraCentre(ViewState* view, const Model* model);
+// A change of mode also resets the view angles to 0 0.
 void cameraSetFreeRotate(ViewState* view, bool on);
+// set matrix view: 16 numbers in row order; the camera rotation becomes the
+// transpose of its rotation part.
+void cameraSetViewMatrix(ViewState* view, const float rows[16]);
 // Recomputes view->projection; *eyeDistance gets the integer eye distance
-// of the perspective projection (0 for parallel).
+// of the perspective projection (0 for parallel); eyeDistance may be null.
+// A parallel volume of zero size (no window yet) gives the identity.
 void cameraUpdateProjection(ViewState* view, int* eyeDistance);
