@@ -7,6 +7,7 @@
 #include "cmd/host_tcl.h"
 #include "cmd/words.h"
 #include "io/documents.h"
+#include "view/draw_model.h"
 #include "view/view_host.h"
 
 #define MODELR_EXPORT extern "C" __attribute__((visibility("default")))
@@ -49,6 +50,7 @@ MODELR_EXPORT int Modelr_Init(Tcl_Interp* interp) {
   initRenderState(&g_app.render);
   setLoaderStatusReporter(reportStatus);
   setRendererErrorReporter(reportError);
+  installModelDisplayHooks();  // closing a model frees its GL data
   Tcl_PkgProvide(interp, "modelr", MODELR_VERSION);
   return TCL_OK;
 }

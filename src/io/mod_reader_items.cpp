@@ -113,6 +113,7 @@ bool appendedImage(ModParseState& s, const LineTokens& t) {
       if (moved == nullptr) return fail("out of memory");
       *moved = *tableFindT<Image>(&layer->images, number - 1);
       tableRemove(&layer->images, number - 1);  // its tables went with it
+      touchLayer(layer);
       --number;
     }
   }

@@ -396,15 +396,19 @@ bool absorbLayer(Model* model, const Child* child, Layer* from,
   to->transparent = from->transparent;
   moveTable(&from->namedTexts, &to->namedTexts);
   moveTable(&from->shaders, &to->shaders);
-  if (!copyPolygons<Triangle>(model, to, &from->triangles, map, axis, true) ||
-      !copyPolygons<Line>(model, to, &from->lines, map, axis, false) ||
-      !moveColours(&from->colours, &to->colours, map, axis) ||
-      !moveVectors(child, &from->normals, &to->normals, map, axis) ||
-      !moveVectors(child, &from->surface, &to->surface, map, axis) ||
-      !carryGlobalsOf<Triangle>(child, &from->triangles, to, map, axis) ||
-      !carryGlobalsOf<Line>(child, &from->lines, to, map, axis) ||
-      !moveImages(from, to, map, axis, automaticUvees))
-    return false;
+  const bool ok =
+      copyPolygons<Triangle>(model, to, &from->triangles, map, axis, true) &&
+      copyPolygons<Line>(model, to, &from->lines, map, axis, false) &&
+      moveColours(&from->colours, &to->colours, map, axis) &&
+      moveVectors(child, &from->normals, &to->normals, map, axis) &&
+      moveVectors(child, &from->surface, &to->surface, map, axis) &&
+      carryGlobalsOf<Triangle>(child, &from->triangles, to, map, axis) &&
+      carryGlobalsOf<Line>(child, &from->lines, to, map, axis) &&
+      moveImages(from, to, map, axis, automaticUvees);
+  // Both changed, also when a step failed halfway.
+  touchLayer(to);
+  touchLayer(from);
+  if (!ok) return false;
   to->boundsStale = 1;
   return true;
 }

@@ -11,6 +11,8 @@
 
 namespace {
 
+uint32_t g_revision = 0;
+
 // Uvees that arrive before their image wait here; the next new image of
 // any model takes the whole table.
 KeyedTable g_parkedUvees;
@@ -58,6 +60,14 @@ bool resolveTables(Model* model, const char* name, PointTables* out) {
   if (layer == nullptr) return false;
   *out = {&layer->colours, &layer->normals, &layer->surface, layer};
   return true;
+}
+
+void touchTables(Model* model, const PointTables& tables) {
+  if (tables.layer != nullptr) {
+    touchLayer(tables.layer);
+  } else {
+    touchModel(model);
+  }
 }
 
 void growModelBounds(Model* model, float x, float y, float z) {
@@ -192,6 +202,7 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
     }
   }
   layer->boundsStale = 1;
+  touchLayer(layer);
   return id;
 }
 
@@ -205,19 +216,24 @@ bool deletePolygon(Model* model, KeyedTable Layer::*table, int32_t id) {
     if (polygon == nullptr) continue;
     freePolygonPoints(polygon->points, polygon->count);
     tableRemove(&(layer->*table), id);
+    touchLayer(layer);
     return true;
   }
   return false;
 }
 
+// True when any was removed.
 template <class Polygon>
-void removePolygonsUsing(KeyedTable* table, int32_t number) {
+bool removePolygonsUsing(KeyedTable* table, int32_t number) {
+  bool removed = false;
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     Polygon* polygon = tableAt<Polygon>(table, s);
     if (!usesPoint(polygon->points, polygon->count, number)) continue;
     freePolygonPoints(polygon->points, polygon->count);
     tableRemove(table, tableIntKeyAt(table, s));
+    removed = true;
   }
+  return removed;
 }
 
 bool storeVector(Model* model, const char* layer, int32_t number, float x,
@@ -241,6 +257,7 @@ bool storeVector(Model* model, const char* layer, int32_t number, float x,
   entry->x = x;
   entry->y = y;
   entry->z = z;
+  touchTables(model, tables);
   return true;
 }
 
@@ -248,7 +265,8 @@ bool removeEntry(Model* model, const char* layer, int32_t point,
                  KeyedTable* PointTables::*which) {
   PointTables tables;
   if (!resolveTables(model, layer, &tables)) return false;
-  tableRemove(tables.*which, point);  // an absent entry is already gone
+  // An absent entry is already gone.
+  if (tableRemove(tables.*which, point)) touchTables(model, tables);
   return true;
 }
 
@@ -294,6 +312,7 @@ void flushDerived(Model* model) {
     if (!layer->boundsStale) continue;
     recomputeLayerBounds(model, layer);
     layer->boundsStale = 0;
+    touchLayer(layer);
   }
   if (!model->uveesStale) return;
   model->uveesStale = 0;
@@ -301,15 +320,25 @@ void flushDerived(Model* model) {
        s = tableNextSlot(&model->layers, s)) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
     if (tableCount(&layer->triangles) == 0) continue;
+    bool refilled = false;
     for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
          i = tableNextSlot(&layer->images, i)) {
       Image* image = tableAt<Image>(&layer->images, i);
-      if (!image->hasUvees) refillAutomaticUvees(model, layer, image);
+      if (image->hasUvees) continue;
+      refillAutomaticUvees(model, layer, image);
+      refilled = true;
     }
+    if (refilled) touchLayer(layer);
   }
 }
 
 void markUveesStale(Model* model) { model->uveesStale = 1; }
+
+uint32_t nextRevision() {
+  // Zero means never touched; a wrapped counter skips it.
+  if (++g_revision == 0) ++g_revision;
+  return g_revision;
+}
 
 Layer* findLayer(const Model* model, const char* name) {
   if (isGlobalName(name)) return nullptr;
@@ -348,6 +377,7 @@ Layer* addLayer(Model* model, const char* name, float originX, float originY,
   layer->mirrorAxis = mirrorAxis;
   layer->displayHandle = -1;
   initLayerTables(layer);
+  touchLayer(layer);
   return layer;
 }
 
@@ -376,6 +406,7 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
   point->y = y;
   point->z = z;
   point->flags = 0;
+  touchModel(model);
   if (first) {
     model->boundsMin[0] = model->boundsMax[0] = x;
     model->boundsMin[1] = model->boundsMax[1] = y;
@@ -405,14 +436,18 @@ bool deletePoint(Model* model, int32_t number) {
   if (findPoint(model, number) == nullptr) return false;
   flushDerived(model);
   tableRemove(&model->points, number);
+  touchModel(model);
   for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
        s = tableNextSlot(&model->layers, s)) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
-    tableRemove(&layer->colours, number);
-    tableRemove(&layer->normals, number);
-    tableRemove(&layer->surface, number);
-    removePolygonsUsing<Triangle>(&layer->triangles, number);
-    removePolygonsUsing<Line>(&layer->lines, number);
+    // Bitwise or: every table is cleaned whatever the others held.
+    const bool changed =
+        tableRemove(&layer->colours, number) |
+        tableRemove(&layer->normals, number) |
+        tableRemove(&layer->surface, number) |
+        removePolygonsUsing<Triangle>(&layer->triangles, number) |
+        removePolygonsUsing<Line>(&layer->lines, number);
+    if (changed) touchLayer(layer);
   }
   return true;
 }
@@ -454,6 +489,7 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
   colour->g = green > 1.0f ? 1.0f : green;
   colour->b = blue > 1.0f ? 1.0f : blue;
   colour->a = alpha > 1.0f ? 1.0f : alpha;
+  touchTables(model, tables);
   if (!(alpha < 1.0f)) return true;
   if (tables.layer != nullptr) {
     tables.layer->transparent = 1;
@@ -462,7 +498,10 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
   for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
        s = tableNextSlot(&model->layers, s)) {
     Layer* each = tableAt<Layer>(&model->layers, s);
-    if (!each->transparent && layerUsesPoint(each, point)) each->transparent = 1;
+    if (!each->transparent && layerUsesPoint(each, point)) {
+      each->transparent = 1;
+      touchLayer(each);
+    }
   }
   return true;
 }
@@ -538,6 +577,7 @@ bool addImage(Model* model, const char* layerName, int32_t number,
     return false;
   }
   flushDerived(model);
+  touchLayer(layer);  // whatever happens below changes the layer
   Image* image = tableFindT<Image>(&layer->images, number);
   if (image == nullptr) {
     image = tableInsertT<Image>(&layer->images, number);
@@ -596,6 +636,7 @@ bool addUvee(Model* model, const char* layerName, int32_t imageNumber,
     if (!image->hasUvees) flushDerived(model);
     image->hasUvees = 1;
     table = &image->uvees;
+    touchLayer(layer);
   }
   Uvee* uvee = tableInsertT<Uvee>(table, point);
   if (uvee == nullptr) {
@@ -613,6 +654,7 @@ bool deleteImage(Model* model, const char* layerName, int32_t number) {
   Image* image = requireImage(model, layerName, number);
   if (image == nullptr) return false;
   Layer* layer = findLayer(model, layerName);
+  touchLayer(layer);
   releaseImage(image);
   int32_t last = number;
   for (;;) {
@@ -633,6 +675,7 @@ bool deleteMirrorImage(Model* model, const char* layerName, int32_t number) {
   releaseTexture(&image->mirror);
   image->mirrorFlag = 0;
   image->mirror.file[0] = '\0';
+  touchLayer(findLayer(model, layerName));
   return true;
 }
 
@@ -645,6 +688,7 @@ bool setTransparency(Model* model, const char* layerName, float value) {
   }
   layer->opacity = 1.0f - value;
   if (layer->opacity != 1.0f) layer->transparent = 1;
+  touchLayer(layer);
   return true;
 }
 
@@ -662,6 +706,7 @@ bool setInvisibleColour(Model* model, const char* layerName, int32_t number,
   }
   image->extraKind = kExtraInvisibleColour;
   for (int i = 0; i < 3; ++i) image->invisible[i] = rgb[i];
+  touchLayer(findLayer(model, layerName));
   return true;
 }
 
@@ -689,6 +734,7 @@ bool setShader(Model* model, const char* layerName, const char* kind,
   std::strcpy(entry->file, file);
   entry->kind = code;
   entry->handle = 0;  // a new file must be compiled again by the view
+  touchLayer(layer);
   return true;
 }
 

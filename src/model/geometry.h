@@ -25,6 +25,18 @@
 
 #include "model/records.h"
 
+// Revisions. The view keeps each layer's vertex data and rebuilds it only
+// when the layer's or its model's revision changed, so every change to a
+// layer's polygons, lines, colours, normals, surface vectors, images, uvees
+// or settings touches the layer, and every change to points (positions,
+// flags) or to the model-level colour, normal and surface tables touches
+// the model. Code outside this file that changes those records directly
+// touches them too. The numbers come from one process-wide counter: a layer
+// made where a deleted one was never carries the old one's number.
+uint32_t nextRevision();
+inline void touchLayer(Layer* layer) { layer->revision = nextRevision(); }
+inline void touchModel(Model* model) { model->revision = nextRevision(); }
+
 constexpr int kAddPolygonMaxPoints = 508;  // what one add command takes
 constexpr float kOnTheFlyLayerGrey = 127.0f;
 

@@ -1,4 +1,549 @@
+// Each layer's vertex data lives in buffer objects, keyed by the layer's
+// revision, the model's revision (and pose, when the pose switch is on) and
+// the switches that shape it; a frame of an unchanged model only binds and
+// draws. Caches are found by model id (never reused) and layer slot, never
+// through pointers into the document, so a freed model can at worst leave
+// an unused entry, not a dangling one.
 #include "view/draw_model.h"
 
-int32_t drawModel(Model*, const DisplayFlags*) { return 0; }
-void releaseModelDisplay(Model*) {}
+#include <GL/glew.h>
+
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <unordered_map>
+#include <vector>
+
+#include "cmd/context.h"
+#include "io/documents.h"
+#include "view/layer_cache.h"
+#include "view/view_host.h"
+
+namespace {
+
+constexpr int kMaxChildDepth = 64;
+constexpr float kMarkerSize = 4.0f;
+constexpr float kNormalLengthShare = 0.05f;  // of the model's largest extent
+constexpr size_t kKeptScratchVertices = 1 << 18;
+
+// One vertex array on the GL side: a buffer object, or host memory when
+// buffer objects are missing or out of memory.
+struct VertexRun {
+  GLuint buffer = 0;
+  std::vector<DrawVertex> host;
+  int32_t count = 0;
+};
+
+// What the display positions of the points depend on.
+struct PointsKey {
+  uint32_t revision = 0;
+  int32_t posed = -1;
+  uint64_t pose = 0;
+  bool operator==(const PointsKey& o) const {
+    return revision == o.revision && posed == o.posed && pose == o.pose;
+  }
+};
+
+struct LayerDisplay {
+  bool valid = false;
+  char name[kNameBytes] = {0};
+  uint32_t revision = 0;
+  PointsKey points;
+  int32_t normalMode = -1;
+  float normalLength = 0.0f;
+  VertexRun triangles, lines, normals;
+  int32_t openLineVertices = 0;
+};
+
+struct ModelDisplay {
+  std::vector<LayerDisplay> layers;  // by slot of the model's layer table
+  PointsKey posedKey;
+  std::vector<float> posed;  // empty: the stored points
+  VertexRun markers;
+  PointsKey markersKey;
+  uint8_t markerColours[6] = {0};
+  std::vector<int32_t> children;  // model ids of the children last seen
+};
+
+std::unordered_map<int32_t, ModelDisplay> g_displays;
+std::vector<GLuint> g_doomed;  // deleted by the next drawModel
+LayerVertices g_scratch;
+
+struct DrawContext {
+  const DisplayFlags* flags;
+  float matrix[16];  // the model-view matrix in force, column order
+  bool flipped;      // an odd number of reflections: winding reversed
+  int depth;
+  int32_t primitives;
+};
+
+bool haveBuffers() {
+  return glGenBuffers != nullptr && glBindBuffer != nullptr &&
+         glBufferData != nullptr && glDeleteBuffers != nullptr;
+}
+
+void dropRun(VertexRun* run) {
+  if (run->buffer != 0) g_doomed.push_back(run->buffer);
+  run->buffer = 0;
+  run->host.clear();
+  run->host.shrink_to_fit();
+  run->count = 0;
+}
+
+void dropLayer(LayerDisplay* layer) {
+  dropRun(&layer->triangles);
+  dropRun(&layer->lines);
+  dropRun(&layer->normals);
+  layer->valid = false;
+}
+
+void releaseById(int32_t id) {
+  auto found = g_displays.find(id);
+  if (found == g_displays.end()) return;
+  const std::vector<int32_t> children = found->second.children;
+  for (LayerDisplay& layer : found->second.layers) dropLayer(&layer);
+  dropRun(&found->second.markers);
+  g_displays.erase(found);
+  for (int32_t child : children) releaseById(child);
+}
+
+void deleteDoomedBuffers() {
+  if (g_doomed.empty() || !haveBuffers()) {
+    g_doomed.clear();
+    return;
+  }
+  glDeleteBuffers(static_cast<GLsizei>(g_doomed.size()), g_doomed.data());
+  g_doomed.clear();
+}
+
+// Replaces the run's vertices, keeping its buffer name.
+void upload(VertexRun* run, const std::vector<DrawVertex>& data) {
+  run->host.clear();
+  run->host.shrink_to_fit();
+  run->count = static_cast<int32_t>(data.size());
+  if (data.empty()) {
+    if (run->buffer != 0) g_doomed.push_back(run->buffer);
+    run->buffer = 0;
+    return;
+  }
+  if (haveBuffers()) {
+    // Only this upload's error counts (a lost context repeats its error).
+    for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
+    }
+    if (run->buffer == 0) glGenBuffers(1, &run->buffer);
+    glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
+    glBufferData(GL_ARRAY_BUFFER,
+                 static_cast<GLsizeiptr>(data.size() * sizeof(DrawVertex)),
+                 data.data(), GL_STATIC_DRAW);
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    if (glGetError() == GL_NO_ERROR) return;
+    g_doomed.push_back(run->buffer);
+    run->buffer = 0;
+  }
+  run->host = data;
+}
+
+const void* at(const VertexRun& run, size_t offset) {
+  if (run.buffer != 0) return reinterpret_cast<const void*>(offset);
+  return reinterpret_cast<const char*>(run.host.data()) + offset;
+}
+
+// `outlines`: polygons in line mode show only their own edges.
+void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
+             bool outlines = false) {
+  if (count <= 0) return;
+  if (haveBuffers()) glBindBuffer(GL_ARRAY_BUFFER, run.buffer);
+  const GLsizei stride = sizeof(DrawVertex);
+  glVertexPointer(3, GL_FLOAT, stride, at(run, offsetof(DrawVertex, position)));
+  glNormalPointer(GL_FLOAT, stride, at(run, offsetof(DrawVertex, normal)));
+  glColorPointer(4, GL_UNSIGNED_BYTE, stride,
+                 at(run, offsetof(DrawVertex, colour)));
+  if (outlines) {
+    glEdgeFlagPointer(stride, at(run, offsetof(DrawVertex, outline)));
+    glEnableClientState(GL_EDGE_FLAG_ARRAY);
+  }
+  glDrawArrays(mode, first, count);
+  if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
+}
+
+void reportOutOfMemory(const char* what) {
+  char text[kNameBytes + 64];
+  std::snprintf(text, sizeof text, "modelr: out of memory drawing %s", what);
+  rendererError(text);
+}
+
+NormalMode normalModeOf(const DisplayFlags* flags) {
+  if (flags->flat) return kNormalsFaceOnly;
+  return flags->gouraud ? kNormalsStoredElseSmooth : kNormalsStoredElseFace;
+}
+
+float normalLengthOf(const Model* model, const DisplayFlags* flags) {
+  if (!flags->normals) return 0.0f;
+  float largest = 0.0f;
+  for (int i = 0; i < 3; ++i) {
+    const float extent = model->boundsMax[i] - model->boundsMin[i];
+    if (extent > largest) largest = extent;
+  }
+  return largest > 0.0f ? largest * kNormalLengthShare : 1.0f;
+}
+
+// Brings the layer's runs up to date; false when it cannot be drawn.
+bool refreshLayer(const Model* model, const Layer* layer,
+                  const float* positions, const PointsKey& points,
+                  NormalMode mode, float normalLength, LayerDisplay* d) {
+  if (d->valid && d->revision == layer->revision && d->points == points &&
+      d->normalMode == mode && d->normalLength == normalLength &&
+      std::strcmp(d->name, layer->name) == 0)
+    return true;
+  d->valid = false;
+  try {
+    buildLayerVertices(model, layer, positions, mode, normalLength, &g_scratch);
+    upload(&d->triangles, g_scratch.triangles);
+    upload(&d->lines, g_scratch.lines);
+    upload(&d->normals, g_scratch.normalLines);
+  } catch (const std::bad_alloc&) {
+    dropLayer(d);
+    g_scratch = LayerVertices();
+    reportOutOfMemory(layer->name);
+    return false;
+  }
+  d->openLineVertices = g_scratch.openLineVertices;
+  // A big layer's arrays are not worth keeping on the host once uploaded.
+  if (g_scratch.triangles.capacity() > kKeptScratchVertices)
+    g_scratch = LayerVertices();
+  std::memcpy(d->name, layer->name, sizeof d->name);
+  d->revision = layer->revision;
+  d->points = points;
+  d->normalMode = mode;
+  d->normalLength = normalLength;
+  d->valid = true;
+  return true;
+}
+
+bool translucent(const Layer* layer, const DisplayFlags* flags) {
+  return flags->transparency && (layer->transparent || layer->opacity < 1.0f);
+}
+
+int32_t mirrorAxisOf(const Layer* layer, const DisplayFlags* flags) {
+  if (!layer->mirror || !flags->mirror) return 0;
+  const int32_t axis = layer->mirrorAxis;
+  if (axis >= kAxisX && axis <= kAxisZ) return axis;
+  if (axis >= kAxisMinusX && axis <= kAxisMinusZ) return axis - 3;
+  return 0;
+}
+
+void setWinding(bool flipped) { glFrontFace(flipped ? GL_CW : GL_CCW); }
+
+void setLighting(const DisplayFlags* flags, bool lit) {
+  if (lit && flags->lighting) {
+    glEnable(GL_LIGHTING);
+  } else {
+    glDisable(GL_LIGHTING);
+  }
+}
+
+// The columns of the upper 3x3 are unit vectors: normals keep their length.
+bool keepsLength(const float m[16]) {
+  for (int c = 0; c < 3; ++c) {
+    const float l = m[c * 4] * m[c * 4] + m[c * 4 + 1] * m[c * 4 + 1] +
+                    m[c * 4 + 2] * m[c * 4 + 2];
+    if (std::fabs(l - 1.0f) > 1e-4f) return false;
+  }
+  return true;
+}
+
+void applyMatrix(const DrawContext& ctx) {
+  glLoadMatrixf(ctx.matrix);
+  if (ctx.flags->normalize || !keepsLength(ctx.matrix)) {
+    glEnable(GL_NORMALIZE);
+  } else {
+    glDisable(GL_NORMALIZE);
+  }
+  setWinding(ctx.flipped);
+}
+
+// out = a * b, column order.
+void multiply(const float a[16], const float b[16], float out[16]) {
+  float m[16];
+  for (int c = 0; c < 4; ++c)
+    for (int r = 0; r < 4; ++r)
+      m[c * 4 + r] = a[r] * b[c * 4] + a[4 + r] * b[c * 4 + 1] +
+                     a[8 + r] * b[c * 4 + 2] + a[12 + r] * b[c * 4 + 3];
+  std::memcpy(out, m, sizeof m);
+}
+
+void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
+                   bool blended) {
+  const DisplayFlags* flags = ctx->flags;
+  const bool cull = layer->singleSided && !flags->backfaces;
+  const bool outlines = flags->wireframe != 0;
+  if (flags->triangles && d.triangles.count > 0) {
+    // Images are bound here once the vertices carry texture coordinates.
+    setLighting(flags, true);
+    glLightModeli(GL_LIGHT_MODEL_TWO_SIDE,
+                  layer->singleSided ? GL_FALSE : GL_TRUE);
+    if (cull) {
+      glEnable(GL_CULL_FACE);
+      glCullFace(GL_BACK);
+      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
+    } else if (blended) {
+      // Far sides first, so that the near ones blend over them.
+      glEnable(GL_CULL_FACE);
+      glCullFace(GL_FRONT);
+      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
+      glCullFace(GL_BACK);
+      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
+    } else {
+      glDisable(GL_CULL_FACE);
+      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
+    }
+    ctx->primitives += d.triangles.count / 3;
+  }
+  const int32_t lineVertices =
+      flags->closelines ? d.lines.count : d.openLineVertices;
+  if (flags->lines && lineVertices > 0) {
+    setLighting(flags, false);
+    drawRun(d.lines, GL_LINES, 0, lineVertices);
+    ctx->primitives += lineVertices / 2;
+  }
+  if (flags->normals && d.normals.count > 0) {
+    setLighting(flags, false);
+    drawRun(d.normals, GL_LINES, 0, d.normals.count);
+  }
+}
+
+void drawLayer(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
+               bool blended) {
+  drawLayerHalf(d, layer, ctx, blended);
+  const int32_t axis = mirrorAxisOf(layer, ctx->flags);
+  if (axis == 0) return;
+  DrawContext mirrored = *ctx;
+  float reflect[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+  reflect[(axis - 1) * 5] = -1.0f;
+  multiply(ctx->matrix, reflect, mirrored.matrix);
+  mirrored.flipped = !ctx->flipped;
+  applyMatrix(mirrored);
+  drawLayerHalf(d, layer, &mirrored, blended);
+  ctx->primitives = mirrored.primitives;
+  applyMatrix(*ctx);
+}
+
+void refreshMarkers(const Model* model, ModelDisplay* md,
+                    const PointsKey& key) {
+  auto toByte = [](float c) {
+    return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
+                                         : 0.0f);
+  };
+  uint8_t colours[6];
+  for (int i = 0; i < 3; ++i) {
+    colours[i] = toByte(g_app.render.pointColour[i]);
+    colours[3 + i] = toByte(g_app.render.selectionColour[i]);
+  }
+  if (md->markers.count > 0 && md->markersKey == key &&
+      std::memcmp(colours, md->markerColours, sizeof colours) == 0)
+    return;
+  std::vector<DrawVertex> vertices;
+  const KeyedTable* points = &model->points;
+  vertices.reserve(static_cast<size_t>(tableCount(points)));
+  for (int32_t s = tableNextSlot(points, -1); s >= 0;
+       s = tableNextSlot(points, s)) {
+    const Point* p = tableAt<Point>(points, s);
+    DrawVertex v = {
+        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, {0, 0, 0}};
+    if (!md->posed.empty())
+      std::memcpy(v.position, &md->posed[3 * static_cast<size_t>(s)],
+                  sizeof v.position);
+    std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
+    vertices.push_back(v);
+  }
+  upload(&md->markers, vertices);
+  md->markersKey = key;
+  std::memcpy(md->markerColours, colours, sizeof colours);
+}
+
+// Forgets the children that are gone (deleted, absorbed) since last time.
+void noteChildren(const Model* model, ModelDisplay* md) {
+  std::vector<int32_t> now;
+  for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
+       s = tableNextSlot(&model->children, s)) {
+    const Child* child = tableAt<Child>(&model->children, s);
+    if (child->model != nullptr) now.push_back(child->model->id);
+  }
+  for (int32_t id : md->children) {
+    bool kept = false;
+    for (int32_t n : now) kept = kept || n == id;
+    if (!kept) releaseById(id);
+  }
+  md->children.swap(now);
+}
+
+void drawChildren(const Model* model, DrawContext* ctx);
+
+void drawModelBody(Model* model, DrawContext* ctx) {
+  const DisplayFlags* flags = ctx->flags;
+  ModelDisplay& md = g_displays[model->id];
+  noteChildren(model, &md);
+
+  PointsKey key;
+  key.revision = model->revision;
+  key.posed = flags->pose ? 1 : 0;
+  key.pose = flags->pose ? poseSignature(model) : 0;
+  if (!(md.posedKey == key)) {
+    md.posed.clear();
+    if (flags->pose) {
+      try {
+        computeDisplayPoints(model, &md.posed);
+      } catch (const std::bad_alloc&) {
+        md.posed = std::vector<float>();
+        reportOutOfMemory("the pose");
+      }
+    }
+    md.posedKey = key;
+  }
+  const float* positions = md.posed.empty() ? nullptr : md.posed.data();
+  const NormalMode mode = normalModeOf(flags);
+  const float normalLength = normalLengthOf(model, flags);
+
+  const KeyedTable* layers = &model->layers;
+  for (size_t i = layers->capacity; i < md.layers.size(); ++i)
+    dropLayer(&md.layers[i]);
+  md.layers.resize(layers->capacity);
+  std::vector<bool> drawable(md.layers.size(), false);
+  for (int32_t s = 0; s < layers->capacity; ++s) {
+    if (!layers->inUse[s]) {
+      if (md.layers[s].valid) dropLayer(&md.layers[s]);
+      continue;
+    }
+    drawable[s] = refreshLayer(model, tableAt<Layer>(layers, s), positions, key,
+                               mode, normalLength, &md.layers[s]);
+  }
+
+  // Opaque layers, then the children, then the see-through layers over
+  // everything of this model that is solid.
+  for (int32_t s = tableNextSlot(layers, -1); s >= 0;
+       s = tableNextSlot(layers, s)) {
+    const Layer* layer = tableAt<Layer>(layers, s);
+    if (drawable[s] && !translucent(layer, flags))
+      drawLayer(md.layers[s], layer, ctx, false);
+  }
+  if (flags->children && ctx->depth < kMaxChildDepth) drawChildren(model, ctx);
+  bool blending = false;
+  for (int32_t s = tableNextSlot(layers, -1); s >= 0;
+       s = tableNextSlot(layers, s)) {
+    const Layer* layer = tableAt<Layer>(layers, s);
+    if (!drawable[s] || !translucent(layer, flags)) continue;
+    if (!blending) {
+      glEnable(GL_BLEND);
+      glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+      glDepthMask(GL_FALSE);
+      blending = true;
+    }
+    drawLayer(md.layers[s], layer, ctx, true);
+  }
+  if (blending) {
+    glDepthMask(GL_TRUE);
+    glDisable(GL_BLEND);
+  }
+
+  if (flags->points) {
+    refreshMarkers(model, &md, key);
+    setLighting(flags, false);
+    glPointSize(kMarkerSize);
+    // Markers sit on the surfaces they mark: a hair nearer wins the tie.
+    glDepthRange(0.0, 0.9995);
+    drawRun(md.markers, GL_POINTS, 0, md.markers.count);
+    glDepthRange(0.0, 1.0);
+    ctx->primitives += md.markers.count;
+  } else if (md.markers.count > 0) {
+    dropRun(&md.markers);
+  }
+}
+
+void drawChildren(const Model* model, DrawContext* ctx) {
+  for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
+       s = tableNextSlot(&model->children, s)) {
+    const Child* child = tableAt<Child>(&model->children, s);
+    if (child->model == nullptr) continue;
+    // translation * rotation * scale, in column order.
+    const float* r = child->rotation;
+    const float* k = child->scale;
+    const float* p = child->position;
+    const float placement[16] = {r[0] * k[0], r[3] * k[0], r[6] * k[0], 0,
+                                 r[1] * k[1], r[4] * k[1], r[7] * k[1], 0,
+                                 r[2] * k[2], r[5] * k[2], r[8] * k[2], 0,
+                                 p[0],        p[1],        p[2],        1};
+    const float det = r[0] * (r[4] * r[8] - r[5] * r[7]) -
+                      r[1] * (r[3] * r[8] - r[5] * r[6]) +
+                      r[2] * (r[3] * r[7] - r[4] * r[6]);
+    DrawContext inner = *ctx;
+    multiply(ctx->matrix, placement, inner.matrix);
+    inner.flipped = ctx->flipped != (det * k[0] * k[1] * k[2] < 0.0f);
+    inner.depth = ctx->depth + 1;
+    applyMatrix(inner);
+    drawModelBody(child->model, &inner);
+    ctx->primitives = inner.primitives;
+  }
+  applyMatrix(*ctx);
+}
+
+}  // namespace
+
+int32_t drawModel(Model* model, const DisplayFlags* flags) {
+  if (model == nullptr || flags == nullptr) return 0;
+  deleteDoomedBuffers();
+  glPushAttrib(GL_ENABLE_BIT | GL_LIGHTING_BIT | GL_POLYGON_BIT |
+               GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_POINT_BIT |
+               GL_VIEWPORT_BIT | GL_TRANSFORM_BIT);
+  glPushClientAttrib(GL_CLIENT_VERTEX_ARRAY_BIT);
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glEnableClientState(GL_VERTEX_ARRAY);
+  glEnableClientState(GL_NORMAL_ARRAY);
+  glEnableClientState(GL_COLOR_ARRAY);
+  glPolygonMode(GL_FRONT_AND_BACK, flags->wireframe ? GL_LINE : GL_FILL);
+  // Vertex colours feed the diffuse material; no texture (a label's font,
+  // say) may tint the layers while they carry no texture coordinates.
+  glColorMaterial(GL_FRONT_AND_BACK, GL_DIFFUSE);  // before: keep ambient
+  glEnable(GL_COLOR_MATERIAL);
+  glDisable(GL_TEXTURE_2D);
+
+  DrawContext ctx;
+  ctx.flags = flags;
+  glGetFloatv(GL_MODELVIEW_MATRIX, ctx.matrix);
+  ctx.flipped = false;
+  ctx.depth = 0;
+  ctx.primitives = 0;
+  applyMatrix(ctx);
+  try {
+    drawModelBody(model, &ctx);
+  } catch (const std::bad_alloc&) {
+    reportOutOfMemory(model->name);
+  }
+
+  if (haveBuffers()) glBindBuffer(GL_ARRAY_BUFFER, 0);
+  glPopMatrix();
+  glPopClientAttrib();
+  glPopAttrib();
+  return ctx.primitives;
+}
+
+void releaseModelDisplay(Model* model) {
+  if (model == nullptr) return;
+  for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
+       s = tableNextSlot(&model->children, s)) {
+    releaseModelDisplay(tableAt<Child>(&model->children, s)->model);
+  }
+  releaseById(model->id);
+}
+
+void forgetModelDisplays() {
+  g_displays.clear();
+  g_doomed.clear();
+}
+
+void installModelDisplayHooks() {
+  static const DocumentViewHooks hooks = {nullptr, releaseModelDisplay};
+  setDocumentViewHooks(&hooks);
+}

@@ -2,6 +2,25 @@
 // rebuilt only when the layer or the model's points changed), mirror
 // halves, children through their placement, poses when the pose switch is
 // on. Returns the number of primitives drawn.
+//
+// What the switches do: triangles and lines show polygons and polylines;
+// wireframe draws polygons as outlines; points adds a marker on every point
+// (point colour, selected points in the selection colour); normals adds the
+// normal of every polygon corner as a short cyan line; lighting off shows
+// the colours exactly; flat gives every polygon its face normal, else a
+// point's stored normal (layer, then model) is used, and without one the
+// face normal, or with gouraud on the area-weighted mean of the faces
+// around the point that meet the polygon at less than 60 degrees;
+// backfaces off culls the back faces of single-sided layers (double-sided
+// layers are never culled and are lit on both sides); transparency draws
+// layers with an opacity below 1 or see-through colours after the opaque
+// ones, blended, without depth writes (off: they are drawn opaque);
+// closelines joins the last point of a line back to its first; mirror
+// draws mirroring layers again, reflected; children draws the child models
+// through their placement; pose draws the posed points (see
+// computeDisplayPoints in layer_cache.h); normalize renormalises normals.
+// Triangles (a polygon of n points counts n - 2), line segments and point
+// markers are what is counted, mirror halves and children included.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +28,14 @@
 #include "model/records.h"
 #include "view/display_flags.h"
 
+// Needs the view's GL context current.
 int32_t drawModel(Model* model, const DisplayFlags* flags);
-// Frees the GL resources of the model (and its children); safe without a
-// context (then only forgets them).
+// Frees the GL resources of the model (and its children). Never touches
+// OpenGL itself, so it is safe without a context: the buffers are deleted
+// by the next drawModel, in the view's context.
 void releaseModelDisplay(Model* model);
+// The GL context went away with its buffers: forget every cache without
+// touching OpenGL.
+void forgetModelDisplays();
+// Makes closing a model (documents.h) release its display resources.
+void installModelDisplayHooks();

@@ -1,5 +1,230 @@
 #include "view/frame.h"
 
-void initContextState() {}
-void drawFrame() {}
-void applyProjection() {}
+#include <GL/glew.h>
+#include <GL/glu.h>
+
+#include <chrono>
+#include <cstdio>
+
+#include "cmd/context.h"
+#include "view/camera.h"
+#include "view/draw_model.h"
+#include "view/labels.h"
+#include "view/platform.h"
+#include "view/view_host.h"
+#include "view/view_window.h"
+
+namespace {
+
+constexpr float kCursorArm = 6.0f;  // pixels each way from the 3D cursor
+
+bool g_glewReady = false;
+int32_t g_sceneBusy = 0;
+
+void setMaterialAndLights() {
+  const GLfloat diffuse[] = {1.0f, 1.0f, 1.0f, 1.0f};
+  const GLfloat ambient[] = {0.25f, 0.25f, 0.25f, 1.0f};
+  const GLfloat specular[] = {0.0f, 0.0f, 0.0f, 1.0f};
+  glMaterialfv(GL_FRONT_AND_BACK, GL_DIFFUSE, diffuse);
+  glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, ambient);
+  glMaterialfv(GL_FRONT_AND_BACK, GL_SPECULAR, specular);
+  glMaterialf(GL_FRONT_AND_BACK, GL_SHININESS, g_app.render.shininess);
+  glEnable(GL_LIGHTING);
+  glLightModelf(GL_LIGHT_MODEL_LOCAL_VIEWER, 1.0f);
+  const GLfloat ambient0[] = {0.5f, 0.5f, 0.5f, 1.0f};
+  glLightfv(GL_LIGHT0, GL_AMBIENT, ambient0);
+  // Set while the model-view matrix is the identity: the light stays on
+  // the view axis whatever the camera does.
+  const GLfloat position1[] = {0.0f, 0.0f, 1.0f, 0.0f};
+  glLightfv(GL_LIGHT1, GL_POSITION, position1);
+  glEnable(GL_LIGHT0);
+  glEnable(GL_LIGHT1);
+  glDepthFunc(GL_LEQUAL);
+}
+
+// Not fixed: the client area. Fixed: the set size, centred.
+void setViewport(PlatformWindow* window) {
+  int w = 0, h = 0;
+  platformWindowSize(window, &w, &h);
+  const ViewState& view = g_app.view;
+  if (view.fixedSize)
+    glViewport(w / 2 - view.viewWidth / 2, h / 2 - view.viewHeight / 2, view.viewWidth,
+               view.viewHeight);
+  else
+    glViewport(0, 0, w, h);
+}
+
+void clearFrame() {
+  const float* bg = g_app.view.background;
+  if (!g_app.view.fixedSize) {
+    glClearColor(bg[0], bg[1], bg[2], 0.0f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    return;
+  }
+  // The whole window in the inverse colour, then the viewport filled with
+  // the background: the fixed view stands inside a contrasting border.
+  glClearColor(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2], 0.0f);
+  glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+  glColor4f(bg[0], bg[1], bg[2], 0.0f);
+  glDisable(GL_LIGHTING);
+  glDisable(GL_DEPTH_TEST);
+  glDisable(GL_BLEND);
+  glDisable(GL_TEXTURE_2D);
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  glBegin(GL_TRIANGLE_STRIP);
+  glVertex2f(-2.0f, -2.0f);
+  glVertex2f(-2.0f, 2.0f);
+  glVertex2f(2.0f, -2.0f);
+  glVertex2f(2.0f, 2.0f);
+  glEnd();
+  glPopMatrix();
+  glClearColor(bg[0], bg[1], bg[2], 0.0f);
+  // Blending stays off: the model stages turn it on where they need it.
+  glEnable(GL_LIGHTING);
+  glEnable(GL_DEPTH_TEST);
+  glEnable(GL_TEXTURE_2D);
+}
+
+// Every registered top-level model, in registry order. Returns how many
+// were drawn.
+int32_t drawScene() {
+  if (g_sceneBusy) return 0;
+  g_sceneBusy = 1;
+  g_app.render.primitives = 0;
+  int32_t models = 0;
+  KeyedTable* table = &g_app.registry.models;
+  for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
+    RegistryEntry* entry = tableAt<RegistryEntry>(table, s);
+    if (entry->flag != 0 || entry->model == nullptr) continue;
+    ++models;
+    g_app.render.primitives += drawModel(entry->model, &g_app.render.display);
+  }
+  g_sceneBusy = 0;
+  return models;
+}
+
+// A cross of fixed pixel size where the 3D cursor projects, over the model.
+void drawCursorCross() {
+  GLdouble modelView[16], projection[16];
+  GLint viewport[4];
+  glGetDoublev(GL_MODELVIEW_MATRIX, modelView);
+  glGetDoublev(GL_PROJECTION_MATRIX, projection);
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  const float* c = g_app.view.cursor;
+  GLdouble wx = 0, wy = 0, wz = 0;
+  if (gluProject(c[0], c[1], c[2], modelView, projection, viewport, &wx, &wy, &wz) != GL_TRUE)
+    return;
+  if (wz < 0.0 || wz > 1.0) return;  // behind the eye or past the far plane
+  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
+  glDisable(GL_LIGHTING);
+  glDisable(GL_TEXTURE_2D);
+  glDisable(GL_DEPTH_TEST);
+  glDisable(GL_BLEND);
+  glLineWidth(1.0f);
+  const float* bg = g_app.view.background;
+  glColor3f(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2]);
+  glMatrixMode(GL_PROJECTION);
+  glPushMatrix();
+  glLoadIdentity();
+  glOrtho(viewport[0], viewport[0] + viewport[2], viewport[1], viewport[1] + viewport[3], -1.0,
+          1.0);
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  // Pixel centres, so that the arms cover whole pixels.
+  float x = static_cast<float>(static_cast<int>(wx)) + 0.5f;
+  float y = static_cast<float>(static_cast<int>(wy)) + 0.5f;
+  glBegin(GL_LINES);
+  glVertex2f(x - kCursorArm, y);
+  glVertex2f(x + kCursorArm + 1.0f, y);
+  glVertex2f(x, y - kCursorArm);
+  glVertex2f(x, y + kCursorArm + 1.0f);
+  glEnd();
+  glPopMatrix();
+  glMatrixMode(GL_PROJECTION);
+  glPopMatrix();
+  glMatrixMode(GL_MODELVIEW);
+  glPopAttrib();
+}
+
+}  // namespace
+
+void initContextState() {
+  glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+  glShadeModel(GL_SMOOTH);
+  glEnable(GL_DEPTH_TEST);
+  glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+  glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+  glEnable(GL_COLOR_MATERIAL);
+  glColorMaterial(GL_FRONT_AND_BACK, GL_DIFFUSE);
+  setMaterialAndLights();
+  // The model drawing uses buffer objects: their entry points come from
+  // GLEW, which needs a current context to load them.
+  if (!g_glewReady) {
+    glewExperimental = GL_TRUE;
+    GLenum status = glewInit();
+    if (status == GLEW_OK) {
+      g_glewReady = true;
+    } else {
+      char text[256];
+      std::snprintf(text, sizeof text, "modelr: cannot load OpenGL extensions: %s",
+                    reinterpret_cast<const char*>(glewGetErrorString(status)));
+      rendererError(text);
+    }
+  }
+  // Without a font the labels are simply not drawn.
+  labelsInit();
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+}
+
+void applyProjection() {
+  cameraUpdateProjection(&g_app.view, &g_app.render.eyeDistance);
+  glMatrixMode(GL_PROJECTION);
+  glLoadMatrixf(g_app.view.projection);
+  glMatrixMode(GL_MODELVIEW);
+}
+
+void drawFrame() {
+  RenderState& render = g_app.render;
+  if (render.frameBusy) return;
+  PlatformWindow* window = viewWindow();
+  if (window == nullptr) return;
+  render.frameBusy = 1;
+  if (!platformMakeCurrent(window)) {
+    render.frameBusy = 0;
+    return;
+  }
+  auto start = std::chrono::steady_clock::now();
+
+  setViewport(window);
+  clearFrame();
+  applyProjection();
+  glMatrixMode(GL_MODELVIEW);
+  glLoadMatrixf(g_app.view.modelView);
+  glPushMatrix();
+  const float* focus = g_app.view.focus;
+  glTranslatef(-focus[0], -focus[1], -focus[2]);
+
+  drawModelLabels(currentModel(), &render);
+  int32_t models = drawScene();
+  if (render.display.cursor) drawCursorCross();
+  if (render.display.messages) drawMessageLines();
+
+  glPopMatrix();
+  glFlush();
+  platformSwapBuffers(window);
+
+  auto elapsed = std::chrono::steady_clock::now() - start;
+  int32_t* stats = g_app.view.stats;
+  ++stats[0];
+  stats[1] = render.primitives;
+  stats[2] = models;
+  stats[3] = static_cast<int32_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
+  render.frameBusy = 0;
+}

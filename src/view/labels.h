@@ -2,13 +2,32 @@
 // "Arial" at 12 and 16 points) and the message lines.
 #pragma once
 
+struct Model;
+struct RenderState;
+
 // Loads both fonts; false when no font could be found (text is then not
-// drawn, nothing else fails).
+// drawn, nothing else fails). Needs the view's context current.
 bool labelsInit();
+// True once labelsInit has found a font.
+bool labelsReady();
+// Height of one line of the font in pixels (0 without fonts).
+int labelLineHeight(int font);
 // Draws text with its left baseline at the window position (x, y), origin
 // bottom left, in the current colour. font 0 or 1.
 void drawTextAt(int font, float x, float y, const char* text);
 // Draws text at a model-space position.
 void drawTextAtPoint(int font, float x, float y, float z, const char* text);
+// The same, moved by (dx, dy) pixels on the screen from the point.
+void drawTextAtPointShifted(int font, float x, float y, float z, float dx,
+                            float dy, const char* text);
 // The view's message lines, newest at the bottom left.
 void drawMessageLines();
+
+// The labels of a model under the labels and colors switches, for the
+// chosen layer of the render state or (none chosen) every layer, and the
+// chosen layer's outline when that is switched on. Point labels (" 7
+// body", " 7 (global)" for a point no layer uses) sit at the point, colour
+// labels (" 7 = (in body)", " 7 = (global)") one line below and the
+// model-level colours (" 7 = 1.00 0.00 0.00 1.00 (global)", " 7 (no
+// color)") two lines below, so that the kinds do not overprint.
+void drawModelLabels(const Model* model, const RenderState* render);

@@ -14,6 +14,7 @@
 #include "cmd/context.h"
 #include "cmd/host.h"
 #include "view/camera.h"
+#include "view/draw_model.h"
 #include "view/frame.h"
 #include "view/render_state.h"
 
@@ -166,6 +167,7 @@ void eventHandler(PlatformWindow*, const ViewEvent* event) {
 }
 
 void destroyedHandler(PlatformWindow*) {
+  forgetModelDisplays();  // their GL names died with the context
   g_view.window = nullptr;
   g_app.view.hasWindow = 0;
 }

@@ -1,0 +1,286 @@
+// Times drawModel on grids of 10^4, 10^5 and 10^6 triangles built with the
+// document operations, beside the limit: the same vertices drawn from one
+// prepared buffer object with one glDrawArrays and nothing else, in the
+// same context, GL state and run (frames of the two alternate). Every
+// frame ends with glFinish, so the times are what the GL took to draw.
+//
+//   xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX"
+//   build/bench/draw_bench [n ...]
+//
+// Columns: first frame (the vertex data is built and uploaded), the mean of
+// later frames, the limit, later / limit, and a frame after one point was
+// moved (the model's vertex data is rebuilt).
+
+#include <GL/glew.h>
+#include <GL/glx.h>
+#include <X11/Xlib.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "model/geometry.h"
+#include "model/model.h"
+#include "view/draw_model.h"
+#include "view/layer_cache.h"
+
+namespace {
+
+constexpr int kWidth = 1024;
+constexpr int kHeight = 768;
+
+using Clock = std::chrono::steady_clock;
+
+double msSince(Clock::time_point t0) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+}
+
+int g_xError = 0;
+int onXError(Display*, XErrorEvent* event) {
+  g_xError = event->error_code;
+  return 0;
+}
+
+struct GlWindow {
+  Display* display = nullptr;
+  Window window = 0;
+  GLXContext context = nullptr;
+};
+
+bool openWindow(GlWindow* w) {
+  w->display = XOpenDisplay(nullptr);
+  if (w->display == nullptr) {
+    std::fprintf(stderr, "draw_bench: no X display (run under xvfb-run)\n");
+    return false;
+  }
+  XSetErrorHandler(onXError);
+  int attributes[] = {GLX_RGBA,
+                      GLX_DOUBLEBUFFER,
+                      GLX_RED_SIZE,
+                      8,
+                      GLX_GREEN_SIZE,
+                      8,
+                      GLX_BLUE_SIZE,
+                      8,
+                      GLX_DEPTH_SIZE,
+                      24,
+                      None};
+  const int screen = DefaultScreen(w->display);
+  XVisualInfo* visual = glXChooseVisual(w->display, screen, attributes);
+  if (visual == nullptr) {
+    std::fprintf(stderr,
+                 "draw_bench: no double-buffered RGBA visual with depth\n");
+    return false;
+  }
+  const Window root = RootWindow(w->display, screen);
+  XSetWindowAttributes set = {};
+  set.colormap = XCreateColormap(w->display, root, visual->visual, AllocNone);
+  w->window =
+      XCreateWindow(w->display, root, 0, 0, kWidth, kHeight, 0, visual->depth,
+                    InputOutput, visual->visual, CWColormap, &set);
+  XMapWindow(w->display, w->window);
+  w->context = glXCreateContext(w->display, visual, nullptr, True);
+  XFree(visual);
+  XSync(w->display, False);
+  if (w->context == nullptr || g_xError != 0 ||
+      !glXMakeCurrent(w->display, w->window, w->context)) {
+    std::fprintf(stderr, "draw_bench: no GL context (X error %d)\n", g_xError);
+    return false;
+  }
+  if (glewInit() != GLEW_OK || glGenBuffers == nullptr) {
+    std::fprintf(stderr, "draw_bench: buffer objects are not available\n");
+    return false;
+  }
+  return true;
+}
+
+// The view's start state: depth test, colour material on diffuse, the two
+// fixed lights.
+void initState() {
+  glViewport(0, 0, kWidth, kHeight);
+  glClearColor(0, 0, 0, 0);
+  glShadeModel(GL_SMOOTH);
+  glEnable(GL_DEPTH_TEST);
+  glDepthFunc(GL_LEQUAL);
+  glEnable(GL_COLOR_MATERIAL);
+  glColorMaterial(GL_FRONT_AND_BACK, GL_DIFFUSE);
+  const float diffuse[] = {1, 1, 1, 1}, ambient[] = {0.25f, 0.25f, 0.25f, 1};
+  const float black[] = {0, 0, 0, 1}, lightAmbient[] = {0.5f, 0.5f, 0.5f, 1};
+  const float along[] = {0, 0, 1, 0};
+  glMaterialfv(GL_FRONT_AND_BACK, GL_DIFFUSE, diffuse);
+  glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, ambient);
+  glMaterialfv(GL_FRONT_AND_BACK, GL_SPECULAR, black);
+  glEnable(GL_LIGHTING);
+  glLightModelf(GL_LIGHT_MODEL_LOCAL_VIEWER, 1.0f);
+  glLightfv(GL_LIGHT0, GL_AMBIENT, lightAmbient);
+  glLightfv(GL_LIGHT1, GL_POSITION, along);
+  glEnable(GL_LIGHT0);
+  glEnable(GL_LIGHT1);
+}
+
+// A gently waved grid of `triangles` triangles in one layer, made as the
+// file reader and the add commands make them.
+Model* buildGrid(int triangles) {
+  Model* model = createModel(nullptr, "grid", nullptr);
+  const int side = static_cast<int>(std::ceil(std::sqrt(triangles / 2.0)));
+  for (int y = 0; y <= side; ++y) {
+    for (int x = 0; x <= side; ++x) {
+      const float z = 0.05f * std::sin(x * 0.3f) * std::cos(y * 0.2f);
+      addPoint(model, 1 + y * (side + 1) + x, static_cast<float>(x) / side,
+               static_cast<float>(y) / side, z);
+    }
+  }
+  Layer* layer = addLayer(model, "grid", 127, 127, 127, 1, 0, 0);
+  int made = 0;
+  for (int y = 0; y < side && made < triangles; ++y) {
+    for (int x = 0; x < side && made < triangles; ++x) {
+      const int a = 1 + y * (side + 1) + x, b = a + 1, c = a + side + 1,
+                d = c + 1;
+      const int32_t first[3] = {a, b, d}, second[3] = {a, d, c};
+      addTriangleToLayer(model, layer, 3, first, 0);
+      if (++made < triangles) addTriangleToLayer(model, layer, 3, second, 0);
+      ++made;
+    }
+  }
+  return model;
+}
+
+void setCamera() {
+  glMatrixMode(GL_PROJECTION);
+  glLoadIdentity();
+  glOrtho(-0.05, 1.05, -0.05, 1.05, -10, 10);
+  glMatrixMode(GL_MODELVIEW);
+  glLoadIdentity();
+  glRotatef(-20.0f, 1, 0, 0);
+}
+
+DisplayFlags defaultFlags() {
+  DisplayFlags f;
+  std::memset(&f, 0, sizeof f);
+  f.triangles = f.mirror = f.textures = f.transparency = f.backfaces = 1;
+  f.lighting = f.curves = f.gouraud = f.children = f.reflect = f.lines = 1;
+  f.collide = f.messages = f.cubeMapReflection = 1;
+  f.lod = 1;
+  return f;
+}
+
+struct Limit {
+  GLuint buffer = 0;
+  GLsizei count = 0;
+};
+
+Limit prepareLimit(const Model* model, const DisplayFlags& flags) {
+  LayerVertices vertices;
+  const Layer* layer = tableFindT<Layer>(&model->layers, "grid");
+  buildLayerVertices(
+      model, layer, nullptr,
+      flags.gouraud ? kNormalsStoredElseSmooth : kNormalsStoredElseFace, 0.0f,
+      &vertices);
+  Limit limit;
+  limit.count = static_cast<GLsizei>(vertices.triangles.size());
+  glGenBuffers(1, &limit.buffer);
+  glBindBuffer(GL_ARRAY_BUFFER, limit.buffer);
+  glBufferData(GL_ARRAY_BUFFER, vertices.triangles.size() * sizeof(DrawVertex),
+               vertices.triangles.data(), GL_STATIC_DRAW);
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  return limit;
+}
+
+void drawLimit(const Limit& limit) {
+  glBindBuffer(GL_ARRAY_BUFFER, limit.buffer);
+  glEnableClientState(GL_VERTEX_ARRAY);
+  glEnableClientState(GL_NORMAL_ARRAY);
+  glEnableClientState(GL_COLOR_ARRAY);
+  const GLsizei stride = sizeof(DrawVertex);
+  glVertexPointer(3, GL_FLOAT, stride,
+                  reinterpret_cast<void*>(offsetof(DrawVertex, position)));
+  glNormalPointer(GL_FLOAT, stride,
+                  reinterpret_cast<void*>(offsetof(DrawVertex, normal)));
+  glColorPointer(4, GL_UNSIGNED_BYTE, stride,
+                 reinterpret_cast<void*>(offsetof(DrawVertex, colour)));
+  glDrawArrays(GL_TRIANGLES, 0, limit.count);
+  glDisableClientState(GL_VERTEX_ARRAY);
+  glDisableClientState(GL_NORMAL_ARRAY);
+  glDisableClientState(GL_COLOR_ARRAY);
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+}
+
+double timedFrame(Model* model, const DisplayFlags& flags, const Limit* limit,
+                  int32_t* primitives) {
+  glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+  glFinish();
+  const Clock::time_point t0 = Clock::now();
+  if (limit != nullptr) {
+    drawLimit(*limit);
+  } else {
+    *primitives = drawModel(model, &flags);
+  }
+  glFinish();
+  return msSince(t0);
+}
+
+void runSize(int triangles, int frames) {
+  const DisplayFlags flags = defaultFlags();
+  Clock::time_point t0 = Clock::now();
+  Model* model = buildGrid(triangles);
+  const double buildMs = msSince(t0);
+
+  setCamera();
+  int32_t primitives = 0;
+  const double first = timedFrame(model, flags, nullptr, &primitives);
+  const Limit limit = prepareLimit(model, flags);
+  timedFrame(model, flags, &limit, nullptr);  // the limit's own first use
+  double later = 0.0, worst = 0.0, limitSum = 0.0;
+  for (int i = 0; i < frames; ++i) {
+    const double t = timedFrame(model, flags, nullptr, &primitives);
+    later += t;
+    if (t > worst) worst = t;
+    limitSum += timedFrame(model, flags, &limit, nullptr);
+  }
+  later /= frames;
+  const double limitMean = limitSum / frames;
+
+  // One point moved: the model's vertex data is built again.
+  const Point* p = findPoint(model, 1);
+  addPoint(model, 1, p->x, p->y, p->z + 0.01f);
+  const double edited = timedFrame(model, flags, nullptr, &primitives);
+
+  std::printf("%9d %10.1f %9.2f %9.2f %9.2f %9.2f %7.3f %9.2f %9d\n", triangles,
+              buildMs, first, later, worst, limitMean, later / limitMean,
+              edited, primitives);
+  std::fflush(stdout);
+  glDeleteBuffers(1, &limit.buffer);
+  releaseModelDisplay(model);
+  freeModel(model);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  GlWindow window;
+  if (!openWindow(&window)) return 1;
+  initState();
+  std::printf("renderer: %s\n",
+              reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
+  std::printf("%9s %10s %9s %9s %9s %9s %7s %9s %9s\n", "triangles", "build ms",
+              "first ms", "later ms", "worst ms", "limit ms", "ratio",
+              "edit ms", "drawn");
+  std::vector<int> sizes;
+  for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
+  if (sizes.empty()) sizes = {10000, 100000, 1000000};
+  for (int n : sizes) {
+    if (n < 2) continue;
+    runSize(n, n >= 1000000 ? 10 : n >= 100000 ? 30 : 100);
+  }
+  // The context takes the last model's buffers with it.
+  forgetModelDisplays();
+  glXMakeCurrent(window.display, None, nullptr);
+  glXDestroyContext(window.display, window.context);
+  XDestroyWindow(window.display, window.window);
+  XCloseDisplay(window.display);
+  return 0;
+}

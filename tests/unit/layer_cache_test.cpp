@@ -1,0 +1,243 @@
+// The vertex data behind a drawn layer: fans and outlines, which colour and
+// which normal a corner gets, line segments, and where posed points go.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "model/geometry.h"
+#include "model/model.h"
+#include "model/skeleton.h"
+#include "view/layer_cache.h"
+
+namespace {
+
+struct LayerCache : ::testing::Test {
+  Model* m = nullptr;
+  LayerVertices v;
+  void SetUp() override {
+    m = createModel(nullptr, "test.mod", nullptr);
+    // A unit square in z = 0, counter-clockwise seen from +z.
+    addPoint(m, 1, 0, 0, 0);
+    addPoint(m, 2, 1, 0, 0);
+    addPoint(m, 3, 1, 1, 0);
+    addPoint(m, 4, 0, 1, 0);
+    addLayer(m, "a", 255, 0, 0, 1, 0, 0);
+  }
+  void TearDown() override { freeModel(m); }
+  void build(NormalMode mode = kNormalsStoredElseFace, float normals = 0.0f) {
+    buildLayerVertices(m, findLayer(m, "a"), nullptr, mode, normals, &v);
+  }
+  void addQuad() {
+    const int32_t quad[4] = {1, 2, 3, 4};
+    ASSERT_NE(addTriangle(m, "a", 4, quad, 0), 0);
+  }
+};
+
+void expectColour(const DrawVertex& v, int r, int g, int b, int a) {
+  EXPECT_EQ(v.colour[0], r);
+  EXPECT_EQ(v.colour[1], g);
+  EXPECT_EQ(v.colour[2], b);
+  EXPECT_EQ(v.colour[3], a);
+}
+
+void expectNormal(const DrawVertex& v, float x, float y, float z) {
+  EXPECT_NEAR(v.normal[0], x, 1e-5);
+  EXPECT_NEAR(v.normal[1], y, 1e-5);
+  EXPECT_NEAR(v.normal[2], z, 1e-5);
+}
+
+TEST_F(LayerCache, QuadBecomesFanWhoseWireframeSkipsTheDiagonal) {
+  addQuad();
+  build();
+  ASSERT_EQ(v.triangles.size(), 6u);
+  const int order[6] = {1, 2, 3, 1, 3, 4};
+  for (int i = 0; i < 6; ++i) {
+    const Point* p = findPoint(m, order[i]);
+    EXPECT_EQ(v.triangles[i].position[0], p->x) << i;
+    EXPECT_EQ(v.triangles[i].position[1], p->y) << i;
+  }
+  // Edges 1-2, 2-3 | 3-1 (diagonal), 1-3 (diagonal), 3-4, 4-1.
+  const int outline[6] = {1, 1, 0, 0, 1, 1};
+  for (int i = 0; i < 6; ++i)
+    EXPECT_EQ(v.triangles[i].outline, outline[i]) << i;
+}
+
+TEST_F(LayerCache, ColourComesFromLayerThenModelThenLayerLine) {
+  addQuad();
+  addColour(m, "a", 1, 0, 1, 0, 1);
+  addColour(m, nullptr, 1, 0, 0, 1, 1);  // hidden by the layer's
+  addColour(m, nullptr, 2, 0, 0, 1, 1);
+  build();
+  expectColour(v.triangles[0], 0, 255, 0, 255);
+  expectColour(v.triangles[1], 0, 0, 255, 255);
+  expectColour(v.triangles[2], 255, 0, 0, 255);  // 255 0 0 on the layer line
+}
+
+TEST_F(LayerCache, LayerLineColourReadsUnitOr255ScaleAndZeroIsGrey) {
+  float rgb[3];
+  Layer* a = findLayer(m, "a");
+  const float unit[3] = {0.5f, 0.25f, 1.0f};
+  std::copy(unit, unit + 3, a->origin);
+  layerColour(a, rgb);
+  EXPECT_FLOAT_EQ(rgb[0], 0.5f);
+  EXPECT_FLOAT_EQ(rgb[2], 1.0f);
+  const float bytes[3] = {127.0f, 0.5f, 0.0f};
+  std::copy(bytes, bytes + 3, a->origin);
+  layerColour(a, rgb);
+  EXPECT_NEAR(rgb[0], 127 / 255.0, 1e-6);
+  EXPECT_NEAR(rgb[1], 0.5 / 255.0, 1e-6);
+  std::fill(a->origin, a->origin + 3, 0.0f);
+  layerColour(a, rgb);
+  EXPECT_NEAR(rgb[1], 127 / 255.0, 1e-6);
+}
+
+TEST_F(LayerCache, OpacityScalesEveryAlpha) {
+  addQuad();
+  addColour(m, "a", 1, 1, 1, 1, 0.5f);
+  setTransparency(m, "a", 0.5f);
+  build();
+  EXPECT_EQ(v.triangles[0].colour[3], 64);   // 0.5 * 0.5
+  EXPECT_EQ(v.triangles[1].colour[3], 128);  // layer line colour, opacity 0.5
+}
+
+TEST_F(LayerCache, StoredNormalsWinUnlessFlat) {
+  addQuad();
+  addNormal(m, nullptr, 1, 0, 2, 0);  // stored unnormalised
+  addNormal(m, "a", 2, 1, 0, 0);
+  addNormal(m, nullptr, 2, 0, 0, -1);  // hidden by the layer's
+  build();
+  expectNormal(v.triangles[0], 0, 1, 0);
+  expectNormal(v.triangles[1], 1, 0, 0);
+  expectNormal(v.triangles[2], 0, 0, 1);  // face normal
+  build(kNormalsFaceOnly);
+  for (const DrawVertex& d : v.triangles) expectNormal(d, 0, 0, 1);
+}
+
+TEST_F(LayerCache, SmoothNormalsAverageFacesMeetingAtShallowAngles) {
+  // A flat roof: two faces rising 0.25 in x from the ridge 2-3 each way.
+  addPoint(m, 2, 1, 0, 0.25f);
+  addPoint(m, 3, 1, 1, 0.25f);
+  addPoint(m, 5, 2, 0, 0);
+  addPoint(m, 6, 2, 1, 0);
+  const int32_t left[4] = {1, 2, 3, 4}, right[4] = {2, 5, 6, 3};
+  addTriangle(m, "a", 4, left, 0);
+  addTriangle(m, "a", 4, right, 0);
+  build(kNormalsStoredElseSmooth);
+  expectNormal(v.triangles[1], 0, 0, 1);  // point 2, on the ridge
+  const float k = 1.0f / std::sqrt(1.0625f);
+  expectNormal(v.triangles[0], -0.25f * k, 0, k);  // point 1: left face only
+  build(kNormalsStoredElseFace);
+  expectNormal(v.triangles[1], -0.25f * k, 0, k);
+}
+
+TEST_F(LayerCache, SmoothNormalsKeepSharpEdgesSharp) {
+  // Two faces of a box meeting at a right angle along 2-3.
+  addPoint(m, 5, 1, 0, -1);
+  addPoint(m, 6, 1, 1, -1);
+  const int32_t top[4] = {1, 2, 3, 4}, side[4] = {2, 5, 6, 3};
+  addTriangle(m, "a", 4, top, 0);
+  addTriangle(m, "a", 4, side, 0);
+  build(kNormalsStoredElseSmooth);
+  expectNormal(v.triangles[1], 0, 0, 1);  // point 2 on the top face
+  expectNormal(v.triangles[6], 1, 0, 0);  // point 2 on the side face
+}
+
+TEST_F(LayerCache, LinesAreSegmentsWithClosingSegmentsLast) {
+  const int32_t three[3] = {1, 2, 3}, two[2] = {3, 4};
+  addLine(m, "a", 3, three, 0);
+  addLine(m, "a", 2, two, 0);
+  build();
+  EXPECT_EQ(v.openLineVertices, 6);  // 1-2, 2-3, 3-4
+  ASSERT_EQ(v.lines.size(), 8u);     // then 3-1
+  EXPECT_EQ(v.lines[6].position[0], 1.0f);
+  EXPECT_EQ(v.lines[7].position[0], 0.0f);
+  EXPECT_TRUE(v.triangles.empty());
+}
+
+TEST_F(LayerCache, NormalLinesStartAtCornersAndPointAlongNormals) {
+  addQuad();
+  build(kNormalsStoredElseFace, 0.5f);
+  ASSERT_EQ(v.normalLines.size(), 8u);
+  EXPECT_EQ(v.normalLines[2].position[0], 1.0f);
+  EXPECT_FLOAT_EQ(v.normalLines[3].position[2], 0.5f);
+  build();
+  EXPECT_TRUE(v.normalLines.empty());
+}
+
+struct Posing : LayerCache {
+  std::vector<float> xyz;
+  const float* at(int32_t point) {
+    const Point* p = findPoint(m, point);
+    return &xyz[3 * ((reinterpret_cast<const unsigned char*>(p) -
+                      m->points.elements) /
+                     sizeof(Point))];
+  }
+  void pose(const char* joint, float tx, float ty, float tz, const float r[9]) {
+    const float t[3] = {tx, ty, tz}, s[3] = {1, 1, 1};
+    setPose(m, joint, t, r, s);
+  }
+};
+
+const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+const float kQuarterTurnZ[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
+
+TEST_F(Posing, WithoutJointsOrMorphsTheStoredPointsAreUsed) {
+  EXPECT_FALSE(computeDisplayPoints(m, &xyz));
+}
+
+TEST_F(Posing, WeightBlendsLinearlyAndRotationTurnsAboutTheJoint) {
+  addJoint(m, "j", 1, 0, 0, "world", 1, 1, 1);
+  addWeight(m, "j", 2, 0.5f);
+  addWeight(m, "j", 3, 1.0f);
+  pose("j", 0, 0, 0, kQuarterTurnZ);
+  ASSERT_TRUE(computeDisplayPoints(m, &xyz));
+  EXPECT_NEAR(at(3)[0], 0.0f, 1e-6);  // (1,1) about (1,0): (0,0)
+  EXPECT_NEAR(at(3)[1], 0.0f, 1e-6);
+  EXPECT_NEAR(at(2)[0], 1.0f, 1e-6);  // on the joint: stays
+  EXPECT_EQ(at(4)[1], 1.0f);          // unweighted
+}
+
+TEST_F(Posing, ChildJointFollowsItsParentAndMorphsComeFirst) {
+  addJoint(m, "root", 0, 0, 0, "world", 1, 1, 1);
+  addJoint(m, "tip", 1, 0, 0, "root", 1, 1, 1);
+  addWeight(m, "tip", 2, 1.0f);
+  pose("root", 0, 0, 0, kQuarterTurnZ);
+  pose("tip", 0, 0, 5, kIdentity);
+  setMorph(m, "world", 2, 1, 0, 0);  // point 2 at (2, 0, 0) before posing
+  ASSERT_TRUE(computeDisplayPoints(m, &xyz));
+  EXPECT_NEAR(at(2)[0], 0.0f, 1e-6);
+  EXPECT_NEAR(at(2)[1], 2.0f, 1e-6);
+  EXPECT_NEAR(at(2)[2], 5.0f, 1e-6);
+}
+
+TEST_F(Posing, ParentLoopEndsAsARoot) {
+  addJoint(m, "a", 0, 0, 0, "b", 1, 1, 1);
+  addJoint(m, "b", 0, 0, 0, "a", 1, 1, 1);
+  addWeight(m, "a", 1, 1.0f);
+  pose("a", 1, 0, 0, kIdentity);
+  ASSERT_TRUE(computeDisplayPoints(m, &xyz));
+  EXPECT_TRUE(std::isfinite(at(1)[0]));
+}
+
+TEST_F(Posing, SignatureMovesWithPoseWeightsAndMorphsOnly) {
+  addJoint(m, "j", 1, 0, 0, "world", 1, 1, 1);
+  const uint64_t rest = poseSignature(m);
+  EXPECT_EQ(poseSignature(m), rest);
+  addPoint(m, 9, 1, 1, 1);
+  EXPECT_EQ(poseSignature(m), rest);
+  pose("j", 0, 0, 1, kIdentity);
+  const uint64_t posed = poseSignature(m);
+  EXPECT_NE(posed, rest);
+  addWeight(m, "j", 1, 0.5f);
+  EXPECT_NE(poseSignature(m), posed);
+  const uint64_t weighted = poseSignature(m);
+  addWeight(m, "j", 1, 0.25f);  // same point, new weight
+  EXPECT_NE(poseSignature(m), weighted);
+  const uint64_t before = poseSignature(m);
+  setMorph(m, "world", 1, 0, 0, 1);
+  EXPECT_NE(poseSignature(m), before);
+}
+
+}  // namespace
