@@ -305,7 +305,10 @@ void cameraFitBox(ViewState* view, const float corner1[3], const float corner2[3
 void cameraFit(ViewState* view, const Model* model) {
   if (model == nullptr) return;
   float centre[3];
-  float size = modelBox(model, centre);
+  // Measured as the volume command measures a box, twice its largest edge:
+  // the parallel projection shows half the volume's extent, so this is what
+  // keeps the whole model in sight from every side.
+  float size = 2.0f * modelBox(model, centre);
   // A model of one point (or none) has no size to fit; the smallest box
   // of the volume command stands in.
   if (!(size > 0.0f)) size = kSmallestBox;

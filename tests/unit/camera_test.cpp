@@ -159,12 +159,16 @@ TEST_F(Camera, VolumeCommandHasSmallestSizeTenAndFocusesTheBoxCentre) {
   EXPECT_EQ(v.panX, 0.0f);
 }
 
-TEST_F(Camera, FitUsesTheLargestEdgeOfTheModelsPoints) {
+// Fit measures the model as the volume command measures a box (twice the
+// largest edge), or the parallel view would show only half of it.
+TEST_F(Camera, FitKeepsTheWholeModelInSight) {
   Model* model = createModel(nullptr, "fit", nullptr);
   ASSERT_TRUE(addPoint(model, 1, -1, 0, 2));
   ASSERT_TRUE(addPoint(model, 2, 3, 1, 4));
   cameraFit(&v, model);
-  EXPECT_FLOAT_EQ(v.depth, 2 * 4 * 1.05f);
+  EXPECT_FLOAT_EQ(v.depth, 2 * 2 * 4 * 1.05f);
+  // Visible height of the parallel view: 2 * extent * 0.25 * zoom.
+  EXPECT_GE(2 * v.extentY * 0.25f * v.zoom, 4.0f);
   EXPECT_FLOAT_EQ(v.focus[0], 1.0f);
   EXPECT_FLOAT_EQ(v.focus[2], 3.0f);
   freeModel(model);
