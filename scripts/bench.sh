@@ -43,3 +43,7 @@ echo "== KeyedTable against std::unordered_map =="
 echo
 echo "== .mod reading and writing against tinyobjloader, assimp and the bare parse =="
 "$build_dir/bench/file_io_bench" "$max_points"
+
+echo
+echo "== drawing a model against one prepared buffer (under a private Xvfb) =="
+xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/draw_bench"
