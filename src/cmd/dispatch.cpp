@@ -15,15 +15,25 @@ const SubCommand kGroupC[] = {{"callback", callbackCommand},
                               {"create", createCommand}};
 const SubCommand kGroupD[] = {{"delete", deleteCommand},
                               {"display", displayCommand},
-                              {"draw", drawCommand}};
+                              {"draw", drawCommand},
+                              {"deselect", deselectCommand}};
 const SubCommand kGroupF[] = {{"file", fileCommand}, {"find", findCommand}};
 const SubCommand kGroupG[] = {{"get", getCommand}};
-const SubCommand kGroupM[] = {{"message", messageCommand}};
-const SubCommand kGroupP[] = {{"pose", poseCommand}};
+const SubCommand kGroupM[] = {{"matrix", matrixCommand},
+                              {"message", messageCommand},
+                              {"move", moveCommand}};
+const SubCommand kGroupP[] = {{"perform", performCommand},
+                              {"pose", poseCommand},
+                              {"print", printCommand}};
 const SubCommand kGroupR[] = {{"reload", reloadCommand},
                               {"reset", resetCommand},
-                              {"resize", resizeCommand}};
-const SubCommand kGroupS[] = {{"set", setCommand}, {"system", systemCommand}};
+                              {"resize", resizeCommand},
+                              {"rotate", rotateCommand}};
+const SubCommand kGroupS[] = {{"scale", scaleCommand},
+                              {"set", setCommand},
+                              {"select", selectCommand},
+                              {"system", systemCommand}};
+const SubCommand kGroupT[] = {{"toggle", toggleCommand}};
 
 struct Group {
   const SubCommand* entries;
@@ -45,6 +55,7 @@ Group groupFor(char first) {
     case 'p': return group(kGroupP);
     case 'r': return group(kGroupR);
     case 's': return group(kGroupS);
+    case 't': return group(kGroupT);
     default: return {nullptr, 0};
   }
 }

@@ -19,3 +19,12 @@ void resetCommand(char** words);     // view_commands.cpp
 void resizeCommand(char** words);    // view_commands.cpp
 void setCommand(char** words);       // set.cpp
 void reloadCommand(char** words);    // file_commands.cpp
+void deselectCommand(char** words);  // select.cpp
+void matrixCommand(char** words);    // matrix_commands.cpp
+void moveCommand(char** words);      // transform.cpp
+void performCommand(char** words);   // perform.cpp
+void printCommand(char** words);     // misc.cpp
+void rotateCommand(char** words);    // transform.cpp
+void scaleCommand(char** words);     // transform.cpp
+void selectCommand(char** words);    // select.cpp
+void toggleCommand(char** words);    // misc.cpp

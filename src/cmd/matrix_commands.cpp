@@ -1,0 +1,3 @@
+#include "cmd/families.h"
+
+void matrixCommand(char**) {}

@@ -1,0 +1,4 @@
+#include "cmd/families.h"
+
+void selectCommand(char**) {}
+void deselectCommand(char**) {}

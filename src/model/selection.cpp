@@ -1,0 +1,1 @@
+#include "model/selection.h"
