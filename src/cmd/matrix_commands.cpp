@@ -1,3 +1,103 @@
+// modelr matrix: the scratch matrix of the application context (row order,
+// identity at start), built up step by step and applied to points. Every
+// step multiplies on the right, as OpenGL's glMultMatrix, glRotate and
+// glScale do: the step given last acts on points first.
+#include "cmd/context.h"
 #include "cmd/families.h"
+#include "cmd/format.h"
+#include "cmd/host.h"
+#include "cmd/subcommands.h"
+#include "cmd/values.h"
+#include "model/last_error.h"
+#include "model/transform.h"
 
-void matrixCommand(char**) {}
+namespace {
+
+bool readFloats(char** words, float* out, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (!parseFloat(&out[i], words[i + 1])) return false;
+  }
+  return true;
+}
+
+// scratch = scratch * step, refused when a product would not be a finite
+// float (the scratch matrix then stays as it was).
+void multiplyScratch(const float step[16], const char* failure) {
+  float product[16];
+  multiply4x4(g_app.matrix, step, product);
+  if (!allFinite(product, 16)) {
+    reportError(failure);
+    return;
+  }
+  for (int i = 0; i < 16; ++i) g_app.matrix[i] = product[i];
+}
+
+void identityWords(char**) { setIdentity(g_app.matrix); }
+
+void multiplyWords(char** words) {
+  float given[16];
+  if (!readFloats(words, given, 16)) {
+    reportError("modelr: usage: modelr matrix multiply <n1> .. <n16>");
+    return;
+  }
+  multiplyScratch(given, "modelr: matrix multiply failed");
+}
+
+// Degrees about x, then y, then z: the matrix get matrix rotation gives.
+void rotateWords(char** words) {
+  float angles[3];
+  if (!readFloats(words, angles, 3)) {
+    reportError("modelr: usage: modelr matrix rotate <x> <y> <z>");
+    return;
+  }
+  float rotation[9], step[16];
+  turnFromAngles(angles, rotation);
+  rotation4x4(rotation, step);
+  multiplyScratch(step, "modelr: matrix rotate failed");
+}
+
+void scaleWords(char** words) {
+  float factors[3];
+  if (!readFloats(words, factors, 3)) {
+    reportError("modelr: usage: modelr matrix scale <x> <y> <z>");
+    return;
+  }
+  float step[16];
+  setIdentity(step);
+  step[0] = factors[0];
+  step[5] = factors[1];
+  step[10] = factors[2];
+  multiplyScratch(step, "modelr: matrix scale failed");
+}
+
+// The selected points of the current model, or all of them when none is
+// selected.
+void applyWords(char**) {
+  Model* model = currentModel();
+  if (model == nullptr) {
+    reportError("modelr: no model selected!");
+    return;
+  }
+  lastErrorClear();
+  if (applyMatrixToPoints(model, g_app.matrix) < 0) {
+    const char* reason = lastErrorText();
+    reportErrorf("modelr: matrix apply failed: %s", reason ? reason : "");
+  }
+}
+
+void resultWords(char**) {
+  const char* text = formatFloatList(g_app.matrix, 16);
+  if (text != nullptr) setResult(text);
+}
+
+const SubCommand kMatrixWords[] = {
+    {"identity", identityWords}, {"multiply", multiplyWords},
+    {"rotate", rotateWords},     {"scale", scaleWords},
+    {"apply", applyWords},       {"result", resultWords},
+};
+
+}  // namespace
+
+void matrixCommand(char** words) {
+  runSubCommand(words, kMatrixWords, "attribute");
+}

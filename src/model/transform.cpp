@@ -3,6 +3,10 @@
 #include <cmath>
 #include <cstring>
 
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/skeleton.h"
+
 void rotationFromAngles(const float angles[3], float rotation[9]) {
   const double toRadians = 3.14159265358979323846 / 180.0;
   double cx = std::cos(angles[0] * toRadians), sx = std::sin(angles[0] * toRadians);
@@ -37,4 +41,422 @@ void placePoint(const float position[3], const float rotation[9],
                                 rotation[r * 3 + 1] * s[1] +
                                 rotation[r * 3 + 2] * s[2]);
   }
+}
+
+// ---- Turning and scaling items of a model ---------------------------------
+
+void turnFromAngles(const float angles[3], float rotation[9]) {
+  rotationFromAngles(angles, rotation);
+  for (int i = 0; i < 9; ++i) {
+    if (std::fabs(rotation[i]) < 5e-7f) rotation[i] = 0.0f;
+  }
+}
+
+void rotateAbout(const float rotation[9], const float centre[3],
+                 const float p[3], float out[3]) {
+  const double d[3] = {double{p[0]} - centre[0], double{p[1]} - centre[1],
+                       double{p[2]} - centre[2]};
+  float result[3];
+  for (int r = 0; r < 3; ++r) {
+    result[r] = static_cast<float>(centre[r] + rotation[r * 3] * d[0] +
+                                   rotation[r * 3 + 1] * d[1] +
+                                   rotation[r * 3 + 2] * d[2]);
+  }
+  std::memcpy(out, result, sizeof result);
+}
+
+void scaleAbout(const float factors[3], const float centre[3],
+                const float p[3], float out[3]) {
+  for (int i = 0; i < 3; ++i) {
+    out[i] = static_cast<float>(centre[i] +
+                                double{factors[i]} * (double{p[i]} - centre[i]));
+  }
+}
+
+void multiply4x4(const float a[16], const float b[16], float out[16]) {
+  float product[16];
+  for (int r = 0; r < 4; ++r) {
+    for (int c = 0; c < 4; ++c) {
+      double sum = 0.0;
+      for (int k = 0; k < 4; ++k) sum += double{a[r * 4 + k]} * b[k * 4 + c];
+      product[r * 4 + c] = static_cast<float>(sum);
+    }
+  }
+  std::memcpy(out, product, sizeof product);
+}
+
+void rotation4x4(const float rotation[9], float out[16]) {
+  for (int r = 0; r < 4; ++r) {
+    for (int c = 0; c < 4; ++c) {
+      out[r * 4 + c] = (r < 3 && c < 3) ? rotation[r * 3 + c]
+                                        : (r == c ? 1.0f : 0.0f);
+    }
+  }
+}
+
+void transformPoint4x4(const float m[16], const float p[3], float out[3]) {
+  double v[4];
+  for (int r = 0; r < 4; ++r) {
+    v[r] = double{m[r * 4]} * p[0] + double{m[r * 4 + 1]} * p[1] +
+           double{m[r * 4 + 2]} * p[2] + m[r * 4 + 3];
+  }
+  // An affine matrix leaves w at exactly 1; only a projective one divides.
+  const double w = v[3] != 0.0 ? v[3] : 1.0;
+  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(v[i] / w);
+}
+
+bool allFinite(const float* values, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (!std::isfinite(values[i])) return false;
+  }
+  return true;
+}
+
+namespace {
+
+bool finiteOrReport(const float* values, int count) {
+  if (allFinite(values, count)) return true;
+  lastErrorReport("result out of range");
+  return false;
+}
+
+void growBounds(Model* model, const float p[3]) {
+  for (int i = 0; i < 3; ++i) {
+    if (p[i] < model->boundsMin[i]) model->boundsMin[i] = p[i];
+    if (p[i] > model->boundsMax[i]) model->boundsMax[i] = p[i];
+  }
+}
+
+Point* requirePoint(const Model* model, int32_t number) {
+  Point* point = findPoint(model, number);
+  if (point == nullptr) lastErrorReportf("point not found: %d", number);
+  return point;
+}
+
+Joint* requireJoint(const Model* model, const char* name) {
+  Joint* joint = name != nullptr ? findJoint(model, name) : nullptr;
+  if (joint == nullptr) lastErrorReportf("joint not found: %s", name ? name : "");
+  return joint;
+}
+
+Child* requireChild(const Model* model, int32_t id) {
+  Child* child = tableFindT<Child>(&model->children, id);
+  if (child == nullptr) lastErrorReportf("child not found: %d", id);
+  return child;
+}
+
+CollideObject* requireCollide(const Model* model, int32_t id) {
+  CollideObject* object = tableFindT<CollideObject>(&model->collides, id);
+  if (object == nullptr) lastErrorReportf("collide object not found: %d", id);
+  return object;
+}
+
+bool isModelLevel(const char* layer) {
+  return layer == nullptr || layer[0] == '\0' ||
+         std::strcmp(layer, "(global)") == 0;
+}
+
+// The layer for a layer name, null for the model level; false when a named
+// layer does not exist (reported).
+bool resolveLayer(const Model* model, const char* name, Layer** layer) {
+  *layer = nullptr;
+  if (isModelLevel(name)) return true;
+  *layer = findLayer(model, name);
+  if (*layer == nullptr) lastErrorReportf("layer not found: %s", name);
+  return *layer != nullptr;
+}
+
+void touchOwner(Model* model, Layer* layer) {
+  if (layer != nullptr) {
+    touchLayer(layer);
+  } else {
+    touchModel(model);
+  }
+}
+
+// The normal or surface entry of the point, or null (reported).
+VectorEntry* requireVector(Model* model, const char* name, int32_t number,
+                           bool surface, Layer** layer) {
+  if (!resolveLayer(model, name, layer)) return nullptr;
+  KeyedTable* table = *layer != nullptr
+                          ? (surface ? &(*layer)->surface : &(*layer)->normals)
+                          : (surface ? &model->surface : &model->normals);
+  VectorEntry* entry = tableFindT<VectorEntry>(table, number);
+  if (entry == nullptr) {
+    lastErrorReportf("%s not found: %d", surface ? "surface" : "normal", number);
+  }
+  return entry;
+}
+
+float clampUnit(float value) {
+  return value < 0.0f ? 0.0f : (value > 1.0f ? 1.0f : value);
+}
+
+}  // namespace
+
+bool placeModelPoint(Model* model, int32_t number, const float p[3]) {
+  if (requirePoint(model, number) == nullptr) return false;
+  if (!finiteOrReport(p, 3)) return false;
+  flushDerived(model);
+  Point* point = findPoint(model, number);
+  point->x = p[0];
+  point->y = p[1];
+  point->z = p[2];
+  growBounds(model, p);
+  touchModel(model);
+  return true;
+}
+
+bool movePoint(Model* model, int32_t number, const float offset[3]) {
+  const Point* point = requirePoint(model, number);
+  if (point == nullptr) return false;
+  const float p[3] = {point->x + offset[0], point->y + offset[1],
+                      point->z + offset[2]};
+  return placeModelPoint(model, number, p);
+}
+
+bool rotatePoint(Model* model, int32_t number, const float rotation[9],
+                 const float centre[3]) {
+  const Point* point = requirePoint(model, number);
+  if (point == nullptr) return false;
+  const float p[3] = {point->x, point->y, point->z};
+  float out[3];
+  rotateAbout(rotation, centre, p, out);
+  return placeModelPoint(model, number, out);
+}
+
+bool scalePoint(Model* model, int32_t number, const float factors[3],
+                const float centre[3]) {
+  const Point* point = requirePoint(model, number);
+  if (point == nullptr) return false;
+  const float p[3] = {point->x, point->y, point->z};
+  float out[3];
+  scaleAbout(factors, centre, p, out);
+  return placeModelPoint(model, number, out);
+}
+
+bool moveVector(Model* model, const char* layer, int32_t number,
+                const float offset[3], bool surface) {
+  Layer* owner = nullptr;
+  VectorEntry* entry = requireVector(model, layer, number, surface, &owner);
+  if (entry == nullptr) return false;
+  const float v[3] = {entry->x + offset[0], entry->y + offset[1],
+                      entry->z + offset[2]};
+  if (!finiteOrReport(v, 3)) return false;
+  entry->x = v[0];
+  entry->y = v[1];
+  entry->z = v[2];
+  touchOwner(model, owner);
+  return true;
+}
+
+bool rotateVector(Model* model, const char* layer, int32_t number,
+                  const float rotation[9], bool surface) {
+  Layer* owner = nullptr;
+  VectorEntry* entry = requireVector(model, layer, number, surface, &owner);
+  if (entry == nullptr) return false;
+  const float origin[3] = {0.0f, 0.0f, 0.0f};
+  const float v[3] = {entry->x, entry->y, entry->z};
+  float out[3];
+  rotateAbout(rotation, origin, v, out);
+  if (!finiteOrReport(out, 3)) return false;
+  entry->x = out[0];
+  entry->y = out[1];
+  entry->z = out[2];
+  touchOwner(model, owner);
+  return true;
+}
+
+bool moveColour(Model* model, const char* layer, int32_t number,
+                const float offset[4]) {
+  Layer* owner = nullptr;
+  if (!resolveLayer(model, layer, &owner)) return false;
+  KeyedTable* table = owner != nullptr ? &owner->colours : &model->colours;
+  const Colour* colour = tableFindT<Colour>(table, number);
+  if (colour == nullptr) {
+    lastErrorReportf("colour not found: %d", number);
+    return false;
+  }
+  // NaN cannot arise: both terms are finite floats, and clamping bounds
+  // an infinite sum.
+  return addColour(model, owner != nullptr ? owner->name : nullptr, number,
+                   clampUnit(colour->r + offset[0]),
+                   clampUnit(colour->g + offset[1]),
+                   clampUnit(colour->b + offset[2]),
+                   clampUnit(colour->a + offset[3]));
+}
+
+bool moveJoint(Model* model, const char* name, const float offset[3]) {
+  Joint* joint = requireJoint(model, name);
+  if (joint == nullptr) return false;
+  const float p[3] = {joint->position[0] + offset[0],
+                      joint->position[1] + offset[1],
+                      joint->position[2] + offset[2]};
+  if (!finiteOrReport(p, 3)) return false;
+  std::memcpy(joint->position, p, sizeof p);
+  return true;
+}
+
+bool rotateJoint(Model* model, const char* name, const float rotation[9],
+                 const float centre[3]) {
+  Joint* joint = requireJoint(model, name);
+  if (joint == nullptr) return false;
+  float p[3];
+  rotateAbout(rotation, centre, joint->position, p);
+  if (!finiteOrReport(p, 3)) return false;
+  std::memcpy(joint->position, p, sizeof p);
+  return true;
+}
+
+bool scaleJoint(Model* model, const char* name, const float factors[3],
+                const float centre[3]) {
+  Joint* joint = requireJoint(model, name);
+  if (joint == nullptr) return false;
+  float p[3];
+  scaleAbout(factors, centre, joint->position, p);
+  if (!finiteOrReport(p, 3)) return false;
+  std::memcpy(joint->position, p, sizeof p);
+  return true;
+}
+
+bool moveWeight(Model* model, const char* jointName, int32_t point,
+                float offset) {
+  Joint* joint = requireJoint(model, jointName);
+  if (joint == nullptr) return false;
+  Weight* weight = tableFindT<Weight>(&joint->weights, point);
+  if (weight == nullptr) {
+    lastErrorReportf("weight not found: %d", point);
+    return false;
+  }
+  const float sum = weight->weight + offset;
+  if (!finiteOrReport(&sum, 1)) return false;
+  weight->weight = sum;
+  return true;
+}
+
+namespace {
+
+// Children and collide objects share the arithmetic on their position,
+// orientation and size (the child's scale).
+bool movePlacement(float position[3], const float offset[3]) {
+  const float p[3] = {position[0] + offset[0], position[1] + offset[1],
+                      position[2] + offset[2]};
+  if (!finiteOrReport(p, 3)) return false;
+  std::memcpy(position, p, sizeof p);
+  return true;
+}
+
+bool rotatePlacement(float position[3], float orientation[9],
+                     const float rotation[9], const float centre[3]) {
+  float p[3];
+  rotateAbout(rotation, centre, position, p);
+  if (!finiteOrReport(p, 3)) return false;
+  std::memcpy(position, p, sizeof p);
+  multiply3x3(rotation, orientation, orientation);
+  return true;
+}
+
+bool scalePlacement(float position[3], float size[3], const float factors[3],
+                    const float centre[3], bool explicitSize) {
+  float out[3];
+  if (!explicitSize) {
+    scaleAbout(factors, centre, position, out);
+    if (!finiteOrReport(out, 3)) return false;
+    std::memcpy(position, out, sizeof out);
+    return true;
+  }
+  for (int i = 0; i < 3; ++i) {
+    if (factors[i] == 0.0f) {
+      lastErrorReport("zero scale not allowed");
+      return false;
+    }
+    out[i] = size[i] * factors[i];
+    // An underflow to zero would leave the size a refused one.
+    if (out[i] == 0.0f) {
+      lastErrorReport("result out of range");
+      return false;
+    }
+  }
+  if (!finiteOrReport(out, 3)) return false;
+  std::memcpy(size, out, sizeof out);
+  return true;
+}
+
+}  // namespace
+
+bool moveChild(Model* model, int32_t id, const float offset[3]) {
+  Child* child = requireChild(model, id);
+  return child != nullptr && movePlacement(child->position, offset);
+}
+
+bool rotateChild(Model* model, int32_t id, const float rotation[9],
+                 const float centre[3]) {
+  Child* child = requireChild(model, id);
+  return child != nullptr &&
+         rotatePlacement(child->position, child->rotation, rotation, centre);
+}
+
+bool scaleChild(Model* model, int32_t id, const float factors[3],
+                const float centre[3], bool explicitSize) {
+  Child* child = requireChild(model, id);
+  return child != nullptr && scalePlacement(child->position, child->scale,
+                                            factors, centre, explicitSize);
+}
+
+bool moveCollide(Model* model, int32_t id, const float offset[3]) {
+  CollideObject* object = requireCollide(model, id);
+  return object != nullptr && movePlacement(object->position, offset);
+}
+
+bool rotateCollide(Model* model, int32_t id, const float rotation[9],
+                   const float centre[3]) {
+  CollideObject* object = requireCollide(model, id);
+  return object != nullptr &&
+         rotatePlacement(object->position, object->rotation, rotation, centre);
+}
+
+bool scaleCollide(Model* model, int32_t id, const float factors[3],
+                  const float centre[3], bool explicitSize) {
+  CollideObject* object = requireCollide(model, id);
+  return object != nullptr && scalePlacement(object->position, object->size,
+                                             factors, centre, explicitSize);
+}
+
+int32_t applyMatrixToPoints(Model* model, const float m[16]) {
+  KeyedTable* points = &model->points;
+  bool anySelected = false;
+  for (int32_t s = tableNextSlot(points, -1); s >= 0 && !anySelected;
+       s = tableNextSlot(points, s)) {
+    anySelected = (tableAt<Point>(points, s)->flags & kItemSelected) != 0;
+  }
+  auto chosen = [&](const Point* p) {
+    return !anySelected || (p->flags & kItemSelected) != 0;
+  };
+  // A first pass checks every result, so that a refusal changes nothing.
+  for (int32_t s = tableNextSlot(points, -1); s >= 0;
+       s = tableNextSlot(points, s)) {
+    const Point* point = tableAt<Point>(points, s);
+    if (!chosen(point)) continue;
+    const float p[3] = {point->x, point->y, point->z};
+    float out[3];
+    transformPoint4x4(m, p, out);
+    if (!finiteOrReport(out, 3)) return -1;
+  }
+  flushDerived(model);
+  int32_t moved = 0;
+  for (int32_t s = tableNextSlot(points, -1); s >= 0;
+       s = tableNextSlot(points, s)) {
+    Point* point = tableAt<Point>(points, s);
+    if (!chosen(point)) continue;
+    const float p[3] = {point->x, point->y, point->z};
+    float out[3];
+    transformPoint4x4(m, p, out);
+    point->x = out[0];
+    point->y = out[1];
+    point->z = out[2];
+    growBounds(model, out);
+    ++moved;
+  }
+  if (moved > 0) touchModel(model);
+  return moved;
 }
