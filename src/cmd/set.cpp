@@ -1,22 +1,25 @@
-// modelr set ...: settings of the view and the matrices. The general words
-// report usage texts to the error procedure; `set view` answers its usage
-// texts and unknown names in the result instead. Nothing here redraws,
-// except `set view size|normal`, which the window carries out.
+// modelr set ...: settings of the view, the chosen layer, child models,
+// the matrices and a few stored values. The general words report usage
+// texts to the error procedure; `set view` answers its usage texts and
+// unknown names in the result instead. Nothing here redraws, except `set
+// view size|normal`, which the window carries out.
 #include <cstring>
 #include <string>
 
 #include "cmd/context.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
+#include "cmd/set_items.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
+#include "model/children.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/transform.h"
 #include "view/camera.h"
 #include "view/view_window.h"
 
 namespace {
-
-// A component above 1.0 means the 0 to 255 scale for all three.
-constexpr float kByteScale = 0.003921569f;
 
 ViewState* view() { return &g_app.view; }
 
@@ -24,26 +27,11 @@ void updateProjection() {
   cameraUpdateProjection(&g_app.view, &g_app.render.eyeDistance);
 }
 
-// Reads count floats from words[0] on; a missing word fails like a bad one.
-bool readFloats(char** words, float* out, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (words[i] == nullptr || !parseFloat(&out[i], words[i])) return false;
-  }
-  return true;
-}
-
 // ---- general words ---------------------------------------------------------
 
 void setBackground(char** words) {
-  float rgb[3];
-  if (!readFloats(words + 1, rgb, 3)) {
+  if (!readColour(words + 1, view()->background)) {
     reportError("modelr: usage: modelr set background <red> <green> <blue>");
-    return;
-  }
-  bool byteScale = rgb[0] > 1.0f || rgb[1] > 1.0f || rgb[2] > 1.0f;
-  for (int i = 0; i < 3; ++i) {
-    float v = byteScale ? rgb[i] * kByteScale : rgb[i];
-    view()->background[i] = v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v);
   }
 }
 
@@ -130,6 +118,80 @@ void setX(char** words) {
 
 void setY(char** words) {
   setPanAxis(words, &view()->panY, "modelr: usage: modelr set y <value>");
+}
+
+// Texts kept for the cursor files and the licence check. Nothing reads
+// them yet: cursor files are taken as given, and the licence check always
+// passes.
+struct StoredTexts {
+  char cursorPath[kDirectoryBytes];
+  char license[kDirectoryBytes];
+  char product[kNameBytes];
+  char server[kNameBytes];
+};
+
+StoredTexts g_texts;
+
+// The words after the setting's keyword; a text too long is refused whole.
+void storeText(char** words, char* field, size_t size, const char* usage) {
+  if (!joinWords(words + 1, field, size)) reportError(usage);
+}
+
+void setCursorPath(char** words) {
+  storeText(words, g_texts.cursorPath, sizeof g_texts.cursorPath,
+            "modelr: usage: modelr set cursorpath <value>");
+}
+
+void setLicense(char** words) {
+  storeText(words, g_texts.license, sizeof g_texts.license,
+            "modelr: usage: modelr set license <filename>");
+}
+
+void setProduct(char** words) {
+  storeText(words, g_texts.product, sizeof g_texts.product,
+            "modelr: usage: modelr set product <key>");
+}
+
+void setServer(char** words) {
+  storeText(words, g_texts.server, sizeof g_texts.server,
+            "modelr: usage: modelr set server <hostname>");
+}
+
+void setPoints(char** words) {
+  if (!readColour(words + 1, g_app.render.pointColour)) {
+    reportError("modelr: usage: modelr set points <red> <green> <blue>");
+  }
+}
+
+void setSelection(char** words) {
+  if (!readColour(words + 1, g_app.render.selectionColour)) {
+    reportError("modelr: usage: modelr set selection <red> <green> <blue>");
+  }
+}
+
+// Sprite switches by id (int-keyed, int32_t 0 or 1). Nothing draws sprites
+// yet; the switches are kept for when something does.
+KeyedTable g_sprites;
+
+void setSprite(char** words) {
+  int32_t id = 0, on = 0;
+  if (!parseInt(&id, words[1]) || !parseBool(&on, words[2])) {
+    reportError("modelr: usage: modelr set sprite <id> <on>");
+    return;
+  }
+  if (g_sprites.elementSize == 0) tableInit(&g_sprites, sizeof(int32_t), kIntKeyed);
+  int32_t* stored = tableInsertT<int32_t>(&g_sprites, id);
+  if (stored != nullptr) *stored = on != 0;
+}
+
+// Kept in the render state; drawing does not use it yet.
+void setShowLayer(char** words) {
+  int32_t on = 0;
+  if (!parseBool(&on, words[1])) {
+    reportError("modelr: usage: modelr set showlayer <on>");
+    return;
+  }
+  g_app.render.showLayer = on != 0;
 }
 
 // ---- set view --------------------------------------------------------------
@@ -287,24 +349,65 @@ void setView(char** words) {
   setResult(text.c_str());
 }
 
-// Comparison order of the general words: background, child, cursor,
-// cursorpath, focus, freerotate, layer, license, matrix, pointer, points,
-// product, selection, server, sprite, showlayer, view, x, y. Not handled
-// yet, and so skipped like any unknown word until they take their places:
-// child, cursorpath, layer, license, points, product, selection, server,
-// sprite, showlayer.
+// Comparison order.
 const SubCommand kSetWords[] = {
     {"background", setBackground},
+    {"child", setChild},
     {"cursor", setCursor},
+    {"cursorpath", setCursorPath},
     {"focus", setFocus},
     {"freerotate", setFreeRotate},
+    {"layer", setLayer},
+    {"license", setLicense},
     {"matrix", setMatrix},
     {"pointer", setPointer},
+    {"points", setPoints},
+    {"product", setProduct},
+    {"selection", setSelection},
+    {"server", setServer},
+    {"sprite", setSprite},
+    {"showlayer", setShowLayer},
     {"view", setView},
     {"x", setX},
     {"y", setY},
 };
 
 }  // namespace
+
+
+// Reads count floats from words[0] on; a missing word fails like a bad one.
+bool readFloats(char** words, float* out, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (words[i] == nullptr || !parseFloat(&out[i], words[i])) return false;
+  }
+  return true;
+}
+
+// Three colour components into 0..1; false leaves `colour` alone.
+bool readColour(char** words, float colour[3]) {
+  float rgb[3];
+  if (!readFloats(words, rgb, 3)) return false;
+  bool byteScale = rgb[0] > 1.0f || rgb[1] > 1.0f || rgb[2] > 1.0f;
+  for (int i = 0; i < 3; ++i) {
+    float v = byteScale ? rgb[i] * kByteScale : rgb[i];
+    colour[i] = v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v);
+  }
+  return true;
+}
+
+// Joins the words from `words` on with single blanks, as file names are
+// joined elsewhere; false for no word or a text that does not fit.
+bool joinWords(char** words, char* out, size_t size) {
+  std::string text;
+  for (char** w = words; *w != nullptr; ++w) {
+    const char* word = nullptr;
+    if (!parseString(&word, *w)) return false;
+    if (!text.empty()) text += ' ';
+    text += word;
+  }
+  if (text.empty() || text.size() >= size) return false;
+  std::memcpy(out, text.c_str(), text.size() + 1);
+  return true;
+}
 
 void setCommand(char** words) { runSubCommand(words, kSetWords, "attribute"); }

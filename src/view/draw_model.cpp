@@ -281,7 +281,7 @@ void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
   const bool outlines = flags->wireframe != 0;
   if (flags->triangles && d.triangles.count > 0) {
     // Images are bound here once the vertices carry texture coordinates.
-    setLighting(flags, true);
+    setLighting(flags, !layer->lightingOff);
     glLightModeli(GL_LIGHT_MODEL_TWO_SIDE,
                   layer->singleSided ? GL_FALSE : GL_TRUE);
     if (cull) {

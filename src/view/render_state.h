@@ -25,6 +25,7 @@ struct RenderState {
   float selectionColour[3];
   int32_t eyeDistance;   // of the perspective projection
   int32_t primitives;    // drawn in the last frame
+  int32_t showLayer;     // set showlayer: stored; drawing does not use it yet
 };
 
 // Zero-fills the state and sets its start values.

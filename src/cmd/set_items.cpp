@@ -1,0 +1,484 @@
+// modelr set child and modelr set layer: settings of child models and of
+// the chosen layer of the current model.
+#include <cstring>
+#include <string>
+
+#include "cmd/context.h"
+#include "cmd/host.h"
+#include "cmd/set_items.h"
+#include "cmd/subcommands.h"
+#include "cmd/values.h"
+#include "model/children.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/transform.h"
+
+namespace {
+
+// ---- set child -------------------------------------------------------------
+
+// Each setter gets the words after the child id and returns false when they
+// are not what it takes (the usage text follows).
+using ChildSetter = bool (*)(Child* child, char** values);
+
+bool childPosition(Child* child, char** values) {
+  return readFloats(values, child->position, 3);
+}
+
+// Three angles in degrees (about x, then y, then z) or the nine numbers of
+// the matrix, row by row, as `get child rotation` prints them.
+bool childRotation(Child* child, char** values) {
+  float numbers[9];
+  int count = 0;
+  while (count < 9 && values[count] != nullptr &&
+         parseFloat(&numbers[count], values[count])) {
+    ++count;
+  }
+  if (count == 9) {
+    std::memcpy(child->rotation, numbers, sizeof numbers);
+    return true;
+  }
+  if (count != 3) return false;
+  rotationFromAngles(numbers, child->rotation);
+  return true;
+}
+
+bool childScale(Child* child, char** values) {
+  float scale[3];
+  if (!readFloats(values, scale, 3)) return false;
+  if (scale[0] == 0.0f || scale[1] == 0.0f || scale[2] == 0.0f) {
+    reportError("child scale must not be zero");
+    return true;  // refused with its own reason
+  }
+  std::memcpy(child->scale, scale, sizeof scale);
+  return true;
+}
+
+// "(none)" detaches the child; the weight stays as it was.
+bool childJoint(Child* child, char** values) {
+  const char* joint = nullptr;
+  if (!parseString(&joint, values[0])) return false;
+  if (std::strcmp(joint, "(none)") == 0) joint = "";
+  if (std::strlen(joint) >= sizeof child->joint) {
+    reportError("child joint name too long");
+    return true;
+  }
+  std::strcpy(child->joint, joint);
+  return true;
+}
+
+bool childWeight(Child* child, char** values) {
+  return readFloats(values, &child->jointWeight, 1);
+}
+
+struct ChildWord {
+  const char* word;
+  ChildSetter setter;
+};
+
+const ChildWord kChildWords[] = {
+    {"position", childPosition}, {"rotation", childRotation},
+    {"scale", childScale},       {"joint", childJoint},
+    {"weight", childWeight},
+};
+
+// set child <what> <id> <values>, by the id `add child` answers. Children
+// are placed afresh every frame, so nothing needs touching.
+}  // namespace
+
+void setChild(char** words) {
+  const char* usage = "modelr: usage: modelr set child <args>";
+  // An unknown <what> or an id naming no child is refused with this text.
+  const char* pairUsage = "modelr: usage: modelr get child <what> <id>";
+  if (words[1] == nullptr) {
+    reportError(usage);
+    return;
+  }
+  ChildSetter setter = nullptr;
+  for (const ChildWord& entry : kChildWords) {
+    if (std::strcmp(words[1], entry.word) == 0) setter = entry.setter;
+  }
+  int32_t id = 0;
+  if (setter == nullptr || !parseInt(&id, words[2])) {
+    reportError(pairUsage);
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr) {
+    reportError("modelr: no model selected!");
+    return;
+  }
+  Child* child = childById(model, id);
+  if (child == nullptr) {
+    reportError(pairUsage);
+    return;
+  }
+  if (!setter(child, words + 3)) reportError(usage);
+}
+
+namespace {
+
+// ---- set layer -------------------------------------------------------------
+
+// The layer that `select layer` chose in the current model, or null.
+Layer* chosenLayer(Model* model) {
+  const char* name = g_app.render.chosenLayer;
+  if (name[0] == '\0' || std::strcmp(name, "global") == 0) return nullptr;
+  return findLayer(model, name);
+}
+
+// Each handler gets the model, the chosen layer and the words after the
+// attribute; it reports its own refusals and touches the layer on change.
+using LayerSetter = void (*)(Model* model, Layer* layer, char** values);
+
+struct WordCode {
+  const char* word;
+  int32_t code;
+};
+
+// The code of `word` in the table, or -1.
+template <size_t N>
+int32_t wordCode(const char* word, const WordCode (&table)[N]) {
+  if (word == nullptr) return -1;
+  for (const WordCode& entry : table) {
+    if (std::strcmp(word, entry.word) == 0) return entry.code;
+  }
+  return -1;
+}
+
+const WordCode kAxisWords[] = {
+    {"x", kAxisX},       {"y", kAxisY},       {"z", kAxisZ},
+    {"-x", kAxisMinusX}, {"-y", kAxisMinusY}, {"-z", kAxisMinusZ},
+};
+
+// The layer's image `number`, or null after "image not found: <n>".
+Image* layerImage(Layer* layer, int32_t number) {
+  Image* image = tableFindT<Image>(&layer->images, number);
+  if (image == nullptr) reportErrorf("image not found: %d", number);
+  return image;
+}
+
+// Renames by rebuilding the table in slot order, so that the layer keeps
+// its place among the others (a plain remove and insert could move it into
+// an earlier hole). Layers are few; the records move whole.
+bool renameLayer(Model* model, Layer* layer, const char* name) {
+  KeyedTable renamed;
+  tableInit(&renamed, sizeof(Layer), kStringKeyed);
+  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+       s = tableNextSlot(&model->layers, s)) {
+    Layer* old = tableAt<Layer>(&model->layers, s);
+    const char* key = old == layer ? name : tableStringKeyAt(&model->layers, s);
+    Layer* copy = tableInsertT<Layer>(&renamed, key);
+    if (copy == nullptr) {
+      tableRelease(&renamed);  // the records' own tables stay with the old
+      return false;
+    }
+    *copy = *old;
+    if (old == layer) {
+      std::strcpy(copy->name, name);
+      touchLayer(copy);
+    }
+  }
+  tableRelease(&model->layers);
+  model->layers = renamed;
+  return true;
+}
+
+void layerName(Model* model, Layer* layer, char** values) {
+  const char* name = nullptr;
+  if (!parseString(&name, values[0])) {
+    reportError("modelr: usage: modelr set layer name <name>");
+    return;
+  }
+  if (std::strcmp(name, layer->name) == 0) return;
+  // "(global)" names the model's own tables; "global" chooses no layer.
+  if (std::strcmp(name, "(global)") == 0 || std::strcmp(name, "global") == 0) {
+    reportErrorf("bad layer name: %s", name);
+    return;
+  }
+  if (std::strlen(name) >= sizeof layer->name) {
+    reportError("layer name too long");
+    return;
+  }
+  if (findLayer(model, name) != nullptr) {
+    reportError("duplicate layer name not allowed");
+    return;
+  }
+  if (!renameLayer(model, layer, name)) {
+    reportError("out of memory");
+    return;
+  }
+  std::strcpy(g_app.render.chosenLayer, name);
+}
+
+void layerSides(Model*, Layer* layer, char** values) {
+  int32_t sides = 0;
+  if (!parseInt(&sides, values[0]) || (sides != 1 && sides != 2)) {
+    reportError("modelr: usage: modelr set layer sides 1|2");
+    return;
+  }
+  layer->singleSided = sides == 1;
+  touchLayer(layer);
+}
+
+// xaxis|yaxis <n> <axis>: automatic uvees follow the new axis.
+void layerAxis(Model* model, Layer* layer, char** values, bool xAxis,
+               const char* usage) {
+  int32_t number = 0;
+  if (!parseInt(&number, values[0]) || wordCode(values[1], kAxisWords) < 0) {
+    reportError(usage);
+    return;
+  }
+  Image* image = layerImage(layer, number);
+  if (image == nullptr) return;
+  flushDerived(model);
+  (xAxis ? image->axisU : image->axisV) = wordCode(values[1], kAxisWords);
+  if (!image->hasUvees) markUveesStale(model);
+  touchLayer(layer);
+}
+
+void layerXAxis(Model* model, Layer* layer, char** values) {
+  layerAxis(model, layer, values, true,
+            "modelr: usage: modelr set layer xaxis <n> x|y|z|-x|-y|-z");
+}
+
+void layerYAxis(Model* model, Layer* layer, char** values) {
+  layerAxis(model, layer, values, false,
+            "modelr: usage: modelr set layer yaxis <n> x|y|z|-x|-y|-z");
+}
+
+// none, or the axis the layer is reflected on; "none" keeps the axis.
+void layerMirror(Model*, Layer* layer, char** values) {
+  static const WordCode kWords[] = {
+      {"none", kAxisNone}, {"x", kAxisX}, {"y", kAxisY}, {"z", kAxisZ}};
+  const int32_t code = wordCode(values[0], kWords);
+  if (code < 0) {
+    reportError("modelr: usage: modelr set layer mirror none|x|y|z");
+    return;
+  }
+  layer->mirror = code != 0;
+  if (code != 0) layer->mirrorAxis = code;
+  touchLayer(layer);
+}
+
+void layerLighting(Model*, Layer* layer, char** values) {
+  int32_t on = 0;
+  if (!parseBool(&on, values[0])) {
+    reportError("modelr: usage: modelr set layer lighting <on>");
+    return;
+  }
+  layer->lightingOff = on == 0;
+  touchLayer(layer);
+}
+
+// The layer colour is the layer line's three numbers, kept as given: the
+// renderer reads components above 1 as the 0..255 scale.
+void layerColor(Model*, Layer* layer, char** values) {
+  float rgb[3];
+  if (!readFloats(values, rgb, 3)) {
+    reportError("modelr: usage: modelr set layer color <r> <g> <b>");
+    return;
+  }
+  std::memcpy(layer->origin, rgb, sizeof rgb);
+  touchLayer(layer);
+}
+
+void layerTransparency(Model* model, Layer* layer, char** values) {
+  float value = 0.0f;
+  if (!parseFloat(&value, values[0])) {
+    reportError("modelr: usage: modelr set layer transparency <f>");
+    return;
+  }
+  if (!setTransparency(model, layer->name, value)) reportError(lastErrorText());
+}
+
+// image|mirrorimage|alphaimage <n> <filename>: file name words joined with
+// blanks. A file that does not load keeps the image, unloaded, and its
+// reason is reported.
+void layerImageFile(Model* model, Layer* layer, char** values, int32_t mode,
+                    const char* usage) {
+  int32_t number = 0;
+  char file[kNameBytes];
+  if (!parseInt(&number, values[0]) || number < 1 ||
+      !joinWords(values + 1, file, sizeof file)) {
+    reportError(usage);
+    return;
+  }
+  // A main image keeps the axes and strength it has; a new one projects x
+  // and y at full strength.
+  int32_t axisU = kAxisX, axisV = kAxisY;
+  float strength = 1.0f;
+  if (const Image* old = tableFindT<Image>(&layer->images, number)) {
+    axisU = old->axisU;
+    axisV = old->axisV;
+    strength = old->strength;
+  }
+  lastErrorClear();
+  const bool added = addImage(model, layer->name, number, file, mode, axisU,
+                              axisV, strength);
+  const char* reason = lastErrorText();
+  if (reason != nullptr && reason[0] != '\0') reportError(reason);
+  if (added) markUveesStale(model);
+}
+
+void layerImageMain(Model* model, Layer* layer, char** values) {
+  layerImageFile(model, layer, values, kImageSmooth,
+                 "modelr: usage: modelr set layer image <n> <filename>");
+}
+
+void layerImageMirror(Model* model, Layer* layer, char** values) {
+  layerImageFile(model, layer, values, kImageSelectMirror,
+                 "modelr: usage: modelr set layer mirrorimage <n> <filename>");
+}
+
+void layerImageAlpha(Model* model, Layer* layer, char** values) {
+  layerImageFile(model, layer, values, kImageSelectAlpha,
+                 "modelr: usage: modelr set layer alphaimage <n> <filename>");
+}
+
+void layerBlend(Model*, Layer* layer, char** values) {
+  int32_t number = 0;
+  float strength = 0.0f;
+  if (!parseInt(&number, values[0]) || !parseFloat(&strength, values[1])) {
+    reportError("modelr: usage: modelr set layer blend <n> <f>");
+    return;
+  }
+  Image* image = layerImage(layer, number);
+  if (image == nullptr) return;
+  image->strength = strength;
+  touchLayer(layer);
+}
+
+// Reads <n> <word> for the mode words: the word's code, or -1 after the
+// usage text. The word is looked at only once <n> is there: the list ends
+// at the first missing word.
+template <size_t N>
+int32_t readImageCode(char** values, int32_t* number,
+                      const WordCode (&words)[N], const char* usage) {
+  int32_t code = -1;
+  if (parseInt(number, values[0])) code = wordCode(values[1], words);
+  if (code < 0) reportError(usage);
+  return code;
+}
+
+// decal 1 .. additive 4, and displace 9, which the usage text leaves out.
+void layerImageMode(Model*, Layer* layer, char** values) {
+  static const WordCode kWords[] = {
+      {"decal", kImageDecal},       {"smooth", kImageSmooth},
+      {"reflect", kImageReflect},   {"additive", kImageAdditive},
+      {"displace", kImageDisplace},
+  };
+  int32_t number = 0;
+  const int32_t code = readImageCode(
+      values, &number, kWords,
+      "modelr: usage: modelr set layer imagemode <n> "
+      "<decal|smooth|reflect|additive>");
+  if (code < 0) return;
+  Image* image = layerImage(layer, number);
+  if (image == nullptr) return;
+  image->mode = code;
+  touchLayer(layer);
+}
+
+void layerAlphaMode(Model*, Layer* layer, char** values) {
+  static const WordCode kWords[] = {{"none", kExtraNone},
+                                    {"color", kExtraInvisibleColour},
+                                    {"image", kExtraAlphaTexture}};
+  int32_t number = 0;
+  const int32_t code = readImageCode(
+      values, &number, kWords,
+      "modelr: usage: modelr set layer alphamode <n> <none|color|image>");
+  if (code < 0) return;
+  Image* image = layerImage(layer, number);
+  if (image == nullptr) return;
+  image->extraKind = code;
+  touchLayer(layer);
+}
+
+// invisible <0|1> <r> <g> <b>: for every image of the layer, 1 makes the
+// colour see-through (alpha mode color), 0 takes that back. Components
+// above 1 are on the 0..255 scale.
+void layerInvisible(Model* model, Layer* layer, char** values) {
+  int32_t flag = 0;
+  float rgb[3];
+  if (!parseInt(&flag, values[0]) || (flag != 0 && flag != 1) ||
+      !readFloats(values + 1, rgb, 3)) {
+    reportError("modelr: usage: modelr set layer invisible <0|1> <r> <g> <b>");
+    return;
+  }
+  if (tableCount(&layer->images) == 0) {
+    reportErrorf("layer has no images: %s", layer->name);
+    return;
+  }
+  if (rgb[0] > 1.0f || rgb[1] > 1.0f || rgb[2] > 1.0f) {
+    for (float& c : rgb) c *= kByteScale;
+  }
+  for (int32_t s = tableNextSlot(&layer->images, -1); s >= 0;
+       s = tableNextSlot(&layer->images, s)) {
+    Image* image = tableAt<Image>(&layer->images, s);
+    if (flag == 0) {
+      if (image->extraKind == kExtraInvisibleColour) image->extraKind = kExtraNone;
+      continue;
+    }
+    // The range check is the same for every image: the first refusal stops.
+    if (!setInvisibleColour(model, layer->name, tableIntKeyAt(&layer->images, s),
+                            rgb[0], rgb[1], rgb[2])) {
+      reportError(lastErrorText());
+      return;
+    }
+  }
+  touchLayer(layer);
+}
+
+struct LayerWord {
+  const char* word;
+  LayerSetter setter;
+};
+
+const LayerWord kLayerWords[] = {
+    {"name", layerName},
+    {"sides", layerSides},
+    {"xaxis", layerXAxis},
+    {"yaxis", layerYAxis},
+    {"mirror", layerMirror},
+    {"lighting", layerLighting},
+    {"color", layerColor},
+    {"transparency", layerTransparency},
+    {"image", layerImageMain},
+    {"mirrorimage", layerImageMirror},
+    {"alphaimage", layerImageAlpha},
+    {"blend", layerBlend},
+    {"imagemode", layerImageMode},
+    {"alphamode", layerAlphaMode},
+    {"invisible", layerInvisible},
+};
+
+// set layer <attribute> <values>: acts on the chosen layer. Unknown words
+// before the attribute are skipped, as everywhere.
+}  // namespace
+
+void setLayer(char** words) {
+  Model* model = currentModel();
+  if (model == nullptr) {
+    reportError("modelr: no model selected!");
+    return;
+  }
+  Layer* layer = chosenLayer(model);
+  if (layer == nullptr) {
+    reportError("modelr: no layer selected!");
+    return;
+  }
+  if (words[1] == nullptr) {
+    reportError("modelr: usage: modelr set layer <args>");
+    return;
+  }
+  for (char** w = words + 1; *w != nullptr; ++w) {
+    for (const LayerWord& entry : kLayerWords) {
+      if (std::strcmp(*w, entry.word) != 0) continue;
+      entry.setter(model, layer, w + 1);
+      return;
+    }
+  }
+  reportErrorf("modelr: unknown layer argument: %s", lastWordTried(words));
+}
+

@@ -1,0 +1,20 @@
+// The parts of modelr set that act on document items (child models and the
+// chosen layer), and the argument readers every set word shares.
+#pragma once
+
+#include <cstddef>
+
+// A component above 1.0 means the 0 to 255 scale for all three.
+constexpr float kByteScale = 0.003921569f;
+
+// Reads count floats from words[0] on; a missing word fails like a bad one.
+bool readFloats(char** words, float* out, int count);
+// Three colour components into 0..1 (kByteScale above 1); false leaves
+// `colour` alone.
+bool readColour(char** words, float colour[3]);
+// Joins the words from `words` on with single blanks, as file names are
+// joined elsewhere; false for no word or a text that does not fit.
+bool joinWords(char** words, char* out, size_t size);
+
+void setChild(char** words);  // set child <what> <id> <values>
+void setLayer(char** words);  // set layer <attribute> <values>
