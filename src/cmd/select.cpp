@@ -1,4 +1,282 @@
-#include "cmd/families.h"
+// modelr select and modelr deselect: marking items of the current model,
+// choosing the model and the layer, and acting on what is marked. Every
+// refusal is the sub-command's own fixed text; the document's reason is
+// passed on only where no text is fixed.
+#include <cstring>
 
-void selectCommand(char**) {}
-void deselectCommand(char**) {}
+#include "cmd/context.h"
+#include "cmd/families.h"
+#include "cmd/format.h"
+#include "cmd/host.h"
+#include "cmd/subcommands.h"
+#include "cmd/values.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/model.h"
+#include "model/selection.h"
+
+namespace {
+
+const char kSelectModelUsage[] = "modelr: usage: modelr select model <id>";
+const char kSelectLayerUsage[] = "modelr: usage: modelr select layer <name>";
+const char kSelectTranslateUsage[] =
+    "modelr: usage: modelr select translate <x> <y> <z>";
+const char kSelectScaleUsage[] = "modelr: usage: modelr select scale <x> <y> <z>";
+const char kSelectRotateUsage[] =
+    "modelr: usage: modelr select rotate <a1> <a2> <a3>";
+const char kSelectCentreUsage[] =
+    "modelr: usage: modelr select rotate centre <x> <y> <z>";
+const char kSelectAxisUsage[] =
+    "modelr: usage: modelr select rotate axis <x> <y> <z>";
+const char kSelectRelocateUsage[] = "modelr: usage: modelr select relocate <name>";
+
+const char kPointFailed[] = "modelr: select point failed";
+const char kTriangleNotFound[] = "modelr: triangle not found";
+const char kLineNotFound[] = "modelr: line not found";
+const char kCollideNotFound[] = "modelr: collision object id not found";
+
+bool readFloats(char** words, float* out, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (!parseFloat(&out[i], words[i])) return false;
+  }
+  return true;
+}
+
+void passOnReason() {
+  const char* reason = lastErrorText();
+  if (reason != nullptr && *reason != '\0') reportError(reason);
+}
+
+// ---- Marking one item -------------------------------------------------------
+
+struct MarkForm {
+  const char* usage;
+  const char* failure;
+};
+
+void markNumbered(char** words, const MarkForm& form,
+                  bool (*mark)(Model*, int32_t, bool), bool on) {
+  int32_t number = 0;
+  if (!parseInt(&number, words[1])) {
+    reportError(form.usage);
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr || !mark(model, number, on)) reportError(form.failure);
+}
+
+void markNamed(char** words, const MarkForm& form, bool on) {
+  const char* name = nullptr;
+  if (!parseString(&name, words[1])) {
+    reportError(form.usage);
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr || !markJoint(model, name, on)) reportError(form.failure);
+}
+
+const MarkForm kSelectPoint = {"modelr: usage: modelr select point <n>", kPointFailed};
+const MarkForm kSelectTriangle = {"modelr: usage: modelr select triangle <n>",
+                                  kTriangleNotFound};
+const MarkForm kSelectLine = {"modelr: usage: modelr select line <n>", kLineNotFound};
+const MarkForm kSelectJoint = {"modelr: usage: modelr select joint <name>", kPointFailed};
+const MarkForm kSelectChild = {"modelr: usage: modelr select child <id>",
+                               "modelr: child id not found"};
+const MarkForm kSelectCollide = {"modelr: usage: modelr select collide <id>",
+                                 kCollideNotFound};
+
+const MarkForm kDeselectPoint = {"modelr: usage: modelr deselect point <n>", kPointFailed};
+const MarkForm kDeselectTriangle = {"modelr: usage: modelr deselect triangle <n>",
+                                    kTriangleNotFound};
+const MarkForm kDeselectLine = {"modelr: usage: modelr deselect line <n>", kLineNotFound};
+const MarkForm kDeselectJoint = {"modelr: usage: modelr deselect joint <name>",
+                                 kPointFailed};
+const MarkForm kDeselectChild = {"modelr: usage: modelr deselect child <id>",
+                                 "Select child model failed..."};
+const MarkForm kDeselectCollide = {"modelr: usage: modelr deselect collide <id>",
+                                   kCollideNotFound};
+
+void selectPointWords(char** w) { markNumbered(w, kSelectPoint, markPoint, true); }
+void selectTriangleWords(char** w) { markNumbered(w, kSelectTriangle, markTriangle, true); }
+void selectLineWords(char** w) { markNumbered(w, kSelectLine, markLine, true); }
+void selectJointWords(char** w) { markNamed(w, kSelectJoint, true); }
+void selectChildWords(char** w) { markNumbered(w, kSelectChild, markChild, true); }
+void selectCollideWords(char** w) { markNumbered(w, kSelectCollide, markCollide, true); }
+
+void deselectPointWords(char** w) { markNumbered(w, kDeselectPoint, markPoint, false); }
+void deselectTriangleWords(char** w) {
+  markNumbered(w, kDeselectTriangle, markTriangle, false);
+}
+void deselectLineWords(char** w) { markNumbered(w, kDeselectLine, markLine, false); }
+void deselectJointWords(char** w) { markNamed(w, kDeselectJoint, false); }
+void deselectChildWords(char** w) { markNumbered(w, kDeselectChild, markChild, false); }
+void deselectCollideWords(char** w) {
+  markNumbered(w, kDeselectCollide, markCollide, false);
+}
+
+// ---- Model and layer --------------------------------------------------------
+
+void selectModelWords(char** words) {
+  int32_t id = 0;
+  if (!parseInt(&id, words[1])) {
+    reportError(kSelectModelUsage);
+    return;
+  }
+  Model* model = registryFind(&g_app.registry, id);
+  if (model == nullptr) {
+    reportError("modelr: model id not found");
+    return;
+  }
+  g_app.registry.current = model;
+}
+
+// "global" (and "(global)") chooses no layer: the whole model.
+void selectLayerWords(char** words) {
+  const char* name = nullptr;
+  if (!parseString(&name, words[1])) {
+    reportError(kSelectLayerUsage);
+    return;
+  }
+  char* chosen = g_app.render.chosenLayer;
+  if (std::strcmp(name, "global") == 0 || std::strcmp(name, "(global)") == 0) {
+    chosen[0] = '\0';
+    setResult("1");
+    return;
+  }
+  const Model* model = currentModel();
+  if (model == nullptr || findLayer(model, name) == nullptr) {
+    reportErrorf("modelr: could not select layer: %s", name);
+    setResult("0");
+    return;
+  }
+  // An existing layer's name always fits.
+  std::strncpy(chosen, name, kNameBytes - 1);
+  chosen[kNameBytes - 1] = '\0';
+  setResult("1");
+}
+
+// ---- Transforms -------------------------------------------------------------
+
+void selectTranslateWords(char** words) {
+  float offset[3];
+  if (!readFloats(words + 1, offset, 3)) {
+    reportError(kSelectTranslateUsage);
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr || translateSelection(model, offset) < 0) {
+    reportError("modelr: translate failed");
+  }
+}
+
+void selectScaleWords(char** words) {
+  float factors[3];
+  if (!readFloats(words + 1, factors, 3)) {
+    reportError(kSelectScaleUsage);
+    return;
+  }
+  // No refusal of its own: without a model, or out of range, nothing moves.
+  Model* model = currentModel();
+  if (model != nullptr) scaleSelection(model, factors, selectionPivot());
+}
+
+// rotate centre|center <x> <y> <z>, rotate axis <x> <y> <z>, or
+// rotate <a1> <a2> <a3>.
+void selectRotateWords(char** words) {
+  const char* form = words[1];
+  const bool centre = form != nullptr && (std::strcmp(form, "centre") == 0 ||
+                                          std::strcmp(form, "center") == 0);
+  const bool axis = form != nullptr && std::strcmp(form, "axis") == 0;
+  float values[3];
+  if (centre || axis) {
+    if (!readFloats(words + 2, values, 3)) {
+      reportError(centre ? kSelectCentreUsage : kSelectAxisUsage);
+      return;
+    }
+    if (currentModel() == nullptr) {
+      reportError(centre ? "modelr: rotate centre failed" : "modelr: rotate axis failed");
+      return;
+    }
+    if (centre) {
+      setPivotCentre(values);
+    } else {
+      setPivotAxis(values);
+    }
+    return;
+  }
+  if (!readFloats(words + 1, values, 3)) {
+    reportError(kSelectRotateUsage);
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr || rotateSelection(model, values, selectionPivot()) < 0) {
+    reportError("modelr: rotate failed");
+  }
+}
+
+// ---- Acting on the selection -------------------------------------------------
+
+void selectRelocateWords(char** words) {
+  const char* name = nullptr;
+  if (!parseString(&name, words[1])) {
+    reportError(kSelectRelocateUsage);
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr || !relocateSelection(model, name)) {
+    reportErrorf("modelr: relocate to layer failed: %s", name);
+    setResult("0");
+    return;
+  }
+  setResult("1");
+}
+
+void selectClearWords(char**) {
+  Model* model = currentModel();
+  if (model != nullptr) clearSelection(model);
+  g_app.render.chosenLayer[0] = '\0';
+}
+
+void selectCopyWords(char**) {
+  Model* model = currentModel();
+  if (model != nullptr && copySelection(model) < 0) passOnReason();
+}
+
+void selectDeleteWords(char**) {
+  Model* model = currentModel();
+  if (model != nullptr && deleteSelection(model) < 0) passOnReason();
+}
+
+void selectCentreWords(char**) {
+  const Model* model = currentModel();
+  float centre[3];
+  if (model != nullptr && selectionCentre(model, centre)) {
+    setResult(formatFloatList(centre, 3));
+  }
+}
+
+const SubCommand kSelectWords[] = {
+    {"model", selectModelWords},       {"layer", selectLayerWords},
+    {"point", selectPointWords},       {"triangle", selectTriangleWords},
+    {"line", selectLineWords},         {"joint", selectJointWords},
+    {"child", selectChildWords},       {"collide", selectCollideWords},
+    {"translate", selectTranslateWords}, {"scale", selectScaleWords},
+    {"rotate", selectRotateWords},     {"relocate", selectRelocateWords},
+    {"clear", selectClearWords},       {"copy", selectCopyWords},
+    {"delete", selectDeleteWords},     {"centre", selectCentreWords},
+    {"center", selectCentreWords},
+};
+
+const SubCommand kDeselectWords[] = {
+    {"point", deselectPointWords}, {"triangle", deselectTriangleWords},
+    {"line", deselectLineWords},   {"joint", deselectJointWords},
+    {"child", deselectChildWords}, {"collide", deselectCollideWords},
+};
+
+}  // namespace
+
+void selectCommand(char** words) { runSubCommand(words, kSelectWords, "command"); }
+
+void deselectCommand(char** words) {
+  runSubCommand(words, kDeselectWords, "command");
+}

@@ -145,6 +145,8 @@ struct Layer {
   int32_t displayHandle;
   int32_t boundsStale;  // a polygon was added since bounds were computed
   uint32_t revision;    // bumped by every change to the layer's contents
+  int32_t autoNormals;  // perform autonormals: 1 on, 0 off (not in files)
+  int32_t lightingOff;  // set layer lighting off: drawn unlit (not in files)
 };
 
 struct Weight {
