@@ -358,14 +358,6 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
   markUveesStale(model);
 }
 
-// Residue of exact quarter turns (cos 90 is not 0 in floating point) is
-// made zero so that four quarter turns bring a point back exactly.
-void snapResidue(float rotation[9]) {
-  for (int i = 0; i < 9; ++i) {
-    if (std::fabs(rotation[i]) < 5e-7f) rotation[i] = 0.0f;
-  }
-}
-
 }  // namespace
 
 // ---- Marks ------------------------------------------------------------------
@@ -462,7 +454,7 @@ void selectionTurn(const float angles[3], const float axis[3],
                                   double{axis[2]} * axis[2]);
   if (!(length > 0.0) || !std::isfinite(length)) {
     rotationFromAngles(angles, rotation);
-    snapResidue(rotation);
+    snapTurnResidue(rotation);
     return;
   }
   // Rz * Ry * A, where A turns by the first angle about the axis
@@ -480,10 +472,10 @@ void selectionTurn(const float angles[3], const float axis[3],
   };
   float about[9];
   for (int i = 0; i < 9; ++i) about[i] = static_cast<float>(a[i]);
-  snapResidue(about);
-  snapResidue(yz);
+  snapTurnResidue(about);
+  snapTurnResidue(yz);
   multiply3x3(yz, about, rotation);
-  snapResidue(rotation);
+  snapTurnResidue(rotation);
 }
 
 // ---- Transforms -----------------------------------------------------------

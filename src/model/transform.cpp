@@ -45,11 +45,15 @@ void placePoint(const float position[3], const float rotation[9],
 
 // ---- Turning and scaling items of a model ---------------------------------
 
-void turnFromAngles(const float angles[3], float rotation[9]) {
-  rotationFromAngles(angles, rotation);
+void snapTurnResidue(float rotation[9]) {
   for (int i = 0; i < 9; ++i) {
     if (std::fabs(rotation[i]) < 5e-7f) rotation[i] = 0.0f;
   }
+}
+
+void turnFromAngles(const float angles[3], float rotation[9]) {
+  rotationFromAngles(angles, rotation);
+  snapTurnResidue(rotation);
 }
 
 void rotateAbout(const float rotation[9], const float centre[3],

@@ -23,6 +23,8 @@ void placePoint(const float position[3], const float rotation[9],
 // exactly zero, so that quarter turns permute axes exactly and four of them
 // bring a point back bit for bit.
 void turnFromAngles(const float angles[3], float rotation[9]);
+// Makes entries below 5e-7 (the residue of cos 90 and the like) exactly 0.
+void snapTurnResidue(float rotation[9]);
 // out = centre + rotation * (p - centre).
 void rotateAbout(const float rotation[9], const float centre[3],
                  const float p[3], float out[3]);
