@@ -1,0 +1,3 @@
+#include "io/exporters.h"
+
+int exportObj(const Model*) { return 0; }

@@ -1,0 +1,3 @@
+#include "io/exporters.h"
+
+int exportStl(const Model*) { return 0; }

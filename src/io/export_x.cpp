@@ -1,0 +1,3 @@
+#include "io/exporters.h"
+
+int exportDirectX(const Model*) { return 0; }
