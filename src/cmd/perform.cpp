@@ -1,11 +1,14 @@
 // modelr perform: operations over a whole layer or model of the current
 // document.
+#include <cstring>
+
 #include "cmd/context.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 #include "model/last_error.h"
+#include "model/mirror.h"
 #include "model/selection.h"
 
 namespace {
@@ -26,8 +29,49 @@ void performAutoNormalsWords(char** words) {
 
 void performConvertWords(char**) { convertToTriangles(currentModel()); }
 
+// The optional last word of the bake words: absent, "share", or a boolean.
+bool parseShareWord(const char* word, int32_t* share) {
+  *share = 0;
+  if (word == nullptr) return true;
+  if (std::strcmp(word, "share") == 0) {
+    *share = 1;
+    return true;
+  }
+  return parseBool(share, word);
+}
+
+void performBakeWords(char** words) {
+  const char* layer = nullptr;
+  int32_t share = 0;
+  if (!parseString(&layer, words[1]) || !parseShareWord(words[2], &share)) {
+    reportError("modelr: usage: modelr perform bake <layer_name> ?share?");
+    return;
+  }
+  lastErrorClear();
+  if (bakeMirror(currentModel(), layer, share != 0)) {
+    setResult("1");
+    return;
+  }
+  setResult("0");
+  const char* reason = lastErrorText();
+  reportErrorf("modelr: bake mirror failed: %s",
+               reason != nullptr ? reason : layer);
+}
+
+void performBakeAllWords(char** words) {
+  int32_t share = 0;
+  if (!parseShareWord(words[1], &share)) {
+    reportError("modelr: usage: modelr perform bakeall ?share?");
+    return;
+  }
+  bakeAllMirrors(currentModel(), share != 0);
+  setResult("1");
+}
+
 const SubCommand kPerformWords[] = {
     {"autonormals", performAutoNormalsWords},
+    {"bake", performBakeWords},
+    {"bakeall", performBakeAllWords},
     {"convert", performConvertWords},
 };
 
