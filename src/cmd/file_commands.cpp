@@ -15,6 +15,7 @@
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 #include "io/documents.h"
+#include "io/exporters.h"
 #include "io/mod_writer.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -189,6 +190,43 @@ void fileSave(char** words) {
                 : "0");
 }
 
+// file export <format>: the current model as an STL, OBJ or DirectX file
+// beside its .mod file; 1 written, 0 failed or no model, -1 for a format
+// this build cannot write or a licence refusal.
+void fileExport(char** words) {
+  const char* format = nullptr;
+  if (words[1] == nullptr || !parseString(&format, words[1])) {
+    setResult("modelr: usage: modelr file export <format>");
+    return;
+  }
+  if (!licenceAllowsSaving()) {
+    setResult("-1");
+    return;
+  }
+  int (*exporter)(const Model*) = nullptr;
+  if (std::strcmp(format, "x") == 0) {
+    exporter = exportDirectX;
+  } else if (std::strcmp(format, "obj") == 0) {
+    exporter = exportObj;
+  } else if (std::strcmp(format, "stl") == 0) {
+    exporter = exportStl;
+  } else {
+    if (std::strcmp(format, "w3d") == 0)
+      reportError("modelr: file export: the w3d format is not supported");
+    setResult("-1");
+    return;
+  }
+  Model* model = currentModel();
+  if (model == nullptr) {
+    setResult("0");
+    return;
+  }
+  // The exporters only read: uvees and bounds due from the last edits must
+  // be in the model first.
+  flushDerived(model);
+  setIntResult(exporter(model));
+}
+
 // file savescreen <filename>: the view's viewport as a TGA file. Without a
 // view there is nothing to capture and nothing happens.
 void fileSaveScreen(char** words) {
@@ -231,7 +269,7 @@ const SubCommand kFileWords[] = {
     {"open", fileOpen},     {"add", fileAdd},       {"new", fileNew},
     {"reload", fileReload}, {"name", fileName},     {"remove", fileRemove},
     {"rename", fileRename}, {"save", fileSave},     {"validate", fileValidate},
-    {"savescreen", fileSaveScreen},
+    {"savescreen", fileSaveScreen}, {"export", fileExport},
 };
 
 }  // namespace

@@ -1,0 +1,54 @@
+// What the text exporters share: where the file goes, how a polygon is read
+// as a triangle strip, face normals, and the writers themselves on a model
+// that is already prepared (mirrors baked), so they can be tested and timed
+// without the preparation.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "model/records.h"
+
+// The export file name for `name` ("untitled" when null or empty):
+// "<name>.<extension>" when the name ends in a three-letter extension (at
+// least five characters, the fourth from the end a point), else
+// "<name>.mod.<extension>". `extension` without its point ("stl").
+std::string exportFileName(const char* name, const char* extension);
+
+// Calls visit(a, b, c) for every triangle of the points read as a triangle
+// strip: (p0 p1 p2), (p2 p1 p3), (p2 p3 p4), (p4 p3 p5) ... Fewer than
+// three points give none.
+template <class Visit>
+void forEachStripTriangle(const int32_t* points, int32_t count, Visit visit) {
+  if (count < 3) return;
+  int32_t slot[2] = {points[0], points[1]};
+  for (int32_t i = 2; i < count; ++i) {
+    visit(slot[0], slot[1], points[i]);
+    slot[(i - 2) & 1] = points[i];
+  }
+}
+
+inline int32_t stripTriangleCount(int32_t count) {
+  return count >= 3 ? count - 2 : 0;
+}
+
+// The unit normal of (a, b, c) by the right-hand rule, (b - a) x (c - a):
+// the outside of a face whose corners run anticlockwise, as the view lights
+// it. A degenerate triangle gives (0, 0, 0).
+void faceNormal(const Point& a, const Point& b, const Point& c, double n[3]);
+
+// Write a prepared model to `path`; `title` is the name the file gives
+// itself (the "solid" line, the OBJ heading). False with LastError when the
+// file cannot be written or a polygon names a point that is not there; the
+// previous file at `path` is then left as it was.
+bool writeStl(const Model* prepared, const char* path, const char* title);
+// `flat`: one normal per triangle; else the points' stored normals (the
+// layer's before the model's), and for a triangle with a corner that has
+// neither, its face normal.
+bool writeObj(const Model* prepared, const char* path, const char* title,
+              bool flat);
+
+// The file an exporter writes for the model (its directory and the file
+// name of its name) and the title it gives it (that same path).
+void exportTarget(const Model* model, const char* extension,
+                  std::string* path, std::string* title);
