@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "model/geometry.h"
 #include "model/records.h"
 
 // The export file name for `name` ("untitled" when null or empty):
@@ -14,23 +15,6 @@
 // least five characters, the fourth from the end a point), else
 // "<name>.mod.<extension>". `extension` without its point ("stl").
 std::string exportFileName(const char* name, const char* extension);
-
-// Calls visit(a, b, c) for every triangle of the points read as a triangle
-// strip: (p0 p1 p2), (p2 p1 p3), (p2 p3 p4), (p4 p3 p5) ... Fewer than
-// three points give none.
-template <class Visit>
-void forEachStripTriangle(const int32_t* points, int32_t count, Visit visit) {
-  if (count < 3) return;
-  int32_t slot[2] = {points[0], points[1]};
-  for (int32_t i = 2; i < count; ++i) {
-    visit(slot[0], slot[1], points[i]);
-    slot[(i - 2) & 1] = points[i];
-  }
-}
-
-inline int32_t stripTriangleCount(int32_t count) {
-  return count >= 3 ? count - 2 : 0;
-}
 
 // The unit normal of (a, b, c) by the right-hand rule, (b - a) x (c - a):
 // the outside of a face whose corners run anticlockwise, as the view lights

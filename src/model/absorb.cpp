@@ -237,8 +237,8 @@ bool placePoints(Model* model, const Child* child, KeyedTable* map) {
 }
 
 // Copies the polygons (or lines) of `table` into `layer` under the
-// new numbers; a baked mirror adds each reflected, polygons with their
-// point order reversed so that they face outwards.
+// new numbers; a baked mirror adds each reflected, polygons turned to face
+// the other way as mirror baking turns them.
 template <class Polygon>
 bool copyPolygons(Model* model, Layer* layer, const KeyedTable* table,
                   const KeyedTable* map, int32_t axis, bool isTriangle) {
@@ -250,15 +250,25 @@ bool copyPolygons(Model* model, Layer* layer, const KeyedTable* table,
     for (int pass = 0; pass < (axis == kAxisNone ? 1 : 2); ++pass) {
       bool complete = true;
       for (int32_t i = 0; i < count; ++i) {
-        const int32_t from = pass == 1 && isTriangle ? count - 1 - i : i;
-        points[i] = mapped(map, polygon->points[from], pass == 1 ? axis : 0);
+        points[i] = mapped(map, polygon->points[i], pass == 1 ? axis : 0);
         complete = complete && points[i] != 0;
       }
       if (!complete) continue;  // names a point the child does not have
-      const int32_t id =
-          isTriangle ? addTriangleToLayer(model, layer, count, points, polygon->kind)
-                     : addLineToLayer(model, layer, count, points, polygon->kind);
-      if (id == 0) return false;
+      if (!isTriangle) {
+        if (addLineToLayer(model, layer, count, points, polygon->kind) == 0) return false;
+        continue;
+      }
+      if (pass == 0 || count < 3) {
+        if (addTriangleToLayer(model, layer, count, points, polygon->kind) == 0) return false;
+        continue;
+      }
+      // The reflected strip faces the other way: (m1 m0 m2), then the rest
+      // of the strip from m1, as mirror baking builds it.
+      const int32_t first[3] = {points[1], points[0], points[2]};
+      if (addTriangleToLayer(model, layer, 3, first, polygon->kind) == 0) return false;
+      if (count > 3 &&
+          addTriangleToLayer(model, layer, count - 1, points + 1, polygon->kind) == 0)
+        return false;
     }
   }
   return true;

@@ -37,7 +37,37 @@ uint32_t nextRevision();
 inline void touchLayer(Layer* layer) { layer->revision = nextRevision(); }
 inline void touchModel(Model* model) { model->revision = nextRevision(); }
 
-constexpr int kAddPolygonMaxPoints = 508;  // what one add command takes
+constexpr int kAddPolygonMaxPoints = 508;
+
+// Polygons are triangle strips: n points hold the n - 2 triangles
+// (p0 p1 p2), (p2 p1 p3), (p2 p3 p4), (p4 p3 p5) ..., each keeping the
+// strip's winding. Drawing, exporting, baking and converting all read them
+// so. Calls visit(i, j, k) with the corner indices of every triangle.
+template <class Visit>
+void forEachStripIndex(int32_t count, Visit visit) {
+  if (count < 3) return;
+  int32_t slot[2] = {0, 1};
+  for (int32_t i = 2; i < count; ++i) {
+    visit(slot[0], slot[1], i);
+    slot[(i - 2) & 1] = i;
+  }
+}
+// The same with the point numbers themselves.
+template <class Visit>
+void forEachStripTriangle(const int32_t* points, int32_t count, Visit visit) {
+  forEachStripIndex(count, [&](int32_t i, int32_t j, int32_t k) {
+    visit(points[i], points[j], points[k]);
+  });
+}
+inline int32_t stripTriangleCount(int32_t count) {
+  return count >= 3 ? count - 2 : 0;
+}
+// Whether the edge between corners i and j of an n-point strip lies on the
+// polygon's outline (not a diagonal shared by two of its triangles).
+inline bool stripOutlineEdge(int32_t i, int32_t j, int32_t n) {
+  const int32_t lo = i < j ? i : j, hi = i < j ? j : i;
+  return hi - lo == 2 || (lo == 0 && hi == 1) || (lo == n - 2 && hi == n - 1);
+}  // what one add command takes
 constexpr float kOnTheFlyLayerGrey = 127.0f;
 
 // Does any recomputation that is due. Cheap when nothing is.

@@ -90,7 +90,8 @@ int32_t deleteSelection(Model* model);
 // The layer colour, normal and surface entries of their points go along;
 // the old layer keeps those still used by what stays there.
 bool relocateSelection(Model* model, const char* layer);
-// Turns every polygon of more than three points into a fan of triangles
+// Turns every polygon of more than three points into the triangles of its
+// strip (see geometry.h)
 // (same layer, kind and mark). Returns the number of polygons converted.
 int32_t convertToTriangles(Model* model);
 // Switches the automatic normals of a layer ("layer not found: %s").

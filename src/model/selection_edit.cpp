@@ -345,12 +345,12 @@ int32_t convertToTriangles(Model* model) {
     for (int32_t k = 0; k < ids.count; ++k) {
       const Triangle polygon = *tableFindT<Triangle>(&layer->triangles, ids.items[k]);
       tableRemove(&layer->triangles, polygon.id);
-      for (int32_t i = 1; i + 1 < polygon.count; ++i) {
-        const int32_t fan[3] = {polygon.points[0], polygon.points[i],
-                                polygon.points[i + 1]};
-        const int32_t id = addTriangleToLayer(model, layer, 3, fan, polygon.kind);
+      forEachStripTriangle(polygon.points, polygon.count,
+                           [&](int32_t a, int32_t b, int32_t c) {
+        const int32_t corners[3] = {a, b, c};
+        const int32_t id = addTriangleToLayer(model, layer, 3, corners, polygon.kind);
         if (id != 0) tableFindT<Triangle>(&layer->triangles, id)->flags = polygon.flags;
-      }
+      });
       freePolygonPoints(polygon.points, polygon.count);
     }
     converted += ids.count;

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "model/geometry.h"
+
 namespace {
 
 constexpr float kDefaultGrey = 127.0f / 255.0f;
@@ -68,17 +70,21 @@ bool resolveCorners(const Model* model, const float* positions,
   return true;
 }
 
-// Newell's normal: right for any planar polygon, sensible for bent ones;
-// its length is twice the area, so sums of it weigh faces by area.
-void newellNormal(const Corner* corners, int32_t count, float n[3]) {
+// The polygon's normal: the sum of its strip triangles' cross products
+// (b - a) x (c - a). Its length is twice the area, so sums of it weigh
+// faces by area.
+void stripNormal(const Corner* corners, int32_t count, float n[3]) {
   n[0] = n[1] = n[2] = 0.0f;
-  for (int32_t i = 0; i < count; ++i) {
+  forEachStripIndex(count, [&](int32_t i, int32_t j, int32_t k) {
     const float* a = corners[i].position;
-    const float* b = corners[(i + 1) % count].position;
-    n[0] += (a[1] - b[1]) * (a[2] + b[2]);
-    n[1] += (a[2] - b[2]) * (a[0] + b[0]);
-    n[2] += (a[0] - b[0]) * (a[1] + b[1]);
-  }
+    const float* b = corners[j].position;
+    const float* c = corners[k].position;
+    const float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+    const float v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+    n[0] += u[1] * v[2] - u[2] * v[1];
+    n[1] += u[2] * v[0] - u[0] * v[2];
+    n[2] += u[0] * v[1] - u[1] * v[0];
+  });
 }
 
 // The faces around every point of a layer, for smoothing: each face's
@@ -228,7 +234,7 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
     if (!resolveCorners(model, positions, t->points, t->count, corners))
       continue;
     float n[3];
-    newellNormal(corners, t->count, n);
+    stripNormal(corners, t->count, n);
     g_smooth.normals.insert(g_smooth.normals.end(), n, n + 3);
     normalise(n);
     g_smooth.units.insert(g_smooth.units.end(), n, n + 3);
@@ -265,7 +271,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
     if (!resolveCorners(model, positions, t->points, count, corners)) continue;
     ++faceNumber;
     float face[3];
-    newellNormal(corners, count, face);
+    stripNormal(corners, count, face);
     normalise(face);
     for (int32_t i = 0; i < count; ++i) {
       float* n = normals[i];
@@ -280,15 +286,16 @@ void buildPolygons(const LayerSources& src, const float* positions,
       }
       cornerColour(src, corners[i].number, colours[i]);
     }
-    // Fan triangle (0, i, i+1): its first edge is the polygon's only for
-    // the first triangle, its last only for the last one.
-    for (int32_t i = 1; i + 1 < count; ++i) {
-      emitVertex(&out->triangles, corners[0].position, normals[0], colours[0],
-                 i == 1);
-      emitVertex(&out->triangles, corners[i].position, normals[i], colours[i]);
-      emitVertex(&out->triangles, corners[i + 1].position, normals[i + 1],
-                 colours[i + 1], i + 2 == count);
-    }
+    // The polygon is a triangle strip; each vertex flags whether the edge
+    // it starts lies on the outline, so that wireframe shows no diagonals.
+    forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
+      emitVertex(&out->triangles, corners[a].position, normals[a], colours[a],
+                 stripOutlineEdge(a, b, count));
+      emitVertex(&out->triangles, corners[b].position, normals[b], colours[b],
+                 stripOutlineEdge(b, c, count));
+      emitVertex(&out->triangles, corners[c].position, normals[c], colours[c],
+                 stripOutlineEdge(c, a, count));
+    });
     if (normalLength <= 0.0f) continue;
     for (int32_t i = 0; i < count; ++i) {
       const float* p = corners[i].position;

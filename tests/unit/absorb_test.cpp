@@ -197,9 +197,10 @@ TEST_F(Absorb, BakesAMirroringLayerWithReversedWindingAndSharesPlanePoints) {
   EXPECT_EQ(shell->mirror, 0);
   ASSERT_EQ(tableCount(&shell->triangles), 2);
   auto* mirrored = static_cast<const Triangle*>(tableNth(&shell->triangles, 1));
-  EXPECT_EQ(mirrored->points[0], 5);
-  EXPECT_EQ(mirrored->points[1], 4);
-  EXPECT_EQ(mirrored->points[2], 1);
+  // (m1 m0 m2): the reflected strip faces the other way.
+  EXPECT_EQ(mirrored->points[0], 4);
+  EXPECT_EQ(mirrored->points[1], 1);
+  EXPECT_EQ(mirrored->points[2], 5);
   EXPECT_FLOAT_EQ(tableFindT<VectorEntry>(&shell->normals, 5)->x, -1);
 }
 

@@ -48,18 +48,18 @@ void expectNormal(const DrawVertex& v, float x, float y, float z) {
   EXPECT_NEAR(v.normal[2], z, 1e-5);
 }
 
-TEST_F(LayerCache, QuadBecomesFanWhoseWireframeSkipsTheDiagonal) {
+TEST_F(LayerCache, QuadIsAStripWhoseWireframeSkipsTheDiagonal) {
   addQuad();
   build();
   ASSERT_EQ(v.triangles.size(), 6u);
-  const int order[6] = {1, 2, 3, 1, 3, 4};
+  const int order[6] = {1, 2, 3, 3, 2, 4};
   for (int i = 0; i < 6; ++i) {
     const Point* p = findPoint(m, order[i]);
     EXPECT_EQ(v.triangles[i].position[0], p->x) << i;
     EXPECT_EQ(v.triangles[i].position[1], p->y) << i;
   }
-  // Edges 1-2, 2-3 | 3-1 (diagonal), 1-3 (diagonal), 3-4, 4-1.
-  const int outline[6] = {1, 1, 0, 0, 1, 1};
+  // Edges 1-2, 2-3 (diagonal), 3-1 | 3-2 (diagonal), 2-4, 4-3.
+  const int outline[6] = {1, 0, 1, 0, 1, 1};
   for (int i = 0; i < 6; ++i)
     EXPECT_EQ(v.triangles[i].outline, outline[i]) << i;
 }
@@ -121,7 +121,8 @@ TEST_F(LayerCache, SmoothNormalsAverageFacesMeetingAtShallowAngles) {
   addPoint(m, 3, 1, 1, 0.25f);
   addPoint(m, 5, 2, 0, 0);
   addPoint(m, 6, 2, 1, 0);
-  const int32_t left[4] = {1, 2, 3, 4}, right[4] = {2, 5, 6, 3};
+  // Polygons are strips: each quad lists its corners zigzag.
+  const int32_t left[4] = {1, 2, 4, 3}, right[4] = {2, 5, 3, 6};
   addTriangle(m, "a", 4, left, 0);
   addTriangle(m, "a", 4, right, 0);
   build(kNormalsStoredElseSmooth);
@@ -136,7 +137,7 @@ TEST_F(LayerCache, SmoothNormalsKeepSharpEdgesSharp) {
   // Two faces of a box meeting at a right angle along 2-3.
   addPoint(m, 5, 1, 0, -1);
   addPoint(m, 6, 1, 1, -1);
-  const int32_t top[4] = {1, 2, 3, 4}, side[4] = {2, 5, 6, 3};
+  const int32_t top[4] = {1, 2, 4, 3}, side[4] = {2, 5, 3, 6};
   addTriangle(m, "a", 4, top, 0);
   addTriangle(m, "a", 4, side, 0);
   build(kNormalsStoredElseSmooth);
