@@ -47,3 +47,7 @@ echo "== .mod reading and writing against tinyobjloader, assimp and the bare par
 echo
 echo "== drawing a model against one prepared buffer (under a private Xvfb) =="
 xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/draw_bench"
+
+echo
+echo "== exporting STL and OBJ against assimp export =="
+"$build_dir/bench/export_bench"
