@@ -282,17 +282,8 @@ bool writeObj(const Model* model, const char* path, const char* title,
 }
 
 int exportObj(const Model* model) {
-  if (model == nullptr) {
-    lastErrorReport("no model to export");
-    return 0;
-  }
-  Model* prepared = prepareExportCopy(model);
-  if (prepared == nullptr) return 0;
-  std::string path;
-  std::string title;
-  exportTarget(model, "obj", &path, &title);
-  const bool written =
-      writeObj(prepared, path.c_str(), title.c_str(), false);
-  freeModel(prepared);
-  return written ? 1 : 0;
+  return exportPrepared(model, "obj",
+                        [](const Model* m, const char* path, const char* title) {
+                          return writeObj(m, path, title, false);
+                        });
 }

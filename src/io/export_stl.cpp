@@ -136,16 +136,8 @@ bool writeStl(const Model* model, const char* path, const char* title) {
 }
 
 int exportStl(const Model* model) {
-  if (model == nullptr) {
-    lastErrorReport("no model to export");
-    return 0;
-  }
-  Model* prepared = prepareExportCopy(model);
-  if (prepared == nullptr) return 0;
-  std::string path;
-  std::string title;
-  exportTarget(model, "stl", &path, &title);
-  const bool written = writeStl(prepared, path.c_str(), title.c_str());
-  freeModel(prepared);
-  return written ? 1 : 0;
+  return exportPrepared(model, "stl",
+                        [](const Model* m, const char* path, const char* title) {
+                          return writeStl(m, path, title);
+                        });
 }

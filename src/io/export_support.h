@@ -8,6 +8,9 @@
 #include <string>
 
 #include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/mirror.h"
+#include "model/model.h"
 #include "model/records.h"
 
 // The export file name for `name` ("untitled" when null or empty):
@@ -36,3 +39,22 @@ bool writeObj(const Model* prepared, const char* path, const char* title,
 // name of its name) and the title it gives it (that same path).
 void exportTarget(const Model* model, const char* extension,
                   std::string* path, std::string* title);
+
+// What every exporter does around its writer: prepare the copy (mirrors
+// baked), bring its derived data up to date, name the file, write it with
+// write(prepared, path, title), free the copy. 1 written, 0 failed.
+template <class Write>
+int exportPrepared(const Model* model, const char* extension, Write write) {
+  if (model == nullptr) {
+    lastErrorReport("no model to export");
+    return 0;
+  }
+  Model* prepared = prepareExportCopy(model);
+  if (prepared == nullptr) return 0;
+  flushDerived(prepared);
+  std::string path, title;
+  exportTarget(model, extension, &path, &title);
+  const bool written = write(prepared, path.c_str(), title.c_str());
+  freeModel(prepared);
+  return written ? 1 : 0;
+}

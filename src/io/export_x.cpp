@@ -604,16 +604,7 @@ bool writeDirectX(const Model* prepared, const char* path, bool flat) {
 }
 
 int exportDirectX(const Model* model) {
-  if (model == nullptr) {
-    lastErrorReport("no model to export");
-    return 0;
-  }
-  Model* copy = prepareExportCopy(model);
-  if (copy == nullptr) return 0;
-  flushDerived(copy);
-  std::string path, title;
-  exportTarget(model, "x", &path, &title);
-  const bool written = writeDirectX(copy, path.c_str());
-  freeModel(copy);
-  return written ? 1 : 0;
+  return exportPrepared(model, "x", [](const Model* m, const char* path, const char*) {
+    return writeDirectX(m, path);
+  });
 }
