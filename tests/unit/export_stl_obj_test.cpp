@@ -2,6 +2,8 @@
 // both files for a small model whose expected text is worked out by hand.
 #include <gtest/gtest.h>
 
+#include "test_files.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -16,28 +18,9 @@
 
 namespace {
 
-std::string tempDir() {
-  std::string pattern = ::testing::TempDir() + "export_XXXXXX";
-  return std::string(mkdtemp(&pattern[0])) + "/";
-}
-
-std::string readFile(const std::string& path) {
-  std::string text;
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return "<missing>";
-  char chunk[4096];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
-  std::fclose(f);
-  return text;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
-}
+using test_files::readFile;
+using test_files::tempDir;
+using test_files::writeFile;
 
 TEST(ExportFileName, KeepsTheModPartAndFallsBackToUntitled) {
   EXPECT_EQ(exportFileName("car.mod", "stl"), "car.mod.stl");
@@ -77,7 +60,7 @@ struct SmallModel : ::testing::Test {
   std::string dir;
 
   void SetUp() override {
-    dir = tempDir();
+    dir = tempDir("export");
     m = createModel(nullptr, "golden.mod", nullptr);
     addPoint(m, 1, -1, -2, -3);
     addPoint(m, 2, 1, -2, -3);
@@ -132,7 +115,7 @@ TEST_F(SmallModel, StlMovesLowestCornerToOriginAndExchangesYAndZ) {
 TEST(StlExport, ModelWithoutLayersHasOnlyTheSolidLines) {
   Model* m = createModel(nullptr, "empty", nullptr);
   addPoint(m, 1, 5, 5, 5);
-  const std::string path = tempDir() + "empty.mod.stl";
+  const std::string path = tempDir("export") + "empty.mod.stl";
   ASSERT_TRUE(writeStl(m, path.c_str(), "empty.mod.stl"));
   EXPECT_EQ(readFile(path), "solid empty.mod.stl\nendsolid empty.mod.stl\n");
   freeModel(m);
@@ -232,7 +215,7 @@ TEST_F(SmallModel, PolygonWithUnknownPointIsRefusedAndOldFileKept) {
 // and a mirroring layer is written baked while the open model keeps its
 // mirror.
 TEST(Exporters, WriteBesideTheModelWithMirrorsBakedIntoACopy) {
-  const std::string dir = tempDir();
+  const std::string dir = tempDir("export");
   Model* m = createModel(nullptr, (dir + "car.mod").c_str(), nullptr);
   addPoint(m, 1, 1, 0, 0);
   addPoint(m, 2, 2, 0, 0);

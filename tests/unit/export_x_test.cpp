@@ -3,6 +3,8 @@
 // numbering could drift.
 #include <gtest/gtest.h>
 
+#include "test_files.h"
+
 #include <dirent.h>
 #include <unistd.h>
 
@@ -20,16 +22,9 @@
 
 namespace {
 
-std::string readFile(const std::string& path) {
-  std::string text;
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return "<missing>";
-  char chunk[65536];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
-  std::fclose(f);
-  return text;
-}
+using test_files::readFile;
+using test_files::tempDir;
+using test_files::writeFile;
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 

@@ -2,6 +2,8 @@
 // the lazily recomputed bounds and automatic uvees.
 #include <gtest/gtest.h>
 
+#include "test_files.h"
+
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -13,6 +15,10 @@
 #include "model/model.h"
 
 namespace {
+
+using test_files::readFile;
+using test_files::tempDir;
+using test_files::writeFile;
 
 struct ModelFixture : ::testing::Test {
   Model* m = nullptr;
@@ -47,11 +53,6 @@ void writeTga(const std::string& path, int w, int h) {
   std::fwrite(header, 1, sizeof header, f);
   for (int i = 0; i < w * h; ++i) std::fwrite("\x10\x20\x30", 1, 3, f);
   std::fclose(f);
-}
-
-std::string tempDir() {
-  std::string pattern = ::testing::TempDir() + "geometry_XXXXXX";
-  return std::string(mkdtemp(&pattern[0])) + "/";
 }
 
 TEST_F(Geometry, DeletedPointTakesItsPolygonsFromEveryLayerButNotModelEntries) {
@@ -225,7 +226,7 @@ TEST_F(Images, AutomaticUveesFollowTheAxisTableExactly) {
 }
 
 TEST_F(Images, CubeMapNeedsAllSixFacesWhilePlainImageMayBeMissing) {
-  const std::string dir = tempDir();
+  const std::string dir = tempDir("geometry");
   const char* faces[] = {"right", "left", "back", "front", "top"};
   for (const char* face : faces) writeTga(dir + "sky_" + face + ".tga", 2, 1);
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);

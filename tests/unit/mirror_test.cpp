@@ -2,6 +2,8 @@
 // baked instead of the open document.
 #include <gtest/gtest.h>
 
+#include "test_files.h"
+
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -17,18 +19,11 @@
 
 namespace {
 
-const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+using test_files::readFile;
+using test_files::tempDir;
+using test_files::writeFile;
 
-std::string readFile(const std::string& path) {
-  std::string text;
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return "<missing>";
-  char chunk[4096];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
-  std::fclose(f);
-  return text;
-}
+const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
 // A one-pixel 24-bit TGA file of colour (1, 2, 3).
 std::string writePixelTga(const char* name) {

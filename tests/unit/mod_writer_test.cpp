@@ -2,6 +2,8 @@
 // fail without harming the file they would have replaced.
 #include <gtest/gtest.h>
 
+#include "test_files.h"
+
 #include <dirent.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -23,30 +25,11 @@
 
 namespace {
 
+using test_files::readFile;
+using test_files::tempDir;
+using test_files::writeFile;
+
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-std::string tempDir() {
-  std::string pattern = ::testing::TempDir() + "mod_writer_XXXXXX";
-  return std::string(mkdtemp(&pattern[0])) + "/";
-}
-
-std::string readFile(const std::string& path) {
-  std::string text;
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return "<missing>";
-  char chunk[65536];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
-  std::fclose(f);
-  return text;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
-}
 
 std::vector<std::string> entries(const std::string& dir) {
   std::vector<std::string> names;
@@ -64,7 +47,7 @@ struct ModWriter : ::testing::Test {
   std::string dir;
   void SetUp() override {
     m = createModel(nullptr, "robot.mod", nullptr);
-    dir = tempDir();
+    dir = tempDir("mod_writer");
   }
   void TearDown() override { freeModel(m); }
 

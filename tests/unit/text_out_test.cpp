@@ -2,6 +2,8 @@
 // conversion, and a save must replace the target whole or not at all.
 #include <gtest/gtest.h>
 
+#include "test_files.h"
+
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -22,28 +24,9 @@
 
 namespace {
 
-std::string tempDir() {
-  std::string pattern = ::testing::TempDir() + "text_out_XXXXXX";
-  return std::string(mkdtemp(&pattern[0])) + "/";
-}
-
-std::string readFile(const std::string& path) {
-  std::string text;
-  FILE* f = std::fopen(path.c_str(), "rb");
-  if (f == nullptr) return "<missing>";
-  char chunk[65536];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) text.append(chunk, n);
-  std::fclose(f);
-  return text;
-}
-
-void writeFile(const std::string& path, const std::string& text) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
-}
+using test_files::readFile;
+using test_files::tempDir;
+using test_files::writeFile;
 
 std::vector<std::string> entries(const std::string& dir) {
   std::vector<std::string> names;
@@ -58,7 +41,7 @@ std::vector<std::string> entries(const std::string& dir) {
 
 // What the appenders in `fill` wrote, through a real save.
 std::string render(const std::function<void(TextOut*)>& fill) {
-  static const std::string dir = tempDir();
+  static const std::string dir = tempDir("text_out");
   const std::string path = dir + "render.txt";
   TextOut out;
   if (!textOutOpen(&out, path.c_str())) return "<open failed>";
@@ -264,7 +247,7 @@ TEST(SavedFileName, AppendsTheExtensionUnlessANameEndsInAThreeLetterOne) {
 
 struct Saving : ::testing::Test {
   std::string dir;
-  void SetUp() override { dir = tempDir(); }
+  void SetUp() override { dir = tempDir("text_out"); }
 };
 
 TEST_F(Saving, FailedOpenLeavesNothingBehind) {
