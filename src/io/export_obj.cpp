@@ -258,10 +258,7 @@ struct ObjWriter {
 bool writeObj(const Model* model, const char* path, const char* title,
               bool flat) {
   TextOut out;
-  if (!textOutOpen(&out, path)) {
-    lastErrorReportf("could not write: %s", path);
-    return false;
-  }
+  if (!textOutOpen(&out, path)) return false;
   literal(&out, "#\n# model: ");
   outText(&out, title);
   literal(&out, "\n#\n");
@@ -274,11 +271,7 @@ bool writeObj(const Model* model, const char* path, const char* title,
     lastErrorReportf("point not found: %d", writer.missing);
     return false;
   }
-  if (!textOutCommit(&out)) {
-    lastErrorReportf("could not write: %s", path);
-    return false;
-  }
-  return true;
+  return textOutCommit(&out);
 }
 
 int exportObj(const Model* model) {

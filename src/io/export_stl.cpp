@@ -66,10 +66,7 @@ void faceNormal(const Point& a, const Point& b, const Point& c, double n[3]) {
 
 bool writeStl(const Model* model, const char* path, const char* title) {
   TextOut out;
-  if (!textOutOpen(&out, path)) {
-    lastErrorReportf("could not write: %s", path);
-    return false;
-  }
+  if (!textOutOpen(&out, path)) return false;
   literal(&out, "solid ");
   outText(&out, title);
   outChar(&out, '\n');
@@ -128,11 +125,7 @@ bool writeStl(const Model* model, const char* path, const char* title) {
   literal(&out, "endsolid ");
   outText(&out, title);
   outChar(&out, '\n');
-  if (!textOutCommit(&out)) {
-    lastErrorReportf("could not write: %s", path);
-    return false;
-  }
-  return true;
+  return textOutCommit(&out);
 }
 
 int exportStl(const Model* model) {

@@ -579,10 +579,7 @@ bool writeMeshes(TextOut* out, const Model* model, bool flat) {
 
 bool writeDirectX(const Model* prepared, const char* path, bool flat) {
   TextOut out;
-  if (!textOutOpen(&out, path)) {
-    lastErrorReportf("could not write: %s", path);
-    return false;
-  }
+  if (!textOutOpen(&out, path)) return false;
   outText(&out, "xof 0303txt 0032\n//\n// model: ");
   outText(&out, path);
   outText(&out, "\n//\n");
@@ -596,11 +593,7 @@ bool writeDirectX(const Model* prepared, const char* path, bool flat) {
     return false;
   }
   outText(&out, "}\n");
-  if (!textOutCommit(&out)) {
-    lastErrorReportf("could not write: %s", path);
-    return false;
-  }
-  return true;
+  return textOutCommit(&out);
 }
 
 int exportDirectX(const Model* model) {

@@ -308,10 +308,7 @@ bool writeModelFile(const Model* model, const char* name) {
   const std::string path =
       modelFileName(name != nullptr ? name : model->name);
   TextOut out;
-  if (!textOutOpen(&out, path.c_str())) {
-    lastErrorReportf("could not write: %s", path.c_str());
-    return false;
-  }
+  if (!textOutOpen(&out, path.c_str())) return false;
   outText(&out, "#\n# model: ");
   outText(&out, path.c_str());
   outText(&out, "\n#\nversion 2.0\n");
@@ -326,9 +323,5 @@ bool writeModelFile(const Model* model, const char* name) {
   writeCollides(&out, model);
   writeChildren(&out, model);
   outText(&out, "\n\n");
-  if (!textOutCommit(&out)) {
-    lastErrorReportf("could not write: %s", path.c_str());
-    return false;
-  }
-  return true;
+  return textOutCommit(&out);
 }

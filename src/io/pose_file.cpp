@@ -113,10 +113,7 @@ std::string poseFileName(const char* name) {
 bool writePoseFile(const Model* model, const char* name, bool selectedOnly) {
   const std::string path = poseFileName(name != nullptr ? name : model->name);
   TextOut out;
-  if (!textOutOpen(&out, path.c_str())) {
-    lastErrorReportf("could not write: %s", path.c_str());
-    return false;
-  }
+  if (!textOutOpen(&out, path.c_str())) return false;
   outText(&out, "#\n# model pose: ");
   outText(&out, path.c_str());
   outText(&out, "\n#\nversion 2.0\n");
@@ -131,11 +128,7 @@ bool writePoseFile(const Model* model, const char* name, bool selectedOnly) {
   // World morphs belong to no joint, so a save of the selected joints
   // leaves them out.
   if (!selectedOnly) writeMorphs(&out, kWorld, &model->worldMorphs);
-  if (!textOutCommit(&out)) {
-    lastErrorReportf("could not write: %s", path.c_str());
-    return false;
-  }
-  return true;
+  return textOutCommit(&out);
 }
 
 bool readPoseFile(Model* model, const char* path) {

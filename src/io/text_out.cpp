@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "model/last_error.h"
+
 namespace {
 
 constexpr size_t kBufferBytes = 1 << 20;
@@ -199,7 +201,9 @@ mode_t targetMode(const struct stat* existing, bool exists) {
 
 }  // namespace
 
-bool textOutOpen(TextOut* out, const char* path) {
+namespace {
+
+bool openTemporary(TextOut* out, const char* path) {
   resetOut(out);
   out->path = path != nullptr ? path : "";
   out->temp.clear();
@@ -240,7 +244,7 @@ bool textOutOpen(TextOut* out, const char* path) {
   return true;
 }
 
-bool textOutCommit(TextOut* out) {
+bool commitTemporary(TextOut* out) {
   if (out->file == nullptr) {
     textOutAbort(out);
     return false;
@@ -259,6 +263,23 @@ bool textOutCommit(TextOut* out) {
   out->temp.clear();
   releaseOut(out);
   return true;
+}
+
+}  // namespace
+
+bool textOutOpen(TextOut* out, const char* path) {
+  if (openTemporary(out, path)) {
+    out->name = path;
+    return true;
+  }
+  lastErrorReportf("could not write: %s", path != nullptr ? path : "");
+  return false;
+}
+
+bool textOutCommit(TextOut* out) {
+  if (commitTemporary(out)) return true;
+  lastErrorReportf("could not write: %s", out->name.c_str());
+  return false;
 }
 
 void textOutAbort(TextOut* out) {

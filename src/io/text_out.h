@@ -12,7 +12,8 @@
 
 struct TextOut {
   FILE* file;         // the temporary file; null when not open
-  std::string path;   // the target
+  std::string name;   // the target as given, for messages
+  std::string path;   // the target (a link resolved)
   std::string temp;   // the temporary file beside it
   char* buffer;       // pending bytes
   size_t used;
@@ -21,10 +22,12 @@ struct TextOut {
 };
 
 // Creates a temporary file in the target's directory. False when it cannot
-// be created (nothing is left behind).
+// be created (nothing is left behind), with "could not write: <path>" in
+// LastError.
 bool textOutOpen(TextOut* out, const char* path);
 // Flushes, closes and renames the temporary file over the target. False (and
-// the temporary file removed, the target untouched) when any write failed.
+// the temporary file removed, the target untouched, "could not write:
+// <path>" in LastError) when any write failed.
 bool textOutCommit(TextOut* out);
 // Drops everything written; the target is untouched.
 void textOutAbort(TextOut* out);

@@ -57,18 +57,14 @@ bool writeCaptureFile(const char* path, int w, int h,
   char lead[kLeadBytes];
   const size_t pixels = pixelBytes(w, h);
   TextOut out;
-  if (!captureLead(w, h, lead) || (pixels != 0 && rgbBottomUp == nullptr) ||
-      !textOutOpen(&out, name)) {
+  if (!captureLead(w, h, lead) || (pixels != 0 && rgbBottomUp == nullptr)) {
     lastErrorReportf("could not write: %s", name);
     return false;
   }
+  if (!textOutOpen(&out, name)) return false;
   outChars(&out, lead, kLeadBytes);
   if (pixels != 0) {
     outChars(&out, reinterpret_cast<const char*>(rgbBottomUp), pixels);
   }
-  if (!textOutCommit(&out)) {
-    lastErrorReportf("could not write: %s", name);
-    return false;
-  }
-  return true;
+  return textOutCommit(&out);
 }
