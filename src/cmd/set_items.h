@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-// A component above 1.0 means the 0 to 255 scale for all three.
-constexpr float kByteScale = 0.003921569f;
+#include "model/geometry.h"  // kByteScale
+
 
 // Reads count floats from words[0] on; a missing word fails like a bad one.
 bool readFloats(char** words, float* out, int count);

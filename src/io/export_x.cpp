@@ -126,8 +126,6 @@ const char kTemplates[] =
 // Material indices per line of a material list.
 constexpr int kMaterialIndicesPerLine = 16;
 // Layer colours given as 0..255, and the grey of a layer without colour.
-constexpr float kByteScale = 0.003921569f;
-constexpr float kDefaultGrey = 127.0f / 255.0f;
 
 // One mesh under construction; the vectors are reused from layer to layer.
 struct Mesh {
@@ -257,17 +255,6 @@ const Image* firstImage(const Layer* layer) {
 
 bool hasMaterial(const Layer* layer) {
   return hasContent(layer) && tableCount(&layer->images) > 0;
-}
-
-// The layer line's three numbers as a colour, as the view draws it.
-void layerColour(const Layer* layer, float rgb[3]) {
-  const float* o = layer->origin;
-  if (o[0] == 0.0f && o[1] == 0.0f && o[2] == 0.0f) {
-    rgb[0] = rgb[1] = rgb[2] = kDefaultGrey;
-    return;
-  }
-  const bool bytes = o[0] > 1.0f || o[1] > 1.0f || o[2] > 1.0f;
-  for (int i = 0; i < 3; ++i) rgb[i] = bytes ? o[i] * kByteScale : o[i];
 }
 
 // Names become identifiers: anything but letters, digits and "_" is "_".

@@ -18,9 +18,6 @@
 
 namespace {
 
-// 255-scale colour values are recognised by a component above 1.0 and
-// brought to 0..1 with this factor.
-constexpr float kByteScale = 0.003921569f;
 constexpr double kDegrees = 2.0 * 3.14159265358979323846 / 360.0;
 
 bool fail(const char* message) {

@@ -340,6 +340,16 @@ uint32_t nextRevision() {
   return g_revision;
 }
 
+void layerColour(const Layer* layer, float rgb[3]) {
+  const float* o = layer->origin;
+  if (o[0] == 0.0f && o[1] == 0.0f && o[2] == 0.0f) {
+    rgb[0] = rgb[1] = rgb[2] = 127.0f / 255.0f;
+    return;
+  }
+  const bool bytes = o[0] > 1.0f || o[1] > 1.0f || o[2] > 1.0f;
+  for (int i = 0; i < 3; ++i) rgb[i] = bytes ? o[i] * kByteScale : o[i];
+}
+
 Layer* findLayer(const Model* model, const char* name) {
   if (isGlobalName(name)) return nullptr;
   return tableFindT<Layer>(&model->layers, name);

@@ -38,6 +38,9 @@ inline void touchLayer(Layer* layer) { layer->revision = nextRevision(); }
 inline void touchModel(Model* model) { model->revision = nextRevision(); }
 
 constexpr int kAddPolygonMaxPoints = 508;
+// Colours given on the 0..255 scale (a component above 1.0) are brought to
+// 0..1 with this factor, by the reader and the set commands alike.
+constexpr float kByteScale = 0.003921569f;
 
 // Polygons are triangle strips: n points hold the n - 2 triangles
 // (p0 p1 p2), (p2 p1 p3), (p2 p3 p4), (p4 p3 p5) ..., each keeping the
@@ -77,6 +80,9 @@ void flushDerived(Model* model);
 void markUveesStale(Model* model);
 
 Layer* findLayer(const Model* model, const char* name);
+// The layer's own colour: the three numbers of its layer line, on the
+// 0..255 scale when any is above 1.0; 0 0 0 (nothing given) is grey 127.
+void layerColour(const Layer* layer, float rgb[3]);
 // Creates an empty layer: opacity 1, display handle -1. Clears LastError
 // first. Refuses an existing name ("duplicate layer name not allowed") and
 // a name of 128 or more characters.

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr float kDefaultGrey = 127.0f / 255.0f;
-constexpr float kByteScale = 0.003921569f;  // colours given as 0..255
 // Smoothing leaves edges sharper than 60 degrees sharp (boxes stay boxes).
 constexpr float kCreaseCosine = 0.5f;
 const uint8_t kNormalLineColour[4] = {0, 255, 255, 255};
@@ -463,16 +461,6 @@ struct Hasher {
 };
 
 }  // namespace
-
-void layerColour(const Layer* layer, float rgb[3]) {
-  const float* o = layer->origin;
-  if (o[0] == 0.0f && o[1] == 0.0f && o[2] == 0.0f) {
-    rgb[0] = rgb[1] = rgb[2] = kDefaultGrey;
-    return;
-  }
-  const bool bytes = o[0] > 1.0f || o[1] > 1.0f || o[2] > 1.0f;
-  for (int i = 0; i < 3; ++i) rgb[i] = bytes ? o[i] * kByteScale : o[i];
-}
 
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,

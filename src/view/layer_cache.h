@@ -40,9 +40,6 @@ struct LayerVertices {
   std::vector<DrawVertex> normalLines;
 };
 
-// The colour of a layer without colour entries: the three numbers of its
-// layer line (0..255 when any is above 1), or grey when all three are 0.
-void layerColour(const Layer* layer, float rgb[3]);
 
 // Refills `out` for the layer. `positions` holds three floats per slot of
 // the model's point table (a posed copy), or is null for the points as
