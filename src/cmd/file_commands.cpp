@@ -74,34 +74,34 @@ void fileOpen(char** words) {
   setIntResult(model ? model->id : 0);
 }
 
-// file add <filename>: loads the file beside the open models.
-void fileAdd(char** words) {
+// file add and file new: a model made from the file name words; its id,
+// or the failure text.
+void fileMakeModel(char** words, Model* (*make)(const char*), const char* usage,
+                   const char* failure) {
   std::string name;
   if (!fileNameFrom(words, &name)) {
-    setResult("modelr: usage: modelr file add <filename>");
+    setResult(usage);
     return;
   }
-  Model* model = loadModelDocument(name.c_str());
+  Model* model = make(name.c_str());
   if (model == nullptr) {
-    setResult("modelr: file add failed");
+    setResult(failure);
     return;
   }
   setIntResult(model->id);
 }
 
+// file add <filename>: loads the file beside the open models.
+void fileAdd(char** words) {
+  fileMakeModel(words, loadModelDocument, "modelr: usage: modelr file add <filename>",
+                "modelr: file add failed");
+}
+
 // file new <filename>: closes every open model and starts an empty one.
+// Its usage text is open's, as the command has always answered.
 void fileNew(char** words) {
-  std::string name;
-  if (!fileNameFrom(words, &name)) {
-    setResult("modelr: usage: modelr file open <filename>");
-    return;
-  }
-  Model* model = createEmptyModel(name.c_str());
-  if (model == nullptr) {
-    setResult("modelr: file open failed");
-    return;
-  }
-  setIntResult(model->id);
+  fileMakeModel(words, createEmptyModel, "modelr: usage: modelr file open <filename>",
+                "modelr: file open failed");
 }
 
 // file reload: every open model again from its file; the open ids.
