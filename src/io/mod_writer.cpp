@@ -21,14 +21,6 @@ const char* fileOrNone(const TextureSlot& slot) {
   return slot.file[0] != '\0' ? slot.file : "none";
 }
 
-// "%f %f %f" (or any count) with single blanks between.
-void floats(TextOut* out, const float* values, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (i > 0) outChar(out, ' ');
-    outFixed(out, values[i], 6);
-  }
-}
-
 // "%-3d   %.6f %.6f %.6f" (three decimals and width 6 for layer surface).
 void vectorLine(TextOut* out, int32_t number, const VectorEntry* v,
                 bool layerSurface) {
@@ -59,7 +51,7 @@ void colourTable(TextOut* out, const KeyedTable* table) {
     outIntPadRight(out, tableIntKeyAt(table, s), 3);
     outText(out, "   ");
     const float rgb[3] = {c->r, c->g, c->b};
-    floats(out, rgb, 3);
+    outFloatList(out, rgb, 3);
     outText(out, "   ");
     outFixed(out, c->a, 6);
     outChar(out, '\n');
@@ -74,11 +66,11 @@ void writeJoints(TextOut* out, const Model* model) {
     outText(out, "joint  ");
     outPadRight(out, joint->name, 8);
     outText(out, "  ");
-    floats(out, joint->position, 3);
+    outFloatList(out, joint->position, 3);
     outText(out, "  ");
     outPadRight(out, joint->parent, 8);
     outText(out, "  ");
-    floats(out, joint->colour, 3);
+    outFloatList(out, joint->colour, 3);
     outText(out, "\nweights\n");
     const KeyedTable* weights = &joint->weights;
     for (int32_t w = tableNextSlot(weights, -1); w >= 0;
@@ -184,7 +176,7 @@ void writeImage(TextOut* out, int32_t number, const Image* image) {
   if (image->extraKind == kExtraInvisibleColour) {
     imageHead(out, number);
     outText(out, "invisible ");
-    floats(out, image->invisible, 3);
+    outFloatList(out, image->invisible, 3);
     outChar(out, '\n');
   } else if (image->extraKind == kExtraAlphaTexture) {
     imageHead(out, number);
@@ -213,7 +205,7 @@ void writeLayer(TextOut* out, const Layer* layer) {
   outText(out, "\nlayer ");
   outText(out, layer->name);
   outText(out, "  ");
-  floats(out, layer->origin, 3);
+  outFloatList(out, layer->origin, 3);
   outText(out, layer->singleSided ? "  singlesided" : "  doublesided");
   if (layer->mirror) {
     outText(out, " mirror ");
@@ -258,18 +250,18 @@ void writeCollides(TextOut* out, const Model* model) {
     outText(out, "collide  ");
     outPadRight(out, c->name, 8);
     outText(out, "  box  ");
-    floats(out, c->position, 3);
+    outFloatList(out, c->position, 3);
     outText(out, "   ");
-    floats(out, c->size, 3);
+    outFloatList(out, c->size, 3);
     outText(out, "   ");
-    floats(out, c->rotation, 3);
+    outFloatList(out, c->rotation, 3);
     outText(out, "  ");
-    floats(out, c->rotation + 3, 3);
+    outFloatList(out, c->rotation + 3, 3);
     outText(out, "  ");
-    floats(out, c->rotation + 6, 3);
+    outFloatList(out, c->rotation + 6, 3);
     outText(out, "  ");
     const float tail[3] = {c->weight, c->friction, c->bounce};
-    floats(out, tail, 3);
+    outFloatList(out, tail, 3);
     outChar(out, ' ');
     outInt(out, c->dynamic);
     outChar(out, '\n');
@@ -285,11 +277,11 @@ void writeChildren(TextOut* out, const Model* model) {
     outText(out, "child  ");
     outPadRight(out, c->name, 8);
     outText(out, "  ");
-    floats(out, c->position, 3);
+    outFloatList(out, c->position, 3);
     outText(out, "  ");
-    floats(out, c->rotation, 9);
+    outFloatList(out, c->rotation, 9);
     outText(out, "  ");
-    floats(out, c->scale, 3);
+    outFloatList(out, c->scale, 3);
     if (c->joint[0] != '\0') {
       outText(out, "  ");
       outText(out, c->joint);

@@ -29,22 +29,15 @@ void writeMorphs(TextOut* out, const char* name, const KeyedTable* morphs) {
   }
 }
 
-void writeFloats(TextOut* out, const float* values, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (i > 0) outChar(out, ' ');
-    outFixed(out, values[i], 6);
-  }
-}
-
 void writePoseLine(TextOut* out, const Joint* joint) {
   outText(out, "pose   ");
   outPadRight(out, joint->name, 8);
   outText(out, "   ");
-  writeFloats(out, joint->poseTranslation, 3);
+  outFloatList(out, joint->poseTranslation, 3);
   outText(out, "   ");
-  writeFloats(out, joint->poseRotation, 9);
+  outFloatList(out, joint->poseRotation, 9);
   outText(out, "   ");
-  writeFloats(out, joint->poseScale, 3);
+  outFloatList(out, joint->poseScale, 3);
   outChar(out, '\n');
 }
 

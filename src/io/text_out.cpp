@@ -399,3 +399,10 @@ std::string savedFileName(const char* name, const char* extension,
   if (!(length >= 5 && name[length - 4] == '.')) result += extension;
   return result;
 }
+
+void outFloatList(TextOut* out, const float* values, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (i > 0) outChar(out, ' ');
+    outFixed(out, values[i], 6);
+  }
+}

@@ -43,6 +43,8 @@ void outIntPadRight(TextOut* out, int32_t value, int width);  // %-3d
 void outFixed(TextOut* out, double value, int decimals);      // %.6f, %.4f
 void outFixedWidth(TextOut* out, double value, int width,     // %6.3f
                    int decimals);
+// count values "%.6f", separated by single blanks.
+void outFloatList(TextOut* out, const float* values, int count);
 
 // The save-name rule of model and pose files: null or "" gives
 // `fallback` ("untitled.mod", "noname.pos"); `extension` (".mod", ".pos")
