@@ -12,21 +12,11 @@
 
 namespace {
 
-template <size_t N>
-inline void literal(TextOut* out, const char (&text)[N]) {
-  outChars(out, text, N - 1);
-}
-
 // "v   x z y" / "vn   x z y": y and z exchanged for the file's y-up space.
 inline void swappedRecord(TextOut* out, const char* head, size_t headLength,
                           double x, double y, double z) {
   outChars(out, head, headLength);
-  outFixed(out, x, 6);
-  outChar(out, ' ');
-  outFixed(out, z, 6);
-  outChar(out, ' ');
-  outFixed(out, y, 6);
-  outChar(out, '\n');
+  swappedTriple(out, x, y, z);
 }
 
 inline void normalRecord(TextOut* out, double x, double y, double z) {

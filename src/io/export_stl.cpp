@@ -10,26 +10,6 @@
 #include "model/mirror.h"
 #include "model/model.h"
 
-namespace {
-
-template <size_t N>
-inline void literal(TextOut* out, const char (&text)[N]) {
-  outChars(out, text, N - 1);
-}
-
-// Three coordinates with y and z exchanged: the model's z-up space becomes
-// the y-up space of the file.
-inline void swappedTriple(TextOut* out, double x, double y, double z) {
-  outFixed(out, x, 6);
-  outChar(out, ' ');
-  outFixed(out, z, 6);
-  outChar(out, ' ');
-  outFixed(out, y, 6);
-  outChar(out, '\n');
-}
-
-}  // namespace
-
 std::string exportFileName(const char* name, const char* extension) {
   return savedFileName(name, ".mod", "untitled.mod") + "." + extension;
 }

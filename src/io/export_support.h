@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "io/text_out.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/mirror.h"
@@ -18,6 +19,23 @@
 // least five characters, the fourth from the end a point), else
 // "<name>.mod.<extension>". `extension` without its point ("stl").
 std::string exportFileName(const char* name, const char* extension);
+
+// A string literal appended without measuring it.
+template <size_t N>
+inline void literal(TextOut* out, const char (&text)[N]) {
+  outChars(out, text, N - 1);
+}
+
+// Three coordinates "%.6f %.6f %.6f\n" with y and z exchanged: the model's
+// z-up space becomes the y-up space of STL and OBJ files.
+inline void swappedTriple(TextOut* out, double x, double y, double z) {
+  outFixed(out, x, 6);
+  outChar(out, ' ');
+  outFixed(out, z, 6);
+  outChar(out, ' ');
+  outFixed(out, y, 6);
+  outChar(out, '\n');
+}
 
 // The unit normal of (a, b, c) by the right-hand rule, (b - a) x (c - a):
 // the outside of a face whose corners run anticlockwise, as the view lights
