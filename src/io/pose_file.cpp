@@ -85,8 +85,9 @@ bool readPoseBuffer(Model* model, TextBuffer* buffer, const char* name) {
   LineCursor cursor;
   lineCursorInit(&cursor, buffer);
   bool ok = true;
+  lastErrorSetContext(name, 0);
   while (ok && nextLine(&cursor, &tokens)) {
-    lastErrorSetContext(name, cursor.line);
+    lastErrorSetLine(cursor.line);
     if (std::strcmp(tokens.word[0], "pose") == 0) {
       ok = readPoseLine(model, tokens);
     } else if (std::strcmp(tokens.word[0], "morph") == 0) {
