@@ -143,23 +143,6 @@ void setIdResult(int32_t id) {
 
 // ---- add ------------------------------------------------------------------
 
-bool isAbsolutePath(const char* path) {
-  if (path[0] == '/' || path[0] == '\\') return true;
-  return path[0] != '\0' && path[1] == ':';  // drive letter
-}
-
-// "<name>.mod", relative names taken from the parent model's directory.
-bool childPath(const Model* model, const char* name, char* path, size_t size) {
-  const char* directory = isAbsolutePath(name) ? "" : model->directory;
-  size_t length = std::strlen(directory);
-  const char* separator =
-      (length > 0 && directory[length - 1] != '/' && directory[length - 1] != '\\')
-          ? "/"
-          : "";
-  int written = std::snprintf(path, size, "%s%s%s.mod", directory, separator, name);
-  return written > 0 && static_cast<size_t>(written) < size;
-}
-
 void addChildWords(char** words, char**) {
   Model* model = currentModel();
   char** w = words + 1;
@@ -177,11 +160,7 @@ void addChildWords(char** words, char**) {
     return;
   }
 
-  char path[kDirectoryBytes + 1024];
-  Model* child = nullptr;
-  if (childPath(model, name, path, sizeof path)) {
-    child = readModelFile(path, model, nullptr);
-  }
+  Model* child = readModelFile(childModelPath(model, name).c_str(), model, nullptr);
   if (child == nullptr) {
     reportError("Load failed");
     return;

@@ -26,11 +26,6 @@ std::string modelPath(const Model* model) {
   return std::string(model->directory) + model->name + ".mod";
 }
 
-std::string childPath(const Model* model, const char* name) {
-  if (isAbsolute(name)) return std::string(name) + ".mod";
-  return std::string(model->directory) + name + ".mod";
-}
-
 std::string canonical(const std::string& path) {
   char resolved[PATH_MAX];
   if (realpath(path.c_str(), resolved) == nullptr) return std::string();
@@ -84,6 +79,14 @@ void growByChildren(Model* model) {
 
 }  // namespace
 
+std::string childModelPath(const Model* parent, const char* name) {
+  if (isAbsolute(name)) return std::string(name) + ".mod";
+  std::string path = parent->directory;
+  // A directory given without its separator still takes the name after one.
+  if (!path.empty() && path.back() != '/' && path.back() != '\\') path += '/';
+  return path + name + ".mod";
+}
+
 bool resolveChildren(Model* model) {
   const bool tooDeep = depthOf(model) > kMaxChildDepth;
   // Each child's read starts with a clean LastError; the last child that
@@ -97,7 +100,7 @@ bool resolveChildren(Model* model) {
       Child* child = tableAt<Child>(&model->children, s);
       if (child->model != nullptr) continue;
       const int32_t id = child->id;
-      const std::string path = childPath(model, child->name);
+      const std::string path = childModelPath(model, child->name);
       Model* loaded = nullptr;
       if (wouldLoop(model, child->name, path)) {
         lastErrorReportf("%s: %s", "Child in child endless loop", child->name);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "model/records.h"
 
@@ -15,3 +16,7 @@ Model* readModelFile(const char* path, Model* parent, const char* directory);
 // children are still looked up on disk relative to `directory`).
 Model* readModelBytes(const char* bytes, size_t size, const char* path,
                       Model* parent, const char* directory);
+
+// The file a child model named `name` is loaded from: "<name>.mod" in the
+// parent's directory, or as it stands when the name is an absolute path.
+std::string childModelPath(const Model* parent, const char* name);
