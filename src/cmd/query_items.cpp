@@ -11,11 +11,11 @@
 #include "cmd/values.h"
 #include "model/children.h"
 #include "model/geometry.h"
+#include "view/camera.h"
 
 namespace query {
 
 // Helpers and tables stay file-local: static functions, const tables.
-constexpr double kPi = 3.14159265358979323846;
 
 // --- Item queries: child, collide, layer ---------------------------------
 
@@ -183,40 +183,13 @@ static void setTransposed(const float* columnOrder) {
   setFloats(rows, 16);
 }
 
-// Identity turned by x, then y, then z degrees; each elementary rotation
-// multiplies from the left. What would print as zero is made zero, so that
-// the residue of cos(90) never shows as "-0.000000".
+// Identity turned by x, then y, then z degrees, as the camera turns its
+// matrices (quarter turns exact, so no "-0.000000" residue shows).
 static void setRotationMatrix(float x, float y, float z) {
-  double m[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-  const float angles[3] = {x, y, z};
-  for (int axis = 0; axis < 3; ++axis) {
-    if (angles[axis] == 0.0f) continue;
-    double radians = angles[axis] * kPi / 180.0;
-    double c = std::cos(radians), s = std::sin(radians);
-    double e[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    // The two axes the rotation turns, a before b.
-    int a = axis == 0 ? 1 : 0;
-    int b = axis == 2 ? 1 : 2;
-    double sign = axis == 1 ? -1.0 : 1.0;  // about y the sines swap sides
-    e[a * 4 + a] = c;
-    e[a * 4 + b] = -s * sign;
-    e[b * 4 + a] = s * sign;
-    e[b * 4 + b] = c;
-    double product[16];
-    for (int r = 0; r < 4; ++r) {
-      for (int k = 0; k < 4; ++k) {
-        double sum = 0;
-        for (int j = 0; j < 4; ++j) sum += e[r * 4 + j] * m[j * 4 + k];
-        product[r * 4 + k] = sum;
-      }
-    }
-    std::memcpy(m, product, sizeof m);
-  }
-  float rows[16];
-  for (int i = 0; i < 16; ++i) {
-    rows[i] = std::fabs(m[i]) < 5e-7 ? 0.0f : static_cast<float>(m[i]);
-  }
-  setFloats(rows, 16);
+  float m[16];
+  matrixIdentity(m);
+  matrixRotate(m, x, y, z);
+  setTransposed(m);
 }
 
 // get matrix view|projection|rotation <x> <y> <z>: 16 floats, row order.
