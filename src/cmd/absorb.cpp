@@ -1,7 +1,7 @@
 // modelr absorb child <id>: merges a child model into the current model.
 // The result says whether it worked ("1" or "0"); a refusal's reason also
 // goes to the error procedure.
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
@@ -11,26 +11,26 @@
 
 namespace {
 
-void absorbChildWords(char** words) {
+void absorbChildWords(Workspace& ws, char** words) {
   int32_t id = 0;
   if (!parseInt(&id, words[1])) {
-    reportError("modelr: usage: modelr absorb child <id>");
+    reportError(ws, "modelr: usage: modelr absorb child <id>");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   // No model to absorb into is just a failed merge.
   if (model == nullptr) {
-    setResult("0");
+    setResult(ws, "0");
     return;
   }
   lastErrorClear();
   if (absorbChild(model, id)) {
-    setResult("1");
+    setResult(ws, "1");
     return;
   }
-  setResult("0");
+  setResult(ws, "0");
   const char* reason = lastErrorText();
-  if (reason != nullptr && *reason != '\0') reportError(reason);
+  if (reason != nullptr && *reason != '\0') reportError(ws, reason);
 }
 
 const SubCommand kAbsorbCommands[] = {
@@ -39,6 +39,6 @@ const SubCommand kAbsorbCommands[] = {
 
 }  // namespace
 
-void absorbCommand(char** words) {
-  runSubCommand(words, kAbsorbCommands, "attribute");
+void absorbCommand(Workspace& ws, char** words) {
+  runSubCommand(ws, words, kAbsorbCommands, "attribute");
 }

@@ -1,37 +1,36 @@
-#include "cmd/callbacks.h"
-
-#include <cstdlib>
+// modelr callback <type> <proc>: the script procedures that the user
+// interface registers, one name per type, kept in the workspace.
 #include <cstring>
 
+#include "cmd/families.h"
 #include "cmd/host.h"
+#include "cmd/host_tcl.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 
 namespace {
 
-char* g_procedures[kCallbackTypes];
-
-void registerFrom(char** words, CallbackType type) {
+void registerFrom(Workspace& ws, char** words, CallbackType type) {
   const char* procedure = nullptr;
   if (!parseString(&procedure, words[1])) {
-    reportError("modelr: usage: modelr callback <type> <proc>");
+    reportError(ws, "modelr: usage: modelr callback <type> <proc>");
     return;
   }
   // The joystick is never polled; "none" just empties its slot.
   if (type == kCallbackJoystick && std::strcmp(procedure, "none") == 0) {
-    procedure = nullptr;
+    procedure = "";
   }
-  setCallbackProcedure(type, procedure);
+  ws.callbacks[type] = procedure;
   // Errors from every part of the program go to the same procedure.
-  if (type == kCallbackError) hostSetErrorReporter(procedure);
+  if (type == kCallbackError) extensionOf(ws).errorReporter = procedure;
 }
 
-void onError(char** w) { registerFrom(w, kCallbackError); }
-void onKeyboard(char** w) { registerFrom(w, kCallbackKeyboard); }
-void onMouse(char** w) { registerFrom(w, kCallbackMouse); }
-void onJoystick(char** w) { registerFrom(w, kCallbackJoystick); }
-void onSimulate(char** w) { registerFrom(w, kCallbackSimulate); }
-void onStatus(char** w) { registerFrom(w, kCallbackStatus); }
+void onError(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackError); }
+void onKeyboard(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackKeyboard); }
+void onMouse(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackMouse); }
+void onJoystick(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackJoystick); }
+void onSimulate(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackSimulate); }
+void onStatus(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackStatus); }
 
 const SubCommand kCallbackWords[] = {
     {"error", onError},       {"keyboard", onKeyboard},
@@ -41,21 +40,6 @@ const SubCommand kCallbackWords[] = {
 
 }  // namespace
 
-const char* callbackProcedure(CallbackType type) {
-  return g_procedures[type];
-}
-
-void setCallbackProcedure(CallbackType type, const char* procedure) {
-  std::free(g_procedures[type]);
-  g_procedures[type] = procedure ? strdup(procedure) : nullptr;
-}
-
-void clearCallbacks() {
-  for (int i = 0; i < kCallbackTypes; ++i) {
-    setCallbackProcedure(static_cast<CallbackType>(i), nullptr);
-  }
-}
-
-void callbackCommand(char** words) {
-  runSubCommand(words, kCallbackWords, "attribute");
+void callbackCommand(Workspace& ws, char** words) {
+  runSubCommand(ws, words, kCallbackWords, "attribute");
 }

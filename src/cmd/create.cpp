@@ -6,57 +6,57 @@
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
-#include "io/documents.h"
+#include "workspace/documents.h"
 #include "view/view_window.h"
 
 namespace {
 
 // create model <name>: closes the open models and starts an empty one,
 // which becomes the current model; the result is its model id.
-void createModelCommand(char** words) {
+void createModelCommand(Workspace& ws, char** words) {
   const char* name = nullptr;
   if (!parseString(&name, words[1])) {
-    setResult("modelr: usage: modelr create model <name>");
+    setResult(ws, "modelr: usage: modelr create model <name>");
     return;
   }
-  Model* model = createEmptyModel(name);
+  Model* model = createEmptyModel(ws, name);
   if (model == nullptr) {
-    setResult("modelr: create model failed");
+    setResult(ws, "modelr: create model failed");
     return;
   }
   char id[16];
   std::snprintf(id, sizeof id, "%d", model->id);
-  setResult(id);
+  setResult(ws, id);
 }
 
 // create window <name> <parent>: the one view, inside the Tk widget
 // <parent>. Why it failed has been shown already.
-void createWindowCommand(char** words) {
+void createWindowCommand(Workspace& ws, char** words) {
   const char* name = nullptr;
   const char* parent = nullptr;
   if (!parseString(&name, words[1]) || !parseString(&parent, words[2])) {
-    setResult("modelr: usage: modelr create window <name> <parent>");
+    setResult(ws, "modelr: usage: modelr create window <name> <parent>");
     return;
   }
-  if (!createViewWindow(name, parent)) setResult("modelr: create window failed");
+  if (!createViewWindow(ws.view, name, parent)) setResult(ws, "modelr: create window failed");
 }
 
 // create cursor <filename>: a tool cursor's name or a cursor file; the
 // result is the new cursor's number.
-void createCursorCommand(char** words) {
+void createCursorCommand(Workspace& ws, char** words) {
   const char* file = nullptr;
   if (!parseString(&file, words[1])) {
-    setResult("modelr: usage: modelr create cursor <filename>");
+    setResult(ws, "modelr: usage: modelr create cursor <filename>");
     return;
   }
-  int32_t number = createViewCursor(file);
+  int32_t number = createViewCursor(ws.view, file);
   if (number == 0) {
-    setResult("modelr: create cursor failed");
+    setResult(ws, "modelr: create cursor failed");
     return;
   }
   char text[16];
   std::snprintf(text, sizeof text, "%d", number);
-  setResult(text);
+  setResult(ws, text);
 }
 
 const SubCommand kCreateWords[] = {
@@ -67,16 +67,14 @@ const SubCommand kCreateWords[] = {
 
 }  // namespace
 
-void createCommand(char** words) {
+void createCommand(Workspace& ws, char** words) {
   char** at = nullptr;
-  CommandHandler handler = findSubCommand(
-      words, kCreateWords, sizeof kCreateWords / sizeof kCreateWords[0], &at);
-  if (handler != nullptr) {
-    handler(at);
+  if (const SubCommand* row = findSubCommand(words, kCreateWords, &at)) {
+    runRow(ws, *row, at);
     return;
   }
   char text[256];
   std::snprintf(text, sizeof text, "modelr: unknown create command: %.200s",
                 lastWordTried(words));
-  setResult(text);
+  setResult(ws, text);
 }

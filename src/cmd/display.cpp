@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
@@ -14,84 +14,84 @@
 
 namespace {
 
-DisplayFlags* flags() { return &g_app.render.display; }
+DisplayFlags* flags(Workspace& ws) { return &ws.view.render.display; }
 
-void usage(const char* option, const char* arguments) {
+void usage(Workspace& ws, const char* option, const char* arguments) {
   std::string text = "modelr: usage: modelr display ";
   text += option;
   text += ' ';
   text += arguments;
-  setResult(text.c_str());
+  setResult(ws, text.c_str());
 }
 
 // display <switch> [<on>]: "on"/"off" without a value; a value that is not
 // a boolean leaves the switch as it was.
-void displaySwitchWord(int32_t* field, char** words) {
+void displaySwitchWord(Workspace& ws, int32_t* field, char** words) {
   if (words[1] == nullptr) {
-    setResult(*field != 0 ? "on" : "off");
+    setResult(ws, *field != 0 ? "on" : "off");
     return;
   }
   int32_t value = 0;
   if (!parseBool(&value, words[1])) {
-    usage(words[0], "<on>");
+    usage(ws, words[0], "<on>");
     return;
   }
   *field = value != 0 ? 1 : 0;
 }
 
 // display lod [<n>]
-void displayLod(char** words) {
+void displayLod(Workspace& ws, char** words) {
   if (words[1] == nullptr) {
     char text[16];
-    std::snprintf(text, sizeof text, "%d", flags()->lod);
-    setResult(text);
+    std::snprintf(text, sizeof text, "%d", flags(ws)->lod);
+    setResult(ws, text);
     return;
   }
   int32_t level = 0;
   if (!parseInt(&level, words[1])) {
-    usage("lod", "<n>");
+    usage(ws, "lod", "<n>");
     return;
   }
-  flags()->lod = level;
+  flags(ws)->lod = level;
 }
 
 // display arc <axis> <angle> <value>: all three or nothing.
-void displayArc(char** words) {
+void displayArc(Workspace& ws, char** words) {
   const char* axis = nullptr;
   int32_t angle = 0;
   int32_t value = 0;
   if (!parseString(&axis, words[1]) || !parseInt(&angle, words[2]) ||
       !parseInt(&value, words[3])) {
-    usage("arc", "<axis> <angle> <value>");
+    usage(ws, "arc", "<axis> <angle> <value>");
     return;
   }
-  flags()->arcAxis = displayAxisCode(axis);
-  flags()->arcAngle = angle;
-  flags()->arcValue = value;
+  flags(ws)->arcAxis = displayAxisCode(axis);
+  flags(ws)->arcAngle = angle;
+  flags(ws)->arcValue = value;
 }
 
 // display mover <axis> <value>
-void displayMover(char** words) {
+void displayMover(Workspace& ws, char** words) {
   const char* axis = nullptr;
   int32_t value = 0;
   if (!parseString(&axis, words[1]) || !parseInt(&value, words[2])) {
-    usage("mover", "<axis> <value>");
+    usage(ws, "mover", "<axis> <value>");
     return;
   }
-  flags()->moverAxis = displayAxisCode(axis);
-  flags()->moverValue = value;
+  flags(ws)->moverAxis = displayAxisCode(axis);
+  flags(ws)->moverValue = value;
 }
 
 // display scaler <x> <y> <z>
-void displayScaler(char** words) {
+void displayScaler(Workspace& ws, char** words) {
   float scaler[3];
   for (int i = 0; i < 3; ++i) {
     if (!parseFloat(&scaler[i], words[1 + i])) {
-      usage("scaler", "<x> <y> <z>");
+      usage(ws, "scaler", "<x> <y> <z>");
       return;
     }
   }
-  std::memcpy(flags()->scaler, scaler, sizeof scaler);
+  std::memcpy(flags(ws)->scaler, scaler, sizeof scaler);
 }
 
 const SubCommand kSettingWords[] = {
@@ -113,19 +113,19 @@ CommandHandler settingHandler(const char* word) {
 
 }  // namespace
 
-void displayCommand(char** words) {
+void displayCommand(Workspace& ws, char** words) {
   // An unknown word is skipped and the next one tried.
   for (char** w = words + 1; *w != nullptr; ++w) {
-    if (int32_t* field = displaySwitch(flags(), *w)) {
-      displaySwitchWord(field, w);
+    if (int32_t* field = displaySwitch(flags(ws), *w)) {
+      displaySwitchWord(ws, field, w);
       return;
     }
     if (CommandHandler handler = settingHandler(*w)) {
-      handler(w);
+      handler(ws, w);
       return;
     }
   }
   std::string text = "modelr: unknown display attribute: ";
   text += lastWordTried(words);
-  setResult(text.c_str());
+  setResult(ws, text.c_str());
 }

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
@@ -82,7 +82,7 @@ const char* const kUsageTexts[] = {
 static_assert(sizeof kUsageTexts / sizeof kUsageTexts[0] == kUsageCount,
               "one usage text per sub-command");
 
-void usage(Usage which) { reportError(kUsageTexts[which]); }
+void usage(Workspace& ws, Usage which) { reportError(ws, kUsageTexts[which]); }
 
 // Point words of add line and add triangle end where word 512, counted from
 // "add", would be: 508 points when nothing was skipped.
@@ -126,43 +126,43 @@ const char* layerArgument(const char* name) {
 // own (an unknown point, child or collide id) does not repeat an old one.
 void beginOperation() { lastErrorClear(); }
 
-void reportRefusal() {
+void reportRefusal(Workspace& ws) {
   const char* reason = lastErrorText();
-  if (reason != nullptr && *reason != '\0') reportError(reason);
+  if (reason != nullptr && *reason != '\0') reportError(ws, reason);
 }
 
-void finish(bool ok) {
-  if (!ok) reportRefusal();
+void finish(Workspace& ws, bool ok) {
+  if (!ok) reportRefusal(ws);
 }
 
-void setIdResult(int32_t id) {
+void setIdResult(Workspace& ws, int32_t id) {
   char text[16];
   std::snprintf(text, sizeof text, "%d", id);
-  setResult(text);
+  setResult(ws, text);
 }
 
 // ---- add ------------------------------------------------------------------
 
-void addChildWords(char** words, char**) {
-  Model* model = currentModel();
+void addChildWords(Workspace& ws, char** words, char**) {
+  Model* model = currentModel(ws);
   char** w = words + 1;
   const char* name = nullptr;
   float position[3], scale[3], angles[3];
   if (!nextString(w, &name) || !nextFloats(w, position, 3) ||
       !nextFloats(w, scale, 3) || !nextFloats(w, angles, 3)) {
-    usage(kAddChild);
+    usage(ws, kAddChild);
     return;
   }
   const char* joint = nullptr;
   float jointWeight = 0.0f;
   if (*w != nullptr && (!nextString(w, &joint) || !nextFloat(w, &jointWeight))) {
-    usage(kAddChild);
+    usage(ws, kAddChild);
     return;
   }
 
   Model* child = readModelFile(childModelPath(model, name).c_str(), model, nullptr);
   if (child == nullptr) {
-    reportError("Load failed");
+    reportError(ws, "Load failed");
     return;
   }
   float rotation[9];
@@ -172,10 +172,10 @@ void addChildWords(char** words, char**) {
                         jointWeight);
   if (id == 0) {
     freeModel(child);
-    reportRefusal();
+    reportRefusal(ws);
     return;
   }
-  setIdResult(id);
+  setIdResult(ws, id);
 }
 
 // Shape words in code order: box is 1 ... plane is 6.
@@ -199,7 +199,7 @@ bool nextShape(char**& word, int32_t* shape) {
   return true;
 }
 
-void addCollideWords(char** words, char**) {
+void addCollideWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* name = nullptr;
   int32_t shape = 0, dynamic = 0;
@@ -208,71 +208,71 @@ void addCollideWords(char** words, char**) {
       !nextFloats(w, position, 3) || !nextFloats(w, size, 3) ||
       !nextFloats(w, rotation, 9) || !nextFloat(w, &weight) ||
       !nextFloat(w, &slip) || !nextInt(w, &dynamic)) {
-    usage(kAddCollide);
+    usage(ws, kAddCollide);
     return;
   }
   beginOperation();
   // Slip is the friction; commands give no bounce.
-  int32_t id = addCollide(currentModel(), name, shape, position, size, rotation,
+  int32_t id = addCollide(currentModel(ws), name, shape, position, size, rotation,
                           weight, slip, 0.0f, dynamic);
   if (id == 0) {
-    reportRefusal();
+    reportRefusal(ws);
     return;
   }
-  setIdResult(id);
+  setIdResult(ws, id);
 }
 
-void addColorWords(char** words, char**) {
+void addColorWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t point = 0;
   float rgba[4];
   if (!nextString(w, &layer) || !nextInt(w, &point) || !nextFloats(w, rgba, 4)) {
-    usage(kAddColor);
+    usage(ws, kAddColor);
     return;
   }
   beginOperation();
-  finish(addColour(currentModel(), layerArgument(layer), point, rgba[0], rgba[1],
+  finish(ws, addColour(currentModel(ws), layerArgument(layer), point, rgba[0], rgba[1],
                    rgba[2], rgba[3]));
 }
 
-void addJointWords(char** words, char**) {
+void addJointWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* name = nullptr;
   const char* parent = nullptr;
   float position[3], rgb[3];
   if (!nextString(w, &name) || !nextFloats(w, position, 3) ||
       !nextString(w, &parent) || !nextFloats(w, rgb, 3)) {
-    usage(kAddJoint);
+    usage(ws, kAddJoint);
     return;
   }
   beginOperation();
-  finish(addJoint(currentModel(), name, position[0], position[1], position[2],
+  finish(ws, addJoint(currentModel(ws), name, position[0], position[1], position[2],
                   parent, rgb[0], rgb[1], rgb[2]) != nullptr);
 }
 
-void addLayerWords(char** words, char**) {
+void addLayerWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* name = nullptr;
   if (!nextString(w, &name)) {
-    usage(kAddLayer);
+    usage(ws, kAddLayer);
     return;
   }
   beginOperation();
   // A plain new layer: at the origin, single sided, not mirrored; the axis
   // is x so that turning mirroring on later has a sensible axis.
-  finish(addLayer(currentModel(), name, 0.0f, 0.0f, 0.0f, 1, 0, kAxisX) !=
+  finish(ws, addLayer(currentModel(ws), name, 0.0f, 0.0f, 0.0f, 1, 0, kAxisX) !=
          nullptr);
 }
 
-void addPolygon(char** words, char** addWords, bool triangle) {
+void addPolygon(Workspace& ws, char** words, char** addWords, bool triangle) {
   Usage usageText = triangle ? kAddTriangle : kAddLine;
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t kind = 0;
   if (!nextString(w, &layer) || !nextInt(w, &kind)) {
-    usage(usageText);
+    usage(ws, usageText);
     return;
   }
   int32_t points[kMaxPolygonPoints];
@@ -280,19 +280,19 @@ void addPolygon(char** words, char** addWords, bool triangle) {
   char** bound = addWords + kPolygonWordBound;
   while (*w != nullptr && w < bound) {
     if (!nextInt(w, &points[count])) {
-      usage(usageText);
+      usage(ws, usageText);
       return;
     }
     ++count;
   }
   // A warning only: the points read so far still make the polygon.
-  if (*w != nullptr) reportError("modelr: too many points!");
+  if (*w != nullptr) reportError(ws, "modelr: too many points!");
 
   if (findLayer(model, layer) == nullptr) {
     beginOperation();
     if (addLayer(model, layer, kOnTheFlyLayerGrey, kOnTheFlyLayerGrey,
                  kOnTheFlyLayerGrey, 1, 0, kAxisNone) == nullptr) {
-      reportRefusal();
+      reportRefusal(ws);
       return;
     }
   }
@@ -302,82 +302,82 @@ void addPolygon(char** words, char** addWords, bool triangle) {
   int32_t id = triangle ? addTriangle(model, layer, count, points, kind)
                         : addLine(model, layer, count, points, kind);
   if (id == 0) {
-    reportRefusal();
+    reportRefusal(ws);
     return;
   }
   markUveesStale(model);
 }
 
-void addLineWords(char** words, char** addWords) {
-  addPolygon(words, addWords, false);
+void addLineWords(Workspace& ws, char** words, char** addWords) {
+  addPolygon(ws, words, addWords, false);
 }
 
-void addTriangleWords(char** words, char** addWords) {
-  addPolygon(words, addWords, true);
+void addTriangleWords(Workspace& ws, char** words, char** addWords) {
+  addPolygon(ws, words, addWords, true);
 }
 
 // add normal and add surface read the same words.
-void addVector(char** words, Usage usageText, bool surface) {
+void addVector(Workspace& ws, char** words, Usage usageText, bool surface) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t number = 0;
   float v[3];
   if (!nextString(w, &layer) || !nextInt(w, &number) || !nextFloats(w, v, 3)) {
-    usage(usageText);
+    usage(ws, usageText);
     return;
   }
   beginOperation();
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   const char* target = layerArgument(layer);
-  finish(surface ? addSurface(model, target, number, v[0], v[1], v[2])
+  finish(ws, surface ? addSurface(model, target, number, v[0], v[1], v[2])
                  : addNormal(model, target, number, v[0], v[1], v[2]));
 }
 
-void addNormalWords(char** words, char**) { addVector(words, kAddNormal, false); }
-void addSurfaceWords(char** words, char**) { addVector(words, kAddSurface, true); }
+void addNormalWords(Workspace& ws, char** words, char**) { addVector(ws, words, kAddNormal, false); }
+void addSurfaceWords(Workspace& ws, char** words, char**) { addVector(ws, words, kAddSurface, true); }
 
-void addPointWords(char** words, char**) {
+void addPointWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   int32_t number = 0;
   float p[3];
   if (!nextInt(w, &number) || !nextFloats(w, p, 3)) {
-    usage(kAddPoint);
+    usage(ws, kAddPoint);
     return;
   }
   beginOperation();
-  finish(addPoint(currentModel(), number, p[0], p[1], p[2]));
+  finish(ws, addPoint(currentModel(ws), number, p[0], p[1], p[2]));
 }
 
-void addUveeWords(char** words, char**) {
+void addUveeWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t image = 0, point = 0;
   float uv[2];
   if (!nextString(w, &layer) || !nextInt(w, &image) || !nextInt(w, &point) ||
       !nextFloats(w, uv, 2)) {
-    usage(kAddUvee);
+    usage(ws, kAddUvee);
     return;
   }
   beginOperation();
-  finish(addUvee(currentModel(), layer, image, point, uv[0], uv[1]));
+  finish(ws, addUvee(currentModel(ws), layer, image, point, uv[0], uv[1]));
 }
 
-void addWeightWords(char** words, char**) {
+void addWeightWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* joint = nullptr;
   int32_t point = 0;
   float weight = 0.0f;
   if (!nextString(w, &joint) || !nextInt(w, &point) || !nextFloat(w, &weight)) {
-    usage(kAddWeight);
+    usage(ws, kAddWeight);
     return;
   }
   beginOperation();
-  finish(addWeight(currentModel(), joint, point, weight));
+  finish(ws, addWeight(currentModel(ws), joint, point, weight));
 }
 
 // Add handlers also get the list at "add" itself: line and triangle bound
 // their point words from there.
-using AddHandler = void (*)(char** words, char** addWords);
+using AddHandler = void (*)(Workspace& ws, char** words, char** addWords);
 
 struct AddWord {
   const char* keyword;
@@ -397,128 +397,128 @@ const AddWord kAddWords[] = {
 
 // delete child takes the child's model id, which is what the document
 // removes children by.
-void deleteChildWords(char** words) {
+void deleteChildWords(Workspace& ws, char** words) {
   char** w = words + 1;
   int32_t id = 0;
   if (!nextInt(w, &id)) {
-    usage(kDeleteChild);
+    usage(ws, kDeleteChild);
     return;
   }
   beginOperation();
-  finish(deleteChildByModelId(currentModel(), id));
+  finish(ws, deleteChildByModelId(currentModel(ws), id));
 }
 
-void deleteCollideWords(char** words) {
+void deleteCollideWords(Workspace& ws, char** words) {
   char** w = words + 1;
   int32_t id = 0;
   if (!nextInt(w, &id)) {
-    usage(kDeleteCollide);
+    usage(ws, kDeleteCollide);
     return;
   }
   beginOperation();
-  finish(deleteCollide(currentModel(), id));
+  finish(ws, deleteCollide(currentModel(ws), id));
 }
 
 // delete color, normal and surface: <n> [<layername>]; without a layer name
 // the model-level table is meant, as with "(global)".
-void deletePointEntry(char** words, Usage usageText,
+void deletePointEntry(Workspace& ws, char** words, Usage usageText,
                       bool (*operation)(Model*, const char*, int32_t)) {
   char** w = words + 1;
   int32_t point = 0;
   if (!nextInt(w, &point)) {
-    usage(usageText);
+    usage(ws, usageText);
     return;
   }
   const char* layer = nullptr;
   if (*w != nullptr && nextString(w, &layer)) layer = layerArgument(layer);
   beginOperation();
-  finish(operation(currentModel(), layer, point));
+  finish(ws, operation(currentModel(ws), layer, point));
 }
 
-void deleteColorWords(char** words) {
-  deletePointEntry(words, kDeleteColor, deleteColour);
+void deleteColorWords(Workspace& ws, char** words) {
+  deletePointEntry(ws, words, kDeleteColor, deleteColour);
 }
-void deleteNormalWords(char** words) {
-  deletePointEntry(words, kDeleteNormal, deleteNormal);
+void deleteNormalWords(Workspace& ws, char** words) {
+  deletePointEntry(ws, words, kDeleteNormal, deleteNormal);
 }
-void deleteSurfaceWords(char** words) {
-  deletePointEntry(words, kDeleteSurface, deleteSurface);
+void deleteSurfaceWords(Workspace& ws, char** words) {
+  deletePointEntry(ws, words, kDeleteSurface, deleteSurface);
 }
 
 // delete image and delete mirrorimage: <layername> <n>.
-void deleteLayerImage(char** words, Usage usageText,
+void deleteLayerImage(Workspace& ws, char** words, Usage usageText,
                       bool (*operation)(Model*, const char*, int32_t)) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t number = 0;
   if (!nextString(w, &layer) || !nextInt(w, &number)) {
-    usage(usageText);
+    usage(ws, usageText);
     return;
   }
   beginOperation();
-  finish(operation(currentModel(), layer, number));
+  finish(ws, operation(currentModel(ws), layer, number));
 }
 
-void deleteImageWords(char** words) {
-  deleteLayerImage(words, kDeleteImage, deleteImage);
+void deleteImageWords(Workspace& ws, char** words) {
+  deleteLayerImage(ws, words, kDeleteImage, deleteImage);
 }
-void deleteMirrorImageWords(char** words) {
-  deleteLayerImage(words, kDeleteMirrorImage, deleteMirrorImage);
+void deleteMirrorImageWords(Workspace& ws, char** words) {
+  deleteLayerImage(ws, words, kDeleteMirrorImage, deleteMirrorImage);
 }
 
 // delete joint and delete layer: <name>.
-void deleteNamed(char** words, Usage usageText,
+void deleteNamed(Workspace& ws, char** words, Usage usageText,
                  bool (*operation)(Model*, const char*)) {
   char** w = words + 1;
   const char* name = nullptr;
   if (!nextString(w, &name)) {
-    usage(usageText);
+    usage(ws, usageText);
     return;
   }
   beginOperation();
-  finish(operation(currentModel(), name));
+  finish(ws, operation(currentModel(ws), name));
 }
 
-void deleteJointWords(char** words) {
-  deleteNamed(words, kDeleteJoint, deleteJoint);
+void deleteJointWords(Workspace& ws, char** words) {
+  deleteNamed(ws, words, kDeleteJoint, deleteJoint);
 }
-void deleteLayerWords(char** words) {
-  deleteNamed(words, kDeleteLayer, deleteLayer);
+void deleteLayerWords(Workspace& ws, char** words) {
+  deleteNamed(ws, words, kDeleteLayer, deleteLayer);
 }
 
 // delete line, point and triangle: one number.
-void deleteNumbered(char** words, Usage usageText,
+void deleteNumbered(Workspace& ws, char** words, Usage usageText,
                     bool (*operation)(Model*, int32_t)) {
   char** w = words + 1;
   int32_t number = 0;
   if (!nextInt(w, &number)) {
-    usage(usageText);
+    usage(ws, usageText);
     return;
   }
   beginOperation();
-  finish(operation(currentModel(), number));
+  finish(ws, operation(currentModel(ws), number));
 }
 
-void deleteLineWords(char** words) {
-  deleteNumbered(words, kDeleteLine, deleteLine);
+void deleteLineWords(Workspace& ws, char** words) {
+  deleteNumbered(ws, words, kDeleteLine, deleteLine);
 }
-void deletePointWords(char** words) {
-  deleteNumbered(words, kDeletePoint, deletePoint);
+void deletePointWords(Workspace& ws, char** words) {
+  deleteNumbered(ws, words, kDeletePoint, deletePoint);
 }
-void deleteTriangleWords(char** words) {
-  deleteNumbered(words, kDeleteTriangle, deleteTriangle);
+void deleteTriangleWords(Workspace& ws, char** words) {
+  deleteNumbered(ws, words, kDeleteTriangle, deleteTriangle);
 }
 
-void deleteWeightWords(char** words) {
+void deleteWeightWords(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* joint = nullptr;
   int32_t point = 0;
   if (!nextString(w, &joint) || !nextInt(w, &point)) {
-    usage(kDeleteWeight);
+    usage(ws, kDeleteWeight);
     return;
   }
   beginOperation();
-  finish(deleteWeight(currentModel(), joint, point));
+  finish(ws, deleteWeight(currentModel(ws), joint, point));
 }
 
 const SubCommand kDeleteWords[] = {
@@ -538,9 +538,9 @@ const SubCommand kDeleteWords[] = {
 };
 
 // Both families refuse before reading a single argument.
-bool modelSelected() {
-  if (currentModel() != nullptr) return true;
-  reportError("modelr: no model selected!");
+bool modelSelected(Workspace& ws) {
+  if (currentModel(ws) != nullptr) return true;
+  reportError(ws, "modelr: no model selected!");
   return false;
 }
 
@@ -548,20 +548,20 @@ bool modelSelected() {
 
 // The same skip loop as runSubCommand, but the handler is also given the
 // list at "add".
-void addCommand(char** words) {
-  if (!modelSelected()) return;
+void addCommand(Workspace& ws, char** words) {
+  if (!modelSelected(ws)) return;
   for (char** w = words + 1; *w != nullptr; ++w) {
     for (const AddWord& entry : kAddWords) {
       if (std::strcmp(*w, entry.keyword) == 0) {
-        entry.handler(w, words);
+        entry.handler(ws, w, words);
         return;
       }
     }
   }
-  reportUnknownWord(words, "attribute");
+  reportUnknownWord(ws, words, "attribute");
 }
 
-void deleteCommand(char** words) {
-  if (!modelSelected()) return;
-  runSubCommand(words, kDeleteWords, "attribute");
+void deleteCommand(Workspace& ws, char** words) {
+  if (!modelSelected(ws)) return;
+  runSubCommand(ws, words, kDeleteWords, "attribute");
 }

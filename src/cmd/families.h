@@ -2,29 +2,31 @@
 // list positioned at its own keyword.
 #pragma once
 
-void absorbCommand(char** words);    // absorb.cpp
-void addCommand(char** words);       // edit.cpp
-void deleteCommand(char** words);    // edit.cpp
-void displayCommand(char** words);   // display.cpp
-void drawCommand(char** words);      // view_commands.cpp
-void callbackCommand(char** words);  // callbacks.cpp
-void createCommand(char** words);    // create.cpp
-void fileCommand(char** words);      // file_commands.cpp
-void findCommand(char** words);      // query.cpp
-void getCommand(char** words);       // query.cpp
-void messageCommand(char** words);   // misc.cpp
-void systemCommand(char** words);    // misc.cpp
-void poseCommand(char** words);      // pose.cpp
-void resetCommand(char** words);     // view_commands.cpp
-void resizeCommand(char** words);    // view_commands.cpp
-void setCommand(char** words);       // set.cpp
-void reloadCommand(char** words);    // file_commands.cpp
-void deselectCommand(char** words);  // select.cpp
-void matrixCommand(char** words);    // matrix_commands.cpp
-void moveCommand(char** words);      // transform.cpp
-void performCommand(char** words);   // perform.cpp
-void printCommand(char** words);     // misc.cpp
-void rotateCommand(char** words);    // transform.cpp
-void scaleCommand(char** words);     // transform.cpp
-void selectCommand(char** words);    // select.cpp
-void toggleCommand(char** words);    // misc.cpp
+struct Workspace;
+
+void absorbCommand(Workspace& ws, char** words);    // absorb.cpp
+void addCommand(Workspace& ws, char** words);       // edit.cpp
+void deleteCommand(Workspace& ws, char** words);    // edit.cpp
+void displayCommand(Workspace& ws, char** words);   // display.cpp
+void drawCommand(Workspace& ws, char** words);      // view_commands.cpp
+void callbackCommand(Workspace& ws, char** words);  // callbacks.cpp
+void createCommand(Workspace& ws, char** words);    // create.cpp
+void fileCommand(Workspace& ws, char** words);      // file_commands.cpp
+void findCommand(Workspace& ws, char** words);      // query.cpp
+void getCommand(Workspace& ws, char** words);       // query.cpp
+void messageCommand(Workspace& ws, char** words);   // misc.cpp
+void systemCommand(Workspace& ws, char** words);    // misc.cpp
+void poseCommand(Workspace& ws, char** words);      // pose.cpp
+void resetCommand(Workspace& ws, char** words);     // view_commands.cpp
+void resizeCommand(Workspace& ws, char** words);    // view_commands.cpp
+void setCommand(Workspace& ws, char** words);       // set.cpp
+void reloadCommand(Workspace& ws, char** words);    // file_commands.cpp
+void deselectCommand(Workspace& ws, char** words);  // select.cpp
+void matrixCommand(Workspace& ws, char** words);    // matrix_commands.cpp
+void moveCommand(Workspace& ws, char** words);      // transform.cpp
+void performCommand(Workspace& ws, char** words);   // perform.cpp
+void printCommand(Workspace& ws, char** words);     // misc.cpp
+void rotateCommand(Workspace& ws, char** words);    // transform.cpp
+void scaleCommand(Workspace& ws, char** words);     // transform.cpp
+void selectCommand(Workspace& ws, char** words);    // select.cpp
+void toggleCommand(Workspace& ws, char** words);    // misc.cpp

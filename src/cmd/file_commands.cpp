@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
-#include "io/documents.h"
+#include "workspace/documents.h"
 #include "io/exporters.h"
 #include "io/mod_writer.h"
 #include "model/geometry.h"
@@ -40,122 +40,122 @@ bool fileNameFrom(char** words, std::string* name) {
 
 // file validate <filename.tga>: "1" when the texture reader takes it, else
 // the reader's reason.
-void fileValidate(char** words) {
+void fileValidate(Workspace& ws, char** words) {
   std::string name;
   if (!fileNameFrom(words, &name)) {
-    setResult("modelr: usage: modelr file validate <filename.tga>");
+    setResult(ws, "modelr: usage: modelr file validate <filename.tga>");
     return;
   }
   const char* error = nullptr;
   TgaImage* image = readTga(name.c_str(), &error);
   if (image == nullptr) {
-    setResult(error);
+    setResult(ws, error);
     return;
   }
   freeTga(image);
-  setResult("1");
+  setResult(ws, "1");
 }
 
-void setIntResult(int32_t value) {
+void setIntResult(Workspace& ws, int32_t value) {
   char text[16];
   std::snprintf(text, sizeof text, "%d", value);
-  setResult(text);
+  setResult(ws, text);
 }
 
 // file open <filename>: closes every open model and loads the file; the
 // new model's id, or 0 when it did not load (the status line says why).
-void fileOpen(char** words) {
+void fileOpen(Workspace& ws, char** words) {
   std::string name;
   if (!fileNameFrom(words, &name)) {
-    setResult("modelr: usage: modelr file open <filename>");
+    setResult(ws, "modelr: usage: modelr file open <filename>");
     return;
   }
-  Model* model = openModelDocument(name.c_str());
-  setIntResult(model ? model->id : 0);
+  Model* model = openModelDocument(ws, name.c_str());
+  setIntResult(ws, model ? model->id : 0);
 }
 
 // file add and file new: a model made from the file name words; its id,
 // or the failure text.
-void fileMakeModel(char** words, Model* (*make)(const char*), const char* usage,
+void fileMakeModel(Workspace& ws, char** words, Model* (*make)(Workspace&, const char*), const char* usage,
                    const char* failure) {
   std::string name;
   if (!fileNameFrom(words, &name)) {
-    setResult(usage);
+    setResult(ws, usage);
     return;
   }
-  Model* model = make(name.c_str());
+  Model* model = make(ws, name.c_str());
   if (model == nullptr) {
-    setResult(failure);
+    setResult(ws, failure);
     return;
   }
-  setIntResult(model->id);
+  setIntResult(ws, model->id);
 }
 
 // file add <filename>: loads the file beside the open models.
-void fileAdd(char** words) {
-  fileMakeModel(words, loadModelDocument, "modelr: usage: modelr file add <filename>",
+void fileAdd(Workspace& ws, char** words) {
+  fileMakeModel(ws, words, loadModelDocument, "modelr: usage: modelr file add <filename>",
                 "modelr: file add failed");
 }
 
 // file new <filename>: closes every open model and starts an empty one.
 // Its usage text is open's, as the command has always answered.
-void fileNew(char** words) {
-  fileMakeModel(words, createEmptyModel, "modelr: usage: modelr file open <filename>",
+void fileNew(Workspace& ws, char** words) {
+  fileMakeModel(ws, words, createEmptyModel, "modelr: usage: modelr file open <filename>",
                 "modelr: file open failed");
 }
 
 // file reload: every open model again from its file; the open ids.
-void fileReload(char**) {
-  reloadModelDocuments();
+void fileReload(Workspace& ws, char**) {
+  reloadModelDocuments(ws);
   std::vector<int32_t> ids;
-  const KeyedTable* models = &g_app.registry.models;
+  const KeyedTable* models = &ws.registry.models;
   for (int32_t s = tableNextSlot(models, -1); s >= 0;
        s = tableNextSlot(models, s)) {
     ids.push_back(tableIntKeyAt(models, s));
   }
   if (ids.empty()) {
-    setResult("0");
+    setResult(ws, "0");
     return;
   }
-  setResult(formatIntList(ids.data(), static_cast<int>(ids.size())));
+  setResult(ws, formatIntList(resultText(ws), ids.data(), static_cast<int>(ids.size())));
 }
 
 // file name <id>: the open model's name, or "unknown".
-void fileName(char** words) {
+void fileName(Workspace& ws, char** words) {
   int32_t id = 0;
   if (!parseInt(&id, words[1])) {
-    setResult("modelr: usage: modelr file name <id>");
+    setResult(ws, "modelr: usage: modelr file name <id>");
     return;
   }
-  const Model* model = registryFind(&g_app.registry, id);
-  setResult(model ? model->name : "unknown");
+  const Model* model = registryFind(&ws.registry, id);
+  setResult(ws, model ? model->name : "unknown");
 }
 
 // file remove <id>: 1 when the model was open and is gone now, else 0.
-void fileRemove(char** words) {
+void fileRemove(Workspace& ws, char** words) {
   int32_t id = 0;
   if (!parseInt(&id, words[1])) {
-    setResult("modelr: usage: modelr file remove <id>");
+    setResult(ws, "modelr: usage: modelr file remove <id>");
     return;
   }
-  setResult(removeModelDocument(id) ? "1" : "0");
+  setResult(ws, removeModelDocument(ws, id) ? "1" : "0");
 }
 
 // file rename <name>: the current model's name, which is also the name it
 // is saved under by default.
-void fileRename(char** words) {
+void fileRename(Workspace& ws, char** words) {
   std::string name;
   if (!fileNameFrom(words, &name)) {
-    setResult("modelr: usage: modelr file rename <name>");
+    setResult(ws, "modelr: usage: modelr file rename <name>");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    reportError("modelr: no model selected!");
+    reportError(ws, "modelr: no model selected!");
     return;
   }
   if (name.size() >= sizeof model->name) {
-    reportErrorf("modelr: file rename failed: a name has at most %d characters",
+    reportErrorf(ws, "modelr: file rename failed: a name has at most %d characters",
                  static_cast<int>(sizeof model->name) - 1);
     return;
   }
@@ -168,14 +168,14 @@ bool licenceAllowsSaving() { return true; }
 // file save [<filename>]: writes the current model under the name, else
 // back where it came from (its directory and name); 1 written, 0 failed,
 // -1 refused by the licence check.
-void fileSave(char** words) {
+void fileSave(Workspace& ws, char** words) {
   if (!licenceAllowsSaving()) {
-    setResult("-1");
+    setResult(ws, "-1");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    setResult("0");
+    setResult(ws, "0");
     return;
   }
   // The writer only reads: automatic uvees and bounds due from the last
@@ -185,7 +185,7 @@ void fileSave(char** words) {
   if (!fileNameFrom(words, &name) && model->name[0] != '\0') {
     name = std::string(model->directory) + model->name;
   }
-  setResult(writeModelFile(model, name.empty() ? nullptr : name.c_str())
+  setResult(ws, writeModelFile(model, name.empty() ? nullptr : name.c_str())
                 ? "1"
                 : "0");
 }
@@ -193,14 +193,14 @@ void fileSave(char** words) {
 // file export <format>: the current model as an STL, OBJ or DirectX file
 // beside its .mod file; 1 written, 0 failed or no model, -1 for a format
 // this build cannot write or a licence refusal.
-void fileExport(char** words) {
+void fileExport(Workspace& ws, char** words) {
   const char* format = nullptr;
   if (words[1] == nullptr || !parseString(&format, words[1])) {
-    setResult("modelr: usage: modelr file export <format>");
+    setResult(ws, "modelr: usage: modelr file export <format>");
     return;
   }
   if (!licenceAllowsSaving()) {
-    setResult("-1");
+    setResult(ws, "-1");
     return;
   }
   int (*exporter)(const Model*) = nullptr;
@@ -212,40 +212,40 @@ void fileExport(char** words) {
     exporter = exportStl;
   } else {
     if (std::strcmp(format, "w3d") == 0)
-      reportError("modelr: file export: the w3d format is not supported");
-    setResult("-1");
+      reportError(ws, "modelr: file export: the w3d format is not supported");
+    setResult(ws, "-1");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    setResult("0");
+    setResult(ws, "0");
     return;
   }
   // The exporters only read: uvees and bounds due from the last edits must
   // be in the model first.
   flushDerived(model);
-  setIntResult(exporter(model));
+  setIntResult(ws, exporter(model));
 }
 
 // file savescreen <filename>: the view's viewport as a TGA file. Without a
 // view there is nothing to capture and nothing happens.
-void fileSaveScreen(char** words) {
+void fileSaveScreen(Workspace& ws, char** words) {
   std::string name;
   if (!fileNameFrom(words, &name)) {
-    setResult("modelr: usage: modelr file savescreen <filename>");
+    setResult(ws, "modelr: usage: modelr file savescreen <filename>");
     return;
   }
-  PlatformWindow* window = viewWindow();
+  PlatformWindow* window = viewWindow(ws.view);
   if (window == nullptr) return;
   int windowWidth = 0;
   int windowHeight = 0;
   platformWindowSize(window, &windowWidth, &windowHeight);
-  const int viewWidth = g_app.view.viewWidth;
-  const int viewHeight = g_app.view.viewHeight;
+  const int viewWidth = ws.view.camera.viewWidth;
+  const int viewHeight = ws.view.camera.viewHeight;
   // A fixed-size viewport sits centred in the window; it may overhang it.
   int x = 0;
   int y = 0;
-  if (g_app.view.fixedSize != 0) {
+  if (ws.view.camera.fixedSize != 0) {
     x = windowWidth / 2 - viewWidth / 2;
     y = windowHeight / 2 - viewHeight / 2;
   }
@@ -260,7 +260,7 @@ void fileSaveScreen(char** words) {
   if (pixels == nullptr) return;
   if (bytes != 0) platformReadPixels(window, x, y, width, height, pixels);
   if (!writeCaptureFile(name.c_str(), width, height, pixels)) {
-    reportError(lastErrorText());
+    reportError(ws, lastErrorText());
   }
   std::free(pixels);
 }
@@ -274,7 +274,7 @@ const SubCommand kFileWords[] = {
 
 }  // namespace
 
-void fileCommand(char** words) { runSubCommand(words, kFileWords, "command"); }
+void fileCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kFileWords, "command"); }
 
 // modelr reload: as file reload, with an empty result.
-void reloadCommand(char**) { reloadModelDocuments(); }
+void reloadCommand(Workspace& ws, char**) { reloadModelDocuments(ws); }

@@ -4,34 +4,35 @@
 
 namespace {
 
-constexpr int kResultBytes = 65536;
-char g_result[kResultBytes];
+constexpr int kResultBytes = sizeof(ResultText::text);
 
 }  // namespace
 
-const char* formatFloatList(const float* values, int count) {
+const char* formatFloatList(ResultText* out, const float* values, int count) {
+  char* text = out->text;
   if (count < 0 || (count > 0 && values == nullptr)) return nullptr;
   int length = 0;
-  g_result[0] = '\0';
+  text[0] = '\0';
   for (int i = 0; i < count; ++i) {
-    int n = std::snprintf(g_result + length, kResultBytes - length, "%.6f ",
+    int n = std::snprintf(text + length, kResultBytes - length, "%.6f ",
                           static_cast<double>(values[i]));
     if (n < 0 || length + n > kMaxResultChars) return nullptr;
     length += n;
   }
-  return g_result;
+  return text;
 }
 
-const char* formatIntList(const int32_t* values, int count) {
+const char* formatIntList(ResultText* out, const int32_t* values, int count) {
+  char* text = out->text;
   if (count < 0 || (count > 0 && values == nullptr)) return nullptr;
   int length = 0;
-  g_result[0] = '\0';
+  text[0] = '\0';
   for (int i = 0; i < count; ++i) {
     const char* form = i + 1 < count ? "%d " : "%d";
-    int n = std::snprintf(g_result + length, kResultBytes - length, form,
+    int n = std::snprintf(text + length, kResultBytes - length, form,
                           values[i]);
     if (n < 0 || length + n > kMaxResultChars) return nullptr;
     length += n;
   }
-  return g_result;
+  return text;
 }

@@ -1,16 +1,41 @@
-// Binding the extension to an interpreter. Only the extension entry and the
-// platform view need Tcl's and Tk's headers; everything else uses host.h.
+// Binding the extension to an interpreter: the one record the modelr
+// command gets as its client data. It holds the workspace and is the
+// workspace's and the view's host, so that everything they report reaches
+// the script's procedures. Only the extension entry needs Tcl's headers.
 #pragma once
 
 #include <tcl.h>
 
-// Clears the host state, remembers the interpreter and binds the Tcl stubs
-// (8.4 or later) and, when the Tk package is present, the Tk stubs. On
-// failure the interpreter result says why and false is returned.
-bool hostBind(Tcl_Interp* interp);
-Tcl_Interp* hostInterp();
-// Whether Tk is loaded in the interpreter (its stubs are bound).
-bool hostHasTk();
+#include <chrono>
+#include <string>
+
+#include "cmd/format.h"
+#include "workspace/workspace.h"
+
+struct Extension final : WorkspaceHost, ViewSink {
+  Tcl_Interp* interp = nullptr;
+  bool hasTk = false;
+  std::string errorReporter;  // the error procedure, for message boxes too
+  std::chrono::steady_clock::time_point lastDrain;
+  ResultText text;  // the formatted result of the running command
+  Workspace ws;
+
+  void workspaceStatus(const char* text) override;
+  void viewMouse(int32_t button, int32_t x, int32_t y, int32_t dx,
+                 int32_t dy) override;
+  void viewKey(int32_t character) override;
+  void viewError(const char* text) override;
+  void viewAlert(const char* text) override;
+  void viewScene(Scene* scene) override;
+};
+
+// Binds the Tcl stubs (8.4 or later) and, when the Tk package is present,
+// the Tk stubs. On failure the interpreter result says why and false is
+// returned. *hasTk tells whether Tk is there.
+bool hostBindStubs(Tcl_Interp* interp, bool* hasTk);
+
+// The extension a workspace belongs to.
+Extension& extensionOf(Workspace& ws);
 
 extern "C" {
 // For an embedding program that made its own interpreter (see embed.h).

@@ -1,35 +1,38 @@
 // The extension entry and the modelr command procedure.
 #include <tcl.h>
 
-#include "cmd/context.h"
+#include <new>
+
 #include "cmd/dispatch.h"
 #include "cmd/host.h"
 #include "cmd/host_tcl.h"
 #include "cmd/words.h"
-#include "io/documents.h"
-#include "view/draw_model.h"
-#include "view/view_host.h"
 
 #define MODELR_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace {
 
+// The extension starts once per process, whatever loads it again: its
+// workspace belongs to the first interpreter. Tcl calls the entry with
+// nothing but the interpreter, so the flag can only live here.
 bool g_initialised = false;
 
-int modelrCommand(ClientData, Tcl_Interp*, int argc, const char* argv[]) {
-  g_app.busy = 1;
+int modelrCommand(ClientData data, Tcl_Interp*, int argc, const char* argv[]) {
+  Extension& x = *static_cast<Extension*>(data);
+  Workspace& ws = x.ws;
+  ws.busy = 1;
   CommandWords* list = splitCommandWords(argc, argv);
   if (list == nullptr) {
-    showErrorDialog("modelr: usage: modelr <command> <args>");
+    showErrorDialog(ws, "modelr: usage: modelr <command> <args>");
     return TCL_ERROR;  // busy stays set on purpose: the command never ran
   }
   if (list->count == 0) {
     freeCommandWords(list);
     return TCL_OK;  // busy stays set, as for the failure above
   }
-  dispatchCommand(list);
+  dispatchCommand(ws, list);
   freeCommandWords(list);
-  g_app.busy = 0;
+  ws.busy = 0;
   return TCL_OK;
 }
 
@@ -39,18 +42,20 @@ MODELR_EXPORT int Modelr_Init(Tcl_Interp* interp) {
   if (g_initialised) return TCL_OK;
   g_initialised = true;
 
-  if (!hostBind(interp)) return TCL_ERROR;
-  if (Tcl_CreateCommand(interp, "modelr", modelrCommand, nullptr, nullptr) ==
-      nullptr) {
+  bool hasTk = false;
+  if (!hostBindStubs(interp, &hasTk)) return TCL_ERROR;
+  Extension* x = new (std::nothrow) Extension;
+  if (x == nullptr) return TCL_ERROR;
+  x->interp = interp;
+  x->hasTk = hasTk;
+  // Never freed: Tk may still report a window's end to the view after the
+  // command is gone, and the process is ending then anyway.
+  if (Tcl_CreateCommand(interp, "modelr", modelrCommand, x, nullptr) == nullptr) {
+    delete x;
     return TCL_ERROR;
   }
-  zeroAppContext();
-  viewRegistryInit();
-  setIdentity(g_app.matrix);
-  initRenderState(&g_app.render);
-  setLoaderStatusReporter(reportStatus);
-  setRendererErrorReporter(reportError);
-  installModelDisplayHooks();  // closing a model frees its GL data
+  // The view finds its parent widgets through Tk, when Tk is there.
+  workspaceInit(&x->ws, x, x, hasTk ? interp : nullptr);
   Tcl_PkgProvide(interp, "modelr", MODELR_VERSION);
   return TCL_OK;
 }

@@ -2,7 +2,7 @@
 // identity at start), built up step by step and applied to points. Every
 // step multiplies on the right, as OpenGL's glMultMatrix, glRotate and
 // glScale do: the step given last acts on points first.
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
 #include "cmd/host.h"
@@ -22,44 +22,44 @@ bool readFloats(char** words, float* out, int count) {
 
 // scratch = scratch * step, refused when a product would not be a finite
 // float (the scratch matrix then stays as it was).
-void multiplyScratch(const float step[16], const char* failure) {
+void multiplyScratch(Workspace& ws, const float step[16], const char* failure) {
   float product[16];
-  multiply4x4(g_app.matrix, step, product);
+  multiply4x4(ws.matrix, step, product);
   if (!allFinite(product, 16)) {
-    reportError(failure);
+    reportError(ws, failure);
     return;
   }
-  for (int i = 0; i < 16; ++i) g_app.matrix[i] = product[i];
+  for (int i = 0; i < 16; ++i) ws.matrix[i] = product[i];
 }
 
-void identityWords(char**) { setIdentity(g_app.matrix); }
+void identityWords(Workspace& ws, char**) { setIdentity(ws.matrix); }
 
-void multiplyWords(char** words) {
+void multiplyWords(Workspace& ws, char** words) {
   float given[16];
   if (!readFloats(words, given, 16)) {
-    reportError("modelr: usage: modelr matrix multiply <n1> .. <n16>");
+    reportError(ws, "modelr: usage: modelr matrix multiply <n1> .. <n16>");
     return;
   }
-  multiplyScratch(given, "modelr: matrix multiply failed");
+  multiplyScratch(ws, given, "modelr: matrix multiply failed");
 }
 
 // Degrees about x, then y, then z: the matrix get matrix rotation gives.
-void rotateWords(char** words) {
+void rotateWords(Workspace& ws, char** words) {
   float angles[3];
   if (!readFloats(words, angles, 3)) {
-    reportError("modelr: usage: modelr matrix rotate <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr matrix rotate <x> <y> <z>");
     return;
   }
   float rotation[9], step[16];
   turnFromAngles(angles, rotation);
   rotation4x4(rotation, step);
-  multiplyScratch(step, "modelr: matrix rotate failed");
+  multiplyScratch(ws, step, "modelr: matrix rotate failed");
 }
 
-void scaleWords(char** words) {
+void scaleWords(Workspace& ws, char** words) {
   float factors[3];
   if (!readFloats(words, factors, 3)) {
-    reportError("modelr: usage: modelr matrix scale <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr matrix scale <x> <y> <z>");
     return;
   }
   float step[16];
@@ -67,27 +67,27 @@ void scaleWords(char** words) {
   step[0] = factors[0];
   step[5] = factors[1];
   step[10] = factors[2];
-  multiplyScratch(step, "modelr: matrix scale failed");
+  multiplyScratch(ws, step, "modelr: matrix scale failed");
 }
 
 // The selected points of the current model, or all of them when none is
 // selected.
-void applyWords(char**) {
-  Model* model = currentModel();
+void applyWords(Workspace& ws, char**) {
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    reportError("modelr: no model selected!");
+    reportError(ws, "modelr: no model selected!");
     return;
   }
   lastErrorClear();
-  if (applyMatrixToPoints(model, g_app.matrix) < 0) {
+  if (applyMatrixToPoints(model, ws.matrix) < 0) {
     const char* reason = lastErrorText();
-    reportErrorf("modelr: matrix apply failed: %s", reason ? reason : "");
+    reportErrorf(ws, "modelr: matrix apply failed: %s", reason ? reason : "");
   }
 }
 
-void resultWords(char**) {
-  const char* text = formatFloatList(g_app.matrix, 16);
-  if (text != nullptr) setResult(text);
+void resultWords(Workspace& ws, char**) {
+  const char* text = formatFloatList(resultText(ws), ws.matrix, 16);
+  if (text != nullptr) setResult(ws, text);
 }
 
 const SubCommand kMatrixWords[] = {
@@ -98,6 +98,6 @@ const SubCommand kMatrixWords[] = {
 
 }  // namespace
 
-void matrixCommand(char** words) {
-  runSubCommand(words, kMatrixWords, "attribute");
+void matrixCommand(Workspace& ws, char** words) {
+  runSubCommand(ws, words, kMatrixWords, "attribute");
 }

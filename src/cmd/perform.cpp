@@ -2,7 +2,7 @@
 // document.
 #include <cstring>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
@@ -13,21 +13,21 @@
 
 namespace {
 
-void performAutoNormalsWords(char** words) {
+void performAutoNormalsWords(Workspace& ws, char** words) {
   int32_t on = 0;
   const char* layer = nullptr;
   if (!parseBool(&on, words[1]) || !parseString(&layer, words[2])) {
-    reportError("modelr: usage: modelr perform autonormals <0|1> <layer_name>");
+    reportError(ws, "modelr: usage: modelr perform autonormals <0|1> <layer_name>");
     return;
   }
   lastErrorClear();
-  if (!setAutoNormals(currentModel(), layer, on != 0)) {
+  if (!setAutoNormals(currentModel(ws), layer, on != 0)) {
     const char* reason = lastErrorText();
-    if (reason != nullptr) reportError(reason);
+    if (reason != nullptr) reportError(ws, reason);
   }
 }
 
-void performConvertWords(char**) { convertToTriangles(currentModel()); }
+void performConvertWords(Workspace& ws, char**) { convertToTriangles(currentModel(ws)); }
 
 // The optional last word of the bake words: absent, "share", or a boolean.
 bool parseShareWord(const char* word, int32_t* share) {
@@ -40,32 +40,32 @@ bool parseShareWord(const char* word, int32_t* share) {
   return parseBool(share, word);
 }
 
-void performBakeWords(char** words) {
+void performBakeWords(Workspace& ws, char** words) {
   const char* layer = nullptr;
   int32_t share = 0;
   if (!parseString(&layer, words[1]) || !parseShareWord(words[2], &share)) {
-    reportError("modelr: usage: modelr perform bake <layer_name> ?share?");
+    reportError(ws, "modelr: usage: modelr perform bake <layer_name> ?share?");
     return;
   }
   lastErrorClear();
-  if (bakeMirror(currentModel(), layer, share != 0)) {
-    setResult("1");
+  if (bakeMirror(currentModel(ws), layer, share != 0)) {
+    setResult(ws, "1");
     return;
   }
-  setResult("0");
+  setResult(ws, "0");
   const char* reason = lastErrorText();
-  reportErrorf("modelr: bake mirror failed: %s",
+  reportErrorf(ws, "modelr: bake mirror failed: %s",
                reason != nullptr ? reason : layer);
 }
 
-void performBakeAllWords(char** words) {
+void performBakeAllWords(Workspace& ws, char** words) {
   int32_t share = 0;
   if (!parseShareWord(words[1], &share)) {
-    reportError("modelr: usage: modelr perform bakeall ?share?");
+    reportError(ws, "modelr: usage: modelr perform bakeall ?share?");
     return;
   }
-  bakeAllMirrors(currentModel(), share != 0);
-  setResult("1");
+  bakeAllMirrors(currentModel(ws), share != 0);
+  setResult(ws, "1");
 }
 
 const SubCommand kPerformWords[] = {
@@ -78,10 +78,10 @@ const SubCommand kPerformWords[] = {
 }  // namespace
 
 // Like add and delete, refuses before reading a word without a model.
-void performCommand(char** words) {
-  if (currentModel() == nullptr) {
-    reportError("modelr: no model selected!");
+void performCommand(Workspace& ws, char** words) {
+  if (currentModel(ws) == nullptr) {
+    reportError(ws, "modelr: no model selected!");
     return;
   }
-  runSubCommand(words, kPerformWords, "command");
+  runSubCommand(ws, words, kPerformWords, "command");
 }

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
@@ -24,47 +24,47 @@ bool jointAndTriple(char** words, const char** name, float xyz[3]) {
          parseFloat(&xyz[1], words[3]) && parseFloat(&xyz[2], words[4]);
 }
 
-Joint* currentJoint(const char* name) {
-  Model* model = currentModel();
+Joint* currentJoint(Workspace& ws, const char* name) {
+  Model* model = currentModel(ws);
   return model != nullptr ? findJoint(model, name) : nullptr;
 }
 
-void poseMove(char** words) {
+void poseMove(Workspace& ws, char** words) {
   const char* name = nullptr;
   float xyz[3];
   if (!jointAndTriple(words, &name, xyz)) {
-    setResult("modelr: usage: modelr pose move <jointname> <x> <y> <z>");
+    setResult(ws, "modelr: usage: modelr pose move <jointname> <x> <y> <z>");
     return;
   }
-  Joint* joint = currentJoint(name);
+  Joint* joint = currentJoint(ws, name);
   if (joint == nullptr) return;
   for (int i = 0; i < 3; ++i) joint->poseTranslation[i] += xyz[i];
 }
 
 // Angles in degrees, turned about x, then y, then z; the new turn comes
 // after the present one, about the parent's axes: R * current.
-void poseRotate(char** words) {
+void poseRotate(Workspace& ws, char** words) {
   const char* name = nullptr;
   float angles[3];
   if (!jointAndTriple(words, &name, angles)) {
-    setResult("modelr: usage: modelr pose rotate <jointname> <x> <y> <z>");
+    setResult(ws, "modelr: usage: modelr pose rotate <jointname> <x> <y> <z>");
     return;
   }
-  Joint* joint = currentJoint(name);
+  Joint* joint = currentJoint(ws, name);
   if (joint == nullptr) return;
   float turn[9];
   rotationFromAngles(angles, turn);
   multiply3x3(turn, joint->poseRotation, joint->poseRotation);
 }
 
-void poseScale(char** words) {
+void poseScale(Workspace& ws, char** words) {
   const char* name = nullptr;
   float xyz[3];
   if (!jointAndTriple(words, &name, xyz)) {
-    setResult("modelr: usage: modelr pose scale <jointname> <x> <y> <z>");
+    setResult(ws, "modelr: usage: modelr pose scale <jointname> <x> <y> <z>");
     return;
   }
-  Joint* joint = currentJoint(name);
+  Joint* joint = currentJoint(ws, name);
   if (joint == nullptr) return;
   for (int i = 0; i < 3; ++i) joint->poseScale[i] *= xyz[i];
 }
@@ -76,16 +76,16 @@ bool jointAndPoint(char** words, const char** name, int32_t* point) {
          *point >= 1;
 }
 
-void poseMorph(char** words) {
+void poseMorph(Workspace& ws, char** words) {
   const char* name = nullptr;
   int32_t point = 0;
   float xyz[3];
   if (!jointAndPoint(words, &name, &point) || !parseFloat(&xyz[0], words[3]) ||
       !parseFloat(&xyz[1], words[4]) || !parseFloat(&xyz[2], words[5])) {
-    setResult("modelr: usage: modelr pose morph <jointname> <n> <x> <y> <z>");
+    setResult(ws, "modelr: usage: modelr pose morph <jointname> <n> <x> <y> <z>");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) return;
   // An unknown joint is no error here; its LastError is dropped.
   setMorph(model, name, point, xyz[0], xyz[1], xyz[2]);
@@ -93,14 +93,14 @@ void poseMorph(char** words) {
 
 // Zeroes an existing offset; a point without one gets no entry, so that
 // demorphing does not add lines of zeros to saved poses.
-void poseDemorph(char** words) {
+void poseDemorph(Workspace& ws, char** words) {
   const char* name = nullptr;
   int32_t point = 0;
   if (!jointAndPoint(words, &name, &point)) {
-    setResult("modelr: usage: modelr pose demorph <jointname> <n>");
+    setResult(ws, "modelr: usage: modelr pose demorph <jointname> <n>");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) return;
   KeyedTable* morphs = nullptr;
   if (std::strcmp(name, kWorld) == 0) {
@@ -113,7 +113,7 @@ void poseDemorph(char** words) {
   morph->dx = morph->dy = morph->dz = 0.0f;
 }
 
-void poseReset(char** words) {
+void poseReset(Workspace& ws, char** words) {
   const char* name = nullptr;
   const char* what = nullptr;
   const bool parsed = parseString(&name, words[1]) && parseString(&what, words[2]);
@@ -122,10 +122,10 @@ void poseReset(char** words) {
                                 std::strcmp(what, "rotate") == 0 ||
                                 std::strcmp(what, "morph") == 0);
   if (!known) {
-    setResult("modelr: usage: modelr pose reset <jointname> <move|scale|rotate>");
+    setResult(ws, "modelr: usage: modelr pose reset <jointname> <move|scale|rotate>");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) return;
   const bool morph = std::strcmp(what, "morph") == 0;
   if (morph && std::strcmp(name, kWorld) == 0) {
@@ -160,39 +160,39 @@ bool fileNameFrom(char** words, std::string* name) {
 
 // Save and load answer "1" or "0"; a failure also sends its reason to the
 // error procedure.
-void answer(bool ok) {
-  setResult(ok ? "1" : "0");
-  if (!ok && lastErrorText() != nullptr) reportError(lastErrorText());
+void answer(Workspace& ws, bool ok) {
+  setResult(ws, ok ? "1" : "0");
+  if (!ok && lastErrorText() != nullptr) reportError(ws, lastErrorText());
 }
 
-void poseSave(char** words) {
+void poseSave(Workspace& ws, char** words) {
   const char* which = nullptr;
   std::string file;
   if (!parseString(&which, words[1]) || !fileNameFrom(words + 2, &file)) {
-    setResult("modelr: usage: modelr pose save <all|selected> <filename>");
+    setResult(ws, "modelr: usage: modelr pose save <all|selected> <filename>");
     return;
   }
-  const Model* model = currentModel();
+  const Model* model = currentModel(ws);
   if (model == nullptr) {
-    setResult("0");
+    setResult(ws, "0");
     return;
   }
   lastErrorClear();
-  answer(writePoseFile(model, file.c_str(), std::strcmp(which, "selected") == 0));
+  answer(ws, writePoseFile(model, file.c_str(), std::strcmp(which, "selected") == 0));
 }
 
-void poseLoad(char** words) {
+void poseLoad(Workspace& ws, char** words) {
   std::string file;
   if (!fileNameFrom(words + 1, &file)) {
-    setResult("modelr: usage: modelr pose load <filename>");
+    setResult(ws, "modelr: usage: modelr pose load <filename>");
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    setResult("0");
+    setResult(ws, "0");
     return;
   }
-  answer(readPoseFile(model, file.c_str()));
+  answer(ws, readPoseFile(model, file.c_str()));
 }
 
 const SubCommand kPoseWords[] = {
@@ -203,4 +203,4 @@ const SubCommand kPoseWords[] = {
 
 }  // namespace
 
-void poseCommand(char** words) { runSubCommand(words, kPoseWords, "attribute"); }
+void poseCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kPoseWords, "attribute"); }

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
 #include "cmd/host.h"
@@ -23,32 +23,32 @@ using namespace query;
 
 // --- get: the document ----------------------------------------------------
 
-void getCentre(char**) {
-  const Model* model = currentModel();
+void getCentre(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
   if (model == nullptr) return;
   float centre[3];
   for (int i = 0; i < 3; ++i) {
     centre[i] = model->boundsMin[i] +
                 (model->boundsMax[i] - model->boundsMin[i]) * 0.5f;
   }
-  setFloats(centre, 3);
+  setFloats(ws, centre, 3);
 }
 
 // get children [(selected)]: child ids.
-void getChildren(char** words) {
+void getChildren(Workspace& ws, char** words) {
   bool onlySelected = words[1] != nullptr;
   if (onlySelected && std::strcmp(words[1], kSelected) != 0) {
-    reportError("modelr: usage: modelr get children");
+    reportError(ws, "modelr: usage: modelr get children");
     return;
   }
-  const Model* model = currentModel();
+  const Model* model = currentModel(ws);
   IdList ids;
   if (model != nullptr) collectChildren(model, onlySelected, &ids);
-  setIdsOrUnknown(ids);
+  setIdsOrUnknown(ws, ids);
 }
 
-void getCollides(char**) {
-  const Model* model = currentModel();
+void getCollides(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
   IdList ids;
   if (model != nullptr) {
     for (int32_t s = tableNextSlot(&model->collides, -1); s >= 0;
@@ -56,7 +56,7 @@ void getCollides(char**) {
       ids.push(tableAt<CollideObject>(&model->collides, s)->id);
     }
   }
-  setIdsOrUnknown(ids);
+  setIdsOrUnknown(ws, ids);
 }
 
 // The colour, normal or surface table a <layername> names; null when the
@@ -71,92 +71,92 @@ const KeyedTable* entryTable(Model* model, const char* layerName,
 
 // Reads <layername> <n> and finds that entry; null when the words are bad
 // (usage reported) or there is no such entry.
-const void* findEntry(char** words, const char* usage,
+const void* findEntry(Workspace& ws, char** words, const char* usage,
                       KeyedTable Model::*global, KeyedTable Layer::*perLayer) {
   const char* layerName = nullptr;
   int32_t number = 0;
   if (!parseString(&layerName, words[1]) || !parseInt(&number, words[2])) {
-    reportError(usage);
+    reportError(ws, usage);
     return nullptr;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) return nullptr;
   const KeyedTable* table = entryTable(model, layerName, global, perLayer);
   return table ? tableFind(table, number) : nullptr;
 }
 
-void getColor(char** words) {
+void getColor(Workspace& ws, char** words) {
   const Colour* c = static_cast<const Colour*>(
-      findEntry(words, "modelr: usage: modelr get color <layername> <n>",
+      findEntry(ws, words, "modelr: usage: modelr get color <layername> <n>",
                 &Model::colours, &Layer::colours));
   if (c == nullptr) return;
   float rgba[4] = {c->r, c->g, c->b, c->a};
-  setFloats(rgba, 4);
+  setFloats(ws, rgba, 4);
 }
 
-void setVector(const void* entry) {
+void setVector(Workspace& ws, const void* entry) {
   const VectorEntry* v = static_cast<const VectorEntry*>(entry);
   if (v == nullptr) return;
   float xyz[3] = {v->x, v->y, v->z};
-  setFloats(xyz, 3);
+  setFloats(ws, xyz, 3);
 }
 
-void getNormal(char** words) {
-  setVector(findEntry(words, "modelr: usage: modelr get normal <layername> <n>",
+void getNormal(Workspace& ws, char** words) {
+  setVector(ws, findEntry(ws, words, "modelr: usage: modelr get normal <layername> <n>",
                       &Model::normals, &Layer::normals));
 }
-void getSurface(char** words) {
-  setVector(findEntry(words, "modelr: usage: modelr get surface <layername> <n>",
+void getSurface(Workspace& ws, char** words) {
+  setVector(ws, findEntry(ws, words, "modelr: usage: modelr get surface <layername> <n>",
                       &Model::surface, &Layer::surface));
 }
 
-void getHighest(char**) {
-  const Model* model = currentModel();
-  if (model != nullptr) setInt(highestPointNumber(model));
+void getHighest(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
+  if (model != nullptr) setInt(ws, highestPointNumber(model));
 }
 
 // get joint <name>: position, colour r g b, pose translation; each triple
 // as the float formatter writes it (ending in a space), joined by spaces.
-void getJoint(char** words) {
+void getJoint(Workspace& ws, char** words) {
   const char* name = nullptr;
   if (!parseString(&name, words[1])) {
-    reportError("modelr: usage: modelr get joint <name>");
+    reportError(ws, "modelr: usage: modelr get joint <name>");
     return;
   }
-  const Model* model = currentModel();
+  const Model* model = currentModel(ws);
   const Joint* joint = model ? findJoint(model, name) : nullptr;
   if (joint == nullptr) return;
   const float* triples[3] = {joint->position, joint->colour,
                              joint->poseTranslation};
   char parts[3][256];
   for (int i = 0; i < 3; ++i) {
-    const char* text = formatFloatList(triples[i], 3);
+    const char* text = formatFloatList(resultText(ws), triples[i], 3);
     if (text == nullptr) return;
     std::snprintf(parts[i], sizeof parts[i], "%s", text);
   }
   char text[800];
   std::snprintf(text, sizeof text, "%s %s %s", parts[0], parts[1], parts[2]);
-  setResult(text);
+  setResult(ws, text);
 }
 
 // get joints: "name parent" pairs in slot order, parent "world" for a root.
-void getJoints(char**) {
-  const Model* model = currentModel();
+void getJoints(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
   if (model == nullptr) return;
-  textStart();
+  textStart(ws);
   for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
        s = tableNextSlot(&model->joints, s)) {
     const Joint* joint = tableAt<Joint>(&model->joints, s);
-    textAdd(joint->name);
-    textAdd(joint->parent[0] ? joint->parent : "world");
+    textAdd(ws, joint->name);
+    textAdd(ws, joint->parent[0] ? joint->parent : "world");
   }
-  textSet();
+  textSet(ws);
 }
 
 // lines, triangles [<layername>]: ids, "unknown" if none.
 template <class T>
-void getPolygonIds(char** words, KeyedTable Layer::*member) {
-  const Model* model = currentModel();
+void getPolygonIds(Workspace& ws, char** words, KeyedTable Layer::*member) {
+  const Model* model = currentModel(ws);
   IdList ids;
   if (model != nullptr) {
     Scope scope = readScope(model, words[1]);
@@ -164,111 +164,111 @@ void getPolygonIds(char** words, KeyedTable Layer::*member) {
       collectPolygons<T>(model, scope, member, &ids);
     }
   }
-  setIdsOrUnknown(ids);
+  setIdsOrUnknown(ws, ids);
 }
 
-void getLines(char** words) { getPolygonIds<Line>(words, &Layer::lines); }
-void getTriangles(char** words) {
-  getPolygonIds<Triangle>(words, &Layer::triangles);
+void getLines(Workspace& ws, char** words) { getPolygonIds<Line>(ws, words, &Layer::lines); }
+void getTriangles(Workspace& ws, char** words) {
+  getPolygonIds<Triangle>(ws, words, &Layer::triangles);
 }
 
 // numlines, numtris [<layername>]: a count; empty for a missing layer.
 template <class T>
-void getPolygonCount(char** words, KeyedTable Layer::*member) {
-  const Model* model = currentModel();
+void getPolygonCount(Workspace& ws, char** words, KeyedTable Layer::*member) {
+  const Model* model = currentModel(ws);
   if (model == nullptr) return;
   Scope scope = readScope(model, words[1]);
   if (scope.kind == kScopeMissing) return;
   IdList ids;
   collectPolygons<T>(model, scope, member, &ids);
-  if (!ids.failed) setInt(ids.count);
+  if (!ids.failed) setInt(ws, ids.count);
 }
 
-void getNumLines(char** words) {
-  getPolygonCount<Line>(words, &Layer::lines);
+void getNumLines(Workspace& ws, char** words) {
+  getPolygonCount<Line>(ws, words, &Layer::lines);
 }
-void getNumTris(char** words) {
-  getPolygonCount<Triangle>(words, &Layer::triangles);
-}
-
-void getName(char**) {
-  Model* model = currentModel();
-  setResult(model ? model->name : "unknown");
+void getNumTris(Workspace& ws, char** words) {
+  getPolygonCount<Triangle>(ws, words, &Layer::triangles);
 }
 
-void getNumCollides(char**) {
-  const Model* model = currentModel();
-  if (model != nullptr) setInt(tableCount(&model->collides));
+void getName(Workspace& ws, char**) {
+  Model* model = currentModel(ws);
+  setResult(ws, model ? model->name : "unknown");
 }
 
-void getNumJoints(char**) {
-  const Model* model = currentModel();
-  if (model != nullptr) setInt(tableCount(&model->joints));
+void getNumCollides(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
+  if (model != nullptr) setInt(ws, tableCount(&model->collides));
 }
 
-void getNumPoints(char** words) {
-  const Model* model = currentModel();
+void getNumJoints(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
+  if (model != nullptr) setInt(ws, tableCount(&model->joints));
+}
+
+void getNumPoints(Workspace& ws, char** words) {
+  const Model* model = currentModel(ws);
   if (model == nullptr) return;
   Scope scope = readScope(model, words[1]);
   if (scope.kind == kScopeMissing) return;
   if (scope.kind == kScopeAll) {
-    setInt(tableCount(&model->points));
+    setInt(ws, tableCount(&model->points));
     return;
   }
   IdList ids;
   collectPoints(model, scope, &ids);
-  if (!ids.failed) setInt(ids.count);
+  if (!ids.failed) setInt(ws, ids.count);
 }
 
 // numkids [(selected)]: children are not in layers, so any other word
 // names nothing and answers nothing.
-void getNumKids(char** words) {
-  const Model* model = currentModel();
+void getNumKids(Workspace& ws, char** words) {
+  const Model* model = currentModel(ws);
   if (model == nullptr) return;
   bool onlySelected = words[1] != nullptr;
   if (onlySelected && std::strcmp(words[1], kSelected) != 0) return;
   IdList ids;
   collectChildren(model, onlySelected, &ids);
-  if (!ids.failed) setInt(ids.count);
+  if (!ids.failed) setInt(ws, ids.count);
 }
 
 // get point <n> [exclusive]. Picking resolves nothing beyond the point's
 // own position yet, so both forms answer the same.
-void getPoint(char** words) {
+void getPoint(Workspace& ws, char** words) {
   int32_t number = 0;
   if (!parseInt(&number, words[1])) {
     // The optional word stays out: the error procedure's line is evaluated,
     // and "[exclusive]" would run as a command.
-    reportError("modelr: usage: modelr get point <n>");
+    reportError(ws, "modelr: usage: modelr get point <n>");
     return;
   }
-  const Model* model = currentModel();
+  const Model* model = currentModel(ws);
   const Point* point = model ? findPoint(model, number) : nullptr;
   if (point == nullptr) {
-    setUnknown();
+    setUnknown(ws);
     return;
   }
   float xyz[3] = {point->x, point->y, point->z};
-  setFloats(xyz, 3);
+  setFloats(ws, xyz, 3);
 }
 
-void getPoints(char** words) {
-  const Model* model = currentModel();
+void getPoints(Workspace& ws, char** words) {
+  const Model* model = currentModel(ws);
   IdList ids;
   if (model != nullptr) {
     Scope scope = readScope(model, words[1]);
     if (scope.kind != kScopeMissing) collectPoints(model, scope, &ids);
   }
-  setIdsOrUnknown(ids);
+  setIdsOrUnknown(ws, ids);
 }
 
 // The volume of the model's bounding box.
-void getVolume(char**) {
-  const Model* model = currentModel();
+void getVolume(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
   if (model == nullptr) return;
   float volume = 1.0f;
   for (int i = 0; i < 3; ++i) volume *= model->boundsMax[i] - model->boundsMin[i];
-  setFloat(volume);
+  setFloat(ws, volume);
 }
 
 const SubCommand kGetWords[] = {
@@ -321,8 +321,8 @@ bool visitModel(Model* model, Visit& visit) {
 }
 
 template <class Visit>
-void visitModels(Visit visit) {
-  const KeyedTable* models = &g_app.registry.models;
+void visitModels(Workspace& ws, Visit visit) {
+  const KeyedTable* models = &ws.registry.models;
   for (int32_t s = tableNextSlot(models, -1); s >= 0;
        s = tableNextSlot(models, s)) {
     Model* model = tableAt<RegistryEntry>(models, s)->model;
@@ -333,19 +333,19 @@ void visitModels(Visit visit) {
 // find images <id>: "layer number file" for every image of the model with
 // that id, layers and images in slot order; "(none)" for an image without
 // a main texture file.
-void findImages(char** words) {
+void findImages(Workspace& ws, char** words) {
   int32_t id = 0;
   if (!parseInt(&id, words[1])) {
-    reportError("modelr: usage: modelr find images <id>");
+    reportError(ws, "modelr: usage: modelr find images <id>");
     return;
   }
   Model* found = nullptr;
-  visitModels([&](Model* model) {
+  visitModels(ws, [&](Model* model) {
     if (model->id == id) found = model;
     return found != nullptr;
   });
   if (found == nullptr) return;
-  textStart();
+  textStart(ws);
   for (int32_t l = tableNextSlot(&found->layers, -1); l >= 0;
        l = tableNextSlot(&found->layers, l)) {
     const Layer* layer = tableAt<Layer>(&found->layers, l);
@@ -355,43 +355,43 @@ void findImages(char** words) {
       char number[16];
       std::snprintf(number, sizeof number, "%d",
                     tableIntKeyAt(&layer->images, s));
-      textAdd(layer->name);
-      textAdd(number);
-      textAdd(image->main.file[0] ? image->main.file : "(none)");
+      textAdd(ws, layer->name);
+      textAdd(ws, number);
+      textAdd(ws, image->main.file[0] ? image->main.file : "(none)");
     }
   }
-  textSet();
+  textSet(ws);
 }
 
 // find point <x> <y> <z>: the number of the first point there, 0 if none.
-void findPointCommand(char** words) {
+void findPointCommand(Workspace& ws, char** words) {
   float x = 0, y = 0, z = 0;
   if (!parseFloat(&x, words[1]) || !parseFloat(&y, words[2]) ||
       !parseFloat(&z, words[3])) {
-    reportError("modelr: usage: modelr add point <n> <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr add point <n> <x> <y> <z>");
     return;
   }
-  const Model* model = currentModel();
-  if (model != nullptr) setInt(findPointAt(model, x, y, z));
+  const Model* model = currentModel(ws);
+  if (model != nullptr) setInt(ws, findPointAt(model, x, y, z));
 }
 
 // find model <name>: the id of the first model of that name.
-void findModel(char** words) {
+void findModel(Workspace& ws, char** words) {
   const char* name = nullptr;
   if (!parseString(&name, words[1])) {
-    reportError("modelr: usage: modelr find model <name>");
+    reportError(ws, "modelr: usage: modelr find model <name>");
     return;
   }
   const Model* found = nullptr;
-  visitModels([&](Model* model) {
+  visitModels(ws, [&](Model* model) {
     if (std::strcmp(model->name, name) == 0) found = model;
     return found != nullptr;
   });
   if (found == nullptr) {
-    setUnknown();
+    setUnknown(ws);
     return;
   }
-  setInt(found->id);
+  setInt(ws, found->id);
 }
 
 const SubCommand kFindWords[] = {
@@ -402,6 +402,6 @@ const SubCommand kFindWords[] = {
 
 }  // namespace
 
-void getCommand(char** words) { runSubCommand(words, kGetWords, "attribute"); }
+void getCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kGetWords, "attribute"); }
 
-void findCommand(char** words) { runSubCommand(words, kFindWords, "command"); }
+void findCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kFindWords, "command"); }

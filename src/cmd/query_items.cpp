@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/host.h"
 #include "cmd/query_support.h"
 #include "cmd/values.h"
@@ -21,73 +21,73 @@ namespace query {
 
 struct ChildQuery {
   const char* what;
-  void (*answer)(const Child& child);
+  void (*answer)(Workspace& ws, const Child& child);
 };
 
 const ChildQuery kChildQueries[] = {
-    {"position", [](const Child& c) { setFloats(c.position, 3); }},
-    {"scale", [](const Child& c) { setFloats(c.scale, 3); }},
-    {"rotation", [](const Child& c) { setFloats(c.rotation, 9); }},
-    {"name", [](const Child& c) { setResult(c.name); }},
-    {"joint", [](const Child& c) { setResult(c.joint[0] ? c.joint : "(none)"); }},
-    {"weight", [](const Child& c) { setFloat(c.jointWeight); }},
+    {"position", [](Workspace& ws, const Child& c) { setFloats(ws, c.position, 3); }},
+    {"scale", [](Workspace& ws, const Child& c) { setFloats(ws, c.scale, 3); }},
+    {"rotation", [](Workspace& ws, const Child& c) { setFloats(ws, c.rotation, 9); }},
+    {"name", [](Workspace& ws, const Child& c) { setResult(ws, c.name); }},
+    {"joint", [](Workspace& ws, const Child& c) { setResult(ws, c.joint[0] ? c.joint : "(none)"); }},
+    {"weight", [](Workspace& ws, const Child& c) { setFloat(ws, c.jointWeight); }},
     // The loaded model's id: what "delete child" and "find images" take.
-    {"model", [](const Child& c) { if (c.model) setInt(c.model->id); }},
+    {"model", [](Workspace& ws, const Child& c) { if (c.model) setInt(ws, c.model->id); }},
 };
 
 // get child <what> <id>, by child id.
-void getChild(char** words) {
+void getChild(Workspace& ws, char** words) {
   const char* what = nullptr;
   int32_t id = 0;
   if (!parseString(&what, words[1]) || !parseInt(&id, words[2])) {
-    reportError("modelr: usage: modelr get child <what> <id>");
+    reportError(ws, "modelr: usage: modelr get child <what> <id>");
     return;
   }
   for (const ChildQuery& query : kChildQueries) {
     if (std::strcmp(what, query.what) != 0) continue;
-    Model* model = currentModel();
+    Model* model = currentModel(ws);
     const Child* child = model ? childById(model, id) : nullptr;
-    if (child != nullptr) query.answer(*child);
+    if (child != nullptr) query.answer(ws, *child);
     return;
   }
-  reportError("modelr: usage: modelr get child <what> <id>");
+  reportError(ws, "modelr: usage: modelr get child <what> <id>");
 }
 
 struct CollideQuery {
   const char* what;
-  void (*answer)(const CollideObject& collide);
+  void (*answer)(Workspace& ws, const CollideObject& collide);
 };
 
 const CollideQuery kCollideQueries[] = {
-    {"position", [](const CollideObject& c) { setFloats(c.position, 3); }},
-    {"size", [](const CollideObject& c) { setFloats(c.size, 3); }},
-    {"rotation", [](const CollideObject& c) { setFloats(c.rotation, 9); }},
-    {"name", [](const CollideObject& c) { setResult(c.name); }},
-    {"shape", [](const CollideObject& c) {
-       setResult(collideShapeName(currentModel(), c.id));
+    {"position", [](Workspace& ws, const CollideObject& c) { setFloats(ws, c.position, 3); }},
+    {"size", [](Workspace& ws, const CollideObject& c) { setFloats(ws, c.size, 3); }},
+    {"rotation", [](Workspace& ws, const CollideObject& c) { setFloats(ws, c.rotation, 9); }},
+    {"name", [](Workspace& ws, const CollideObject& c) { setResult(ws, c.name); }},
+    {"shape", [](Workspace& ws, const CollideObject& c) {
+       setResult(ws, collideShapeName(currentModel(ws), c.id));
      }},
-    {"weight", [](const CollideObject& c) { setFloat(c.weight); }},
-    {"friction", [](const CollideObject& c) { setFloat(c.friction); }},
-    {"bounce", [](const CollideObject& c) { setFloat(c.bounce); }},
-    {"dynamic", [](const CollideObject& c) { setInt(c.dynamic); }},
+    {"weight", [](Workspace& ws, const CollideObject& c) { setFloat(ws, c.weight); }},
+    {"friction", [](Workspace& ws, const CollideObject& c) { setFloat(ws, c.friction); }},
+    {"bounce", [](Workspace& ws, const CollideObject& c) { setFloat(ws, c.bounce); }},
+    {"dynamic", [](Workspace& ws, const CollideObject& c) { setInt(ws, c.dynamic); }},
 };
 
 // get collide <what> <id>
-void getCollide(char** words) {
+void getCollide(Workspace& ws, char** words) {
   const char* what = nullptr;
   int32_t id = 0;
   if (!parseString(&what, words[1]) || !parseInt(&id, words[2])) {
-    reportError("modelr: usage: modelr get collide <what> <id>");
+    reportError(ws, "modelr: usage: modelr get collide <what> <id>");
     return;
   }
   for (const CollideQuery& query : kCollideQueries) {
     if (std::strcmp(what, query.what) != 0) continue;
-    Model* model = currentModel();
+    Model* model = currentModel(ws);
     const CollideObject* collide = model ? collideById(model, id) : nullptr;
-    if (collide != nullptr) query.answer(*collide);
+    if (collide != nullptr) query.answer(ws, *collide);
     return;
   }
-  reportError("modelr: usage: modelr get collide <what> <id>");
+  reportError(ws, "modelr: usage: modelr get collide <what> <id>");
 }
 
 static const char* axisName(int32_t code) {
@@ -97,50 +97,50 @@ static const char* axisName(int32_t code) {
 
 struct LayerQuery {
   const char* what;
-  void (*answer)(Model* model, Layer* layer);
+  void (*answer)(Workspace& ws, Model* model, Layer* layer);
 };
 
 const LayerQuery kLayerQueries[] = {
     // The three numbers of the layer line: 127 127 127 for a layer made on
     // the fly by add triangle or add line.
-    {"color", [](Model*, Layer* l) { setFloats(l->origin, 3); }},
-    {"transparency", [](Model*, Layer* l) { setFloat(1.0f - l->opacity); }},
+    {"color", [](Workspace& ws, Model*, Layer* l) { setFloats(ws, l->origin, 3); }},
+    {"transparency", [](Workspace& ws, Model*, Layer* l) { setFloat(ws, 1.0f - l->opacity); }},
     // 1 or 2, as "set layer sides" takes it.
-    {"sides", [](Model*, Layer* l) { setInt(l->singleSided ? 1 : 2); }},
-    {"mirror", [](Model*, Layer* l) {
-       setResult(l->mirror ? axisName(l->mirrorAxis) : "none");
+    {"sides", [](Workspace& ws, Model*, Layer* l) { setInt(ws, l->singleSided ? 1 : 2); }},
+    {"mirror", [](Workspace& ws, Model*, Layer* l) {
+       setResult(ws, l->mirror ? axisName(l->mirrorAxis) : "none");
      }},
-    {"images", [](Model*, Layer* l) {
+    {"images", [](Workspace& ws, Model*, Layer* l) {
        IdList numbers;
        for (int32_t s = tableNextSlot(&l->images, -1); s >= 0;
             s = tableNextSlot(&l->images, s)) {
          numbers.push(tableIntKeyAt(&l->images, s));
        }
-       setIds(numbers);
+       setIds(ws, numbers);
      }},
-    {"bounds", [](Model* m, Layer* l) {
+    {"bounds", [](Workspace& ws, Model* m, Layer* l) {
        flushDerived(m);
-       setFloats(l->bounds, 6);
+       setFloats(ws, l->bounds, 6);
      }},
 };
 
 // get layer names | get layer <what> <name> | get layer uvee <name> <n> <pt>
-void getLayer(char** words) {
+void getLayer(Workspace& ws, char** words) {
   const char* usage = "modelr: usage: modelr get layer <what> <name>";
   const char* what = nullptr;
   if (!parseString(&what, words[1])) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (std::strcmp(what, "names") == 0) {
     if (model == nullptr) return;
-    textStart();
+    textStart(ws);
     for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
          s = tableNextSlot(&model->layers, s)) {
-      textAdd(tableAt<Layer>(&model->layers, s)->name);
+      textAdd(ws, tableAt<Layer>(&model->layers, s)->name);
     }
-    textSet();
+    textSet(ws);
     return;
   }
   const char* name = nullptr;
@@ -148,7 +148,7 @@ void getLayer(char** words) {
     int32_t image = 0, point = 0;
     if (!parseString(&name, words[2]) || !parseInt(&image, words[3]) ||
         !parseInt(&point, words[4])) {
-      reportError("modelr: usage: modelr get layer uvee <name> <n> <pt>");
+      reportError(ws, "modelr: usage: modelr get layer uvee <name> <n> <pt>");
       return;
     }
     Layer* layer = model ? findLayer(model, name) : nullptr;
@@ -158,7 +158,7 @@ void getLayer(char** words) {
     const Uvee* uvee = found ? tableFindT<Uvee>(&found->uvees, point) : nullptr;
     if (uvee != nullptr) {
       float uv[2] = {uvee->u, uvee->v};
-      setFloats(uv, 2);
+      setFloats(ws, uv, 2);
     }
     return;
   }
@@ -166,68 +166,68 @@ void getLayer(char** words) {
     if (std::strcmp(what, query.what) != 0) continue;
     if (!parseString(&name, words[2])) break;
     Layer* layer = model ? findLayer(model, name) : nullptr;
-    if (layer != nullptr) query.answer(model, layer);
+    if (layer != nullptr) query.answer(ws, model, layer);
     return;
   }
-  reportError(usage);
+  reportError(ws, usage);
 }
 
 // --- Matrices ------------------------------------------------------------
 
 // Rows of a column-order matrix.
-static void setTransposed(const float* columnOrder) {
+static void setTransposed(Workspace& ws, const float* columnOrder) {
   float rows[16];
   for (int r = 0; r < 4; ++r) {
     for (int c = 0; c < 4; ++c) rows[r * 4 + c] = columnOrder[c * 4 + r];
   }
-  setFloats(rows, 16);
+  setFloats(ws, rows, 16);
 }
 
 // Identity turned by x, then y, then z degrees, as the camera turns its
 // matrices (quarter turns exact, so no "-0.000000" residue shows).
-static void setRotationMatrix(float x, float y, float z) {
+static void setRotationMatrix(Workspace& ws, float x, float y, float z) {
   float m[16];
   matrixIdentity(m);
   matrixRotate(m, x, y, z);
-  setTransposed(m);
+  setTransposed(ws, m);
 }
 
 // get matrix view|projection|rotation <x> <y> <z>: 16 floats, row order.
-void getMatrix(char** words) {
+void getMatrix(Workspace& ws, char** words) {
   const char* type = nullptr;
   if (!parseString(&type, words[1])) {
-    reportError("modelr: usage: modelr get matrix <type>");
+    reportError(ws, "modelr: usage: modelr get matrix <type>");
     return;
   }
   if (std::strcmp(type, "view") == 0) {
-    setTransposed(g_app.view.modelView);
+    setTransposed(ws, ws.view.camera.modelView);
   } else if (std::strcmp(type, "projection") == 0) {
-    setTransposed(g_app.view.projection);
+    setTransposed(ws, ws.view.camera.projection);
   } else if (std::strcmp(type, "rotation") == 0) {
     float x = 0, y = 0, z = 0;
     if (!parseFloat(&x, words[2]) || !parseFloat(&y, words[3]) ||
         !parseFloat(&z, words[4])) {
-      reportError("modelr: usage: modelr get matrix <type>");
+      reportError(ws, "modelr: usage: modelr get matrix <type>");
       return;
     }
-    setRotationMatrix(x, y, z);
+    setRotationMatrix(ws, x, y, z);
   } else {
-    reportErrorf("modelr: unknown matrix type: %s", type);
+    reportErrorf(ws, "modelr: unknown matrix type: %s", type);
   }
 }
 
 // --- The view ------------------------------------------------------------
 
-void getCursor(char**) { setFloats(g_app.view.cursor, 3); }
+void getCursor(Workspace& ws, char**) { setFloats(ws, ws.view.camera.cursor, 3); }
 
-void getPan(char**) {
-  float pan[2] = {g_app.view.panX, g_app.view.panY};
-  setFloats(pan, 2);
+void getPan(Workspace& ws, char**) {
+  float pan[2] = {ws.view.camera.panX, ws.view.camera.panY};
+  setFloats(ws, pan, 2);
 }
 
-void getPointer(char**) {
-  int32_t pointer[2] = {g_app.view.pointerX, g_app.view.pointerY};
-  setInts(pointer, 2);
+void getPointer(Workspace& ws, char**) {
+  int32_t pointer[2] = {ws.view.camera.pointerX, ws.view.camera.pointerY};
+  setInts(ws, pointer, 2);
 }
 
 static int32_t polygonCount(const Model* model) {
@@ -240,19 +240,19 @@ static int32_t polygonCount(const Model* model) {
 }
 
 // Four counters of the last frame and the model's polygon count.
-void getStats(char**) {
-  const Model* model = currentModel();
+void getStats(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
   int32_t stats[5];
-  std::memcpy(stats, g_app.view.stats, sizeof g_app.view.stats);
+  std::memcpy(stats, ws.view.camera.stats, sizeof ws.view.camera.stats);
   stats[4] = model ? polygonCount(model) : 0;
-  setInts(stats, 5);
+  setInts(ws, stats, 5);
 }
 
-void getZoom(char**) { setFloat(g_app.view.zoom); }
+void getZoom(Workspace& ws, char**) { setFloat(ws, ws.view.camera.zoom); }
 
-void getHostname(char**) {
+void getHostname(Workspace& ws, char**) {
   char name[256] = {0};
-  if (gethostname(name, sizeof name - 1) == 0) setResult(name);
+  if (gethostname(name, sizeof name - 1) == 0) setResult(ws, name);
 }
 
 }  // namespace query

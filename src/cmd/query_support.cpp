@@ -10,15 +10,15 @@
 
 namespace query {
 
-void setInts(const int32_t* values, int count) {
-  setResult(formatIntList(values, count));
+void setInts(Workspace& ws, const int32_t* values, int count) {
+  setResult(ws, formatIntList(resultText(ws), values, count));
 }
-void setInt(int32_t value) { setInts(&value, 1); }
-void setFloats(const float* values, int count) {
-  setResult(formatFloatList(values, count));
+void setInt(Workspace& ws, int32_t value) { setInts(ws, &value, 1); }
+void setFloats(Workspace& ws, const float* values, int count) {
+  setResult(ws, formatFloatList(resultText(ws), values, count));
 }
-void setFloat(float value) { setFloats(&value, 1); }
-void setUnknown() { setResult("unknown"); }
+void setFloat(Workspace& ws, float value) { setFloats(ws, &value, 1); }
+void setUnknown(Workspace& ws) { setResult(ws, "unknown"); }
 
 namespace {
 
@@ -40,13 +40,13 @@ void addUsedPoints(const KeyedTable* table, KeyedTable* seen) {
 
 }  // namespace
 
-void textStart() {
+void textStart(Workspace& ws) {
   g_text.text[0] = '\0';
   g_text.length = 0;
   g_text.full = false;
 }
 
-void textAdd(const char* word) {
+void textAdd(Workspace& ws, const char* word) {
   int separator = g_text.length > 0 ? 1 : 0;
   int add = static_cast<int>(std::strlen(word)) + separator;
   if (g_text.full || g_text.length + add > kMaxResultChars) {
@@ -58,21 +58,21 @@ void textAdd(const char* word) {
   g_text.length += add;
 }
 
-void textSet() {
-  if (!g_text.full) setResult(g_text.text);
+void textSet(Workspace& ws) {
+  if (!g_text.full) setResult(ws, g_text.text);
 }
 
-void setIds(const IdList& list) {
-  if (!list.failed) setInts(list.ids, list.count);
+void setIds(Workspace& ws, const IdList& list) {
+  if (!list.failed) setInts(ws, list.ids, list.count);
 }
 
-void setIdsOrUnknown(const IdList& list) {
+void setIdsOrUnknown(Workspace& ws, const IdList& list) {
   if (list.failed) return;
   if (list.count == 0) {
-    setUnknown();
+    setUnknown(ws);
     return;
   }
-  setInts(list.ids, list.count);
+  setInts(ws, list.ids, list.count);
 }
 
 Scope readScope(const Model* model, const char* word) {

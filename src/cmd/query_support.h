@@ -2,6 +2,8 @@
 // setters, the joined-text builder, id lists and the [<layername>] scope.
 #pragma once
 
+struct Workspace;
+
 #include <cstdint>
 #include <cstdlib>
 
@@ -14,17 +16,17 @@ inline constexpr char kGlobal[] = "(global)";
 
 // --- Results -------------------------------------------------------------
 
-void setInts(const int32_t* values, int count);
-void setInt(int32_t value);
-void setFloats(const float* values, int count);
-void setFloat(float value);
-void setUnknown();
+void setInts(Workspace& ws, const int32_t* values, int count);
+void setInt(Workspace& ws, int32_t value);
+void setFloats(Workspace& ws, const float* values, int count);
+void setFloat(Workspace& ws, float value);
+void setUnknown(Workspace& ws);
 
 // Words joined by single spaces, for lists of names. A text that would pass
 // the result limit gives nothing, like the number formatters.
-void textStart();
-void textAdd(const char* word);
-void textSet();
+void textStart(Workspace& ws);
+void textAdd(Workspace& ws, const char* word);
+void textSet(Workspace& ws);
 
 // A growable list of ids; a failed allocation makes the answer empty rather
 // than short.
@@ -55,8 +57,8 @@ struct IdList {
   }
 };
 
-void setIds(const IdList& list);
-void setIdsOrUnknown(const IdList& list);
+void setIds(Workspace& ws, const IdList& list);
+void setIdsOrUnknown(Workspace& ws, const IdList& list);
 
 // --- What an optional [<layername>] word selects ---------------------------
 
@@ -98,15 +100,15 @@ void collectChildren(const Model* model, bool onlySelected, IdList* out);
 
 // --- Item and view queries (query_items.cpp) -------------------------------
 
-void getChild(char** words);
-void getCollide(char** words);
-void getLayer(char** words);
-void getMatrix(char** words);
-void getCursor(char** words);
-void getPan(char** words);
-void getPointer(char** words);
-void getZoom(char** words);
-void getStats(char** words);
-void getHostname(char** words);
+void getChild(Workspace& ws, char** words);
+void getCollide(Workspace& ws, char** words);
+void getLayer(Workspace& ws, char** words);
+void getMatrix(Workspace& ws, char** words);
+void getCursor(Workspace& ws, char** words);
+void getPan(Workspace& ws, char** words);
+void getPointer(Workspace& ws, char** words);
+void getZoom(Workspace& ws, char** words);
+void getStats(Workspace& ws, char** words);
+void getHostname(Workspace& ws, char** words);
 
 }  // namespace query

@@ -4,7 +4,7 @@
 // passed on only where no text is fixed.
 #include <cstring>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
 #include "cmd/host.h"
@@ -42,9 +42,9 @@ bool readFloats(char** words, float* out, int count) {
   return true;
 }
 
-void passOnReason() {
+void passOnReason(Workspace& ws) {
   const char* reason = lastErrorText();
-  if (reason != nullptr && *reason != '\0') reportError(reason);
+  if (reason != nullptr && *reason != '\0') reportError(ws, reason);
 }
 
 // ---- Marking one item -------------------------------------------------------
@@ -54,25 +54,25 @@ struct MarkForm {
   const char* failure;
 };
 
-void markNumbered(char** words, const MarkForm& form,
+void markNumbered(Workspace& ws, char** words, const MarkForm& form,
                   bool (*mark)(Model*, int32_t, bool), bool on) {
   int32_t number = 0;
   if (!parseInt(&number, words[1])) {
-    reportError(form.usage);
+    reportError(ws, form.usage);
     return;
   }
-  Model* model = currentModel();
-  if (model == nullptr || !mark(model, number, on)) reportError(form.failure);
+  Model* model = currentModel(ws);
+  if (model == nullptr || !mark(model, number, on)) reportError(ws, form.failure);
 }
 
-void markNamed(char** words, const MarkForm& form, bool on) {
+void markNamed(Workspace& ws, char** words, const MarkForm& form, bool on) {
   const char* name = nullptr;
   if (!parseString(&name, words[1])) {
-    reportError(form.usage);
+    reportError(ws, form.usage);
     return;
   }
-  Model* model = currentModel();
-  if (model == nullptr || !markJoint(model, name, on)) reportError(form.failure);
+  Model* model = currentModel(ws);
+  if (model == nullptr || !markJoint(model, name, on)) reportError(ws, form.failure);
 }
 
 const MarkForm kSelectPoint = {"modelr: usage: modelr select point <n>", kPointFailed};
@@ -96,93 +96,93 @@ const MarkForm kDeselectChild = {"modelr: usage: modelr deselect child <id>",
 const MarkForm kDeselectCollide = {"modelr: usage: modelr deselect collide <id>",
                                    kCollideNotFound};
 
-void selectPointWords(char** w) { markNumbered(w, kSelectPoint, markPoint, true); }
-void selectTriangleWords(char** w) { markNumbered(w, kSelectTriangle, markTriangle, true); }
-void selectLineWords(char** w) { markNumbered(w, kSelectLine, markLine, true); }
-void selectJointWords(char** w) { markNamed(w, kSelectJoint, true); }
-void selectChildWords(char** w) { markNumbered(w, kSelectChild, markChild, true); }
-void selectCollideWords(char** w) { markNumbered(w, kSelectCollide, markCollide, true); }
+void selectPointWords(Workspace& ws, char** w) { markNumbered(ws, w, kSelectPoint, markPoint, true); }
+void selectTriangleWords(Workspace& ws, char** w) { markNumbered(ws, w, kSelectTriangle, markTriangle, true); }
+void selectLineWords(Workspace& ws, char** w) { markNumbered(ws, w, kSelectLine, markLine, true); }
+void selectJointWords(Workspace& ws, char** w) { markNamed(ws, w, kSelectJoint, true); }
+void selectChildWords(Workspace& ws, char** w) { markNumbered(ws, w, kSelectChild, markChild, true); }
+void selectCollideWords(Workspace& ws, char** w) { markNumbered(ws, w, kSelectCollide, markCollide, true); }
 
-void deselectPointWords(char** w) { markNumbered(w, kDeselectPoint, markPoint, false); }
-void deselectTriangleWords(char** w) {
-  markNumbered(w, kDeselectTriangle, markTriangle, false);
+void deselectPointWords(Workspace& ws, char** w) { markNumbered(ws, w, kDeselectPoint, markPoint, false); }
+void deselectTriangleWords(Workspace& ws, char** w) {
+  markNumbered(ws, w, kDeselectTriangle, markTriangle, false);
 }
-void deselectLineWords(char** w) { markNumbered(w, kDeselectLine, markLine, false); }
-void deselectJointWords(char** w) { markNamed(w, kDeselectJoint, false); }
-void deselectChildWords(char** w) { markNumbered(w, kDeselectChild, markChild, false); }
-void deselectCollideWords(char** w) {
-  markNumbered(w, kDeselectCollide, markCollide, false);
+void deselectLineWords(Workspace& ws, char** w) { markNumbered(ws, w, kDeselectLine, markLine, false); }
+void deselectJointWords(Workspace& ws, char** w) { markNamed(ws, w, kDeselectJoint, false); }
+void deselectChildWords(Workspace& ws, char** w) { markNumbered(ws, w, kDeselectChild, markChild, false); }
+void deselectCollideWords(Workspace& ws, char** w) {
+  markNumbered(ws, w, kDeselectCollide, markCollide, false);
 }
 
 // ---- Model and layer --------------------------------------------------------
 
-void selectModelWords(char** words) {
+void selectModelWords(Workspace& ws, char** words) {
   int32_t id = 0;
   if (!parseInt(&id, words[1])) {
-    reportError(kSelectModelUsage);
+    reportError(ws, kSelectModelUsage);
     return;
   }
-  Model* model = registryFind(&g_app.registry, id);
+  Model* model = registryFind(&ws.registry, id);
   if (model == nullptr) {
-    reportError("modelr: model id not found");
+    reportError(ws, "modelr: model id not found");
     return;
   }
-  g_app.registry.current = model;
+  ws.registry.current = model;
 }
 
 // "global" (and "(global)") chooses no layer: the whole model.
-void selectLayerWords(char** words) {
+void selectLayerWords(Workspace& ws, char** words) {
   const char* name = nullptr;
   if (!parseString(&name, words[1])) {
-    reportError(kSelectLayerUsage);
+    reportError(ws, kSelectLayerUsage);
     return;
   }
-  char* chosen = g_app.render.chosenLayer;
+  char* chosen = ws.view.render.chosenLayer;
   if (std::strcmp(name, "global") == 0 || std::strcmp(name, "(global)") == 0) {
     chosen[0] = '\0';
-    setResult("1");
+    setResult(ws, "1");
     return;
   }
-  const Model* model = currentModel();
+  const Model* model = currentModel(ws);
   if (model == nullptr || findLayer(model, name) == nullptr) {
-    reportErrorf("modelr: could not select layer: %s", name);
-    setResult("0");
+    reportErrorf(ws, "modelr: could not select layer: %s", name);
+    setResult(ws, "0");
     return;
   }
   // An existing layer's name always fits.
   std::strncpy(chosen, name, kNameBytes - 1);
   chosen[kNameBytes - 1] = '\0';
-  setResult("1");
+  setResult(ws, "1");
 }
 
 // ---- Transforms -------------------------------------------------------------
 
-void selectTranslateWords(char** words) {
+void selectTranslateWords(Workspace& ws, char** words) {
   float offset[3];
   if (!readFloats(words + 1, offset, 3)) {
-    reportError(kSelectTranslateUsage);
+    reportError(ws, kSelectTranslateUsage);
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr || translateSelection(model, offset) < 0) {
-    reportError("modelr: translate failed");
+    reportError(ws, "modelr: translate failed");
   }
 }
 
-void selectScaleWords(char** words) {
+void selectScaleWords(Workspace& ws, char** words) {
   float factors[3];
   if (!readFloats(words + 1, factors, 3)) {
-    reportError(kSelectScaleUsage);
+    reportError(ws, kSelectScaleUsage);
     return;
   }
   // No refusal of its own: without a model, or out of range, nothing moves.
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model != nullptr) scaleSelection(model, factors, selectionPivot());
 }
 
 // rotate centre|center <x> <y> <z>, rotate axis <x> <y> <z>, or
 // rotate <a1> <a2> <a3>.
-void selectRotateWords(char** words) {
+void selectRotateWords(Workspace& ws, char** words) {
   const char* form = words[1];
   const bool centre = form != nullptr && (std::strcmp(form, "centre") == 0 ||
                                           std::strcmp(form, "center") == 0);
@@ -190,11 +190,11 @@ void selectRotateWords(char** words) {
   float values[3];
   if (centre || axis) {
     if (!readFloats(words + 2, values, 3)) {
-      reportError(centre ? kSelectCentreUsage : kSelectAxisUsage);
+      reportError(ws, centre ? kSelectCentreUsage : kSelectAxisUsage);
       return;
     }
-    if (currentModel() == nullptr) {
-      reportError(centre ? "modelr: rotate centre failed" : "modelr: rotate axis failed");
+    if (currentModel(ws) == nullptr) {
+      reportError(ws, centre ? "modelr: rotate centre failed" : "modelr: rotate axis failed");
       return;
     }
     if (centre) {
@@ -205,53 +205,53 @@ void selectRotateWords(char** words) {
     return;
   }
   if (!readFloats(words + 1, values, 3)) {
-    reportError(kSelectRotateUsage);
+    reportError(ws, kSelectRotateUsage);
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr || rotateSelection(model, values, selectionPivot()) < 0) {
-    reportError("modelr: rotate failed");
+    reportError(ws, "modelr: rotate failed");
   }
 }
 
 // ---- Acting on the selection -------------------------------------------------
 
-void selectRelocateWords(char** words) {
+void selectRelocateWords(Workspace& ws, char** words) {
   const char* name = nullptr;
   if (!parseString(&name, words[1])) {
-    reportError(kSelectRelocateUsage);
+    reportError(ws, kSelectRelocateUsage);
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr || !relocateSelection(model, name)) {
-    reportErrorf("modelr: relocate to layer failed: %s", name);
-    setResult("0");
+    reportErrorf(ws, "modelr: relocate to layer failed: %s", name);
+    setResult(ws, "0");
     return;
   }
-  setResult("1");
+  setResult(ws, "1");
 }
 
-void selectClearWords(char**) {
-  Model* model = currentModel();
+void selectClearWords(Workspace& ws, char**) {
+  Model* model = currentModel(ws);
   if (model != nullptr) clearSelection(model);
-  g_app.render.chosenLayer[0] = '\0';
+  ws.view.render.chosenLayer[0] = '\0';
 }
 
-void selectCopyWords(char**) {
-  Model* model = currentModel();
-  if (model != nullptr && copySelection(model) < 0) passOnReason();
+void selectCopyWords(Workspace& ws, char**) {
+  Model* model = currentModel(ws);
+  if (model != nullptr && copySelection(model) < 0) passOnReason(ws);
 }
 
-void selectDeleteWords(char**) {
-  Model* model = currentModel();
-  if (model != nullptr && deleteSelection(model) < 0) passOnReason();
+void selectDeleteWords(Workspace& ws, char**) {
+  Model* model = currentModel(ws);
+  if (model != nullptr && deleteSelection(model) < 0) passOnReason(ws);
 }
 
-void selectCentreWords(char**) {
-  const Model* model = currentModel();
+void selectCentreWords(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
   float centre[3];
   if (model != nullptr && selectionCentre(model, centre)) {
-    setResult(formatFloatList(centre, 3));
+    setResult(ws, formatFloatList(resultText(ws), centre, 3));
   }
 }
 
@@ -275,8 +275,8 @@ const SubCommand kDeselectWords[] = {
 
 }  // namespace
 
-void selectCommand(char** words) { runSubCommand(words, kSelectWords, "command"); }
+void selectCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kSelectWords, "command"); }
 
-void deselectCommand(char** words) {
-  runSubCommand(words, kDeselectWords, "command");
+void deselectCommand(Workspace& ws, char** words) {
+  runSubCommand(ws, words, kDeselectWords, "command");
 }

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/set_items.h"
@@ -21,184 +21,167 @@
 
 namespace {
 
-ViewState* view() { return &g_app.view; }
+ViewState* view(Workspace& ws) { return &ws.view.camera; }
 
-void updateProjection() {
-  cameraUpdateProjection(&g_app.view, &g_app.render.eyeDistance);
+void updateProjection(Workspace& ws) {
+  cameraUpdateProjection(&ws.view.camera, &ws.view.render.eyeDistance);
 }
 
 // ---- general words ---------------------------------------------------------
 
-void setBackground(char** words) {
-  if (!readColour(words + 1, view()->background)) {
-    reportError("modelr: usage: modelr set background <red> <green> <blue>");
+void setBackground(Workspace& ws, char** words) {
+  if (!readColour(words + 1, view(ws)->background)) {
+    reportError(ws, "modelr: usage: modelr set background <red> <green> <blue>");
   }
 }
 
 // set cursor <id> | set cursor position <x> <y> <z>
-void setCursor(char** words) {
+void setCursor(Workspace& ws, char** words) {
   if (words[1] != nullptr && std::strcmp(words[1], "position") == 0) {
     float position[3];
     if (!readFloats(words + 2, position, 3)) {
-      reportError("modelr: usage: modelr set cursor position <x> <y> <z>");
+      reportError(ws, "modelr: usage: modelr set cursor position <x> <y> <z>");
       return;
     }
-    std::memcpy(view()->cursor, position, sizeof position);
+    std::memcpy(view(ws)->cursor, position, sizeof position);
     return;
   }
   int32_t id = 0;
   // A number the window does not know is refused like an unreadable one.
-  if (!parseInt(&id, words[1]) || !showViewCursor(id)) {
-    reportError("modelr: usage: modelr set cursor <id>");
+  if (!parseInt(&id, words[1]) || !showViewCursor(ws.view, id)) {
+    reportError(ws, "modelr: usage: modelr set cursor <id>");
   }
 }
 
-void setFocus(char** words) {
+void setFocus(Workspace& ws, char** words) {
   float focus[3];
   if (!readFloats(words + 1, focus, 3)) {
-    reportError("modelr: usage: modelr set focus <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr set focus <x> <y> <z>");
     return;
   }
-  std::memcpy(view()->focus, focus, sizeof focus);
+  std::memcpy(view(ws)->focus, focus, sizeof focus);
 }
 
-void setFreeRotate(char** words) {
+void setFreeRotate(Workspace& ws, char** words) {
   int32_t on = 0;
   if (!parseBool(&on, words[1])) {
-    reportError("modelr: usage: modelr set freerotate <on>");
+    reportError(ws, "modelr: usage: modelr set freerotate <on>");
     return;
   }
-  cameraSetFreeRotate(view(), on != 0);
+  cameraSetFreeRotate(view(ws), on != 0);
 }
 
 // set matrix view <n1> .. <n16>, row order.
-void setMatrix(char** words) {
+void setMatrix(Workspace& ws, char** words) {
   const char* usage = "modelr: usage: modelr set matrix <type> <n1> <n2> .. <n16>";
   if (words[1] == nullptr) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   if (std::strcmp(words[1], "view") != 0) {
-    reportErrorf("modelr: unknown matrix type: %s", words[1]);
+    reportErrorf(ws, "modelr: unknown matrix type: %s", words[1]);
     return;
   }
   float rows[16];
   if (!readFloats(words + 2, rows, 16)) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
-  cameraSetViewMatrix(view(), rows);
+  cameraSetViewMatrix(view(ws), rows);
 }
 
-void setPointer(char** words) {
+void setPointer(Workspace& ws, char** words) {
   int32_t x = 0, y = 0;
   if (!parseInt(&x, words[1]) || !parseInt(&y, words[2])) {
-    reportError("modelr: usage: modelr set pointer <x> <y>");
+    reportError(ws, "modelr: usage: modelr set pointer <x> <y>");
     return;
   }
-  view()->pointerX = x;
-  view()->pointerY = y;
+  view(ws)->pointerX = x;
+  view(ws)->pointerY = y;
 }
 
 // set x|y <value>: the pan along that screen axis, in model units (the
 // numbers `get pan` answers).
-void setPanAxis(char** words, float* field, const char* usage) {
+void setPanAxis(Workspace& ws, char** words, float* field, const char* usage) {
   float value = 0.0f;
   if (!parseFloat(&value, words[1])) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   *field = value;
-  updateProjection();
+  updateProjection(ws);
 }
 
-void setX(char** words) {
-  setPanAxis(words, &view()->panX, "modelr: usage: modelr set x <value>");
+void setX(Workspace& ws, char** words) {
+  setPanAxis(ws, words, &view(ws)->panX, "modelr: usage: modelr set x <value>");
 }
 
-void setY(char** words) {
-  setPanAxis(words, &view()->panY, "modelr: usage: modelr set y <value>");
+void setY(Workspace& ws, char** words) {
+  setPanAxis(ws, words, &view(ws)->panY, "modelr: usage: modelr set y <value>");
 }
-
-// Texts kept for the cursor files and the licence check. Nothing reads
-// them yet: cursor files are taken as given, and the licence check always
-// passes.
-struct StoredTexts {
-  char cursorPath[kDirectoryBytes];
-  char license[kDirectoryBytes];
-  char product[kNameBytes];
-  char server[kNameBytes];
-};
-
-StoredTexts g_texts;
 
 // The words after the setting's keyword; a text too long is refused whole.
-void storeText(char** words, char* field, size_t size, const char* usage) {
-  if (!joinWords(words + 1, field, size)) reportError(usage);
+void storeText(Workspace& ws, char** words, char* field, size_t size, const char* usage) {
+  if (!joinWords(words + 1, field, size)) reportError(ws, usage);
 }
 
-void setCursorPath(char** words) {
-  storeText(words, g_texts.cursorPath, sizeof g_texts.cursorPath,
+void setCursorPath(Workspace& ws, char** words) {
+  storeText(ws, words, ws.texts.cursorPath, sizeof ws.texts.cursorPath,
             "modelr: usage: modelr set cursorpath <value>");
 }
 
-void setLicense(char** words) {
-  storeText(words, g_texts.license, sizeof g_texts.license,
+void setLicense(Workspace& ws, char** words) {
+  storeText(ws, words, ws.texts.license, sizeof ws.texts.license,
             "modelr: usage: modelr set license <filename>");
 }
 
-void setProduct(char** words) {
-  storeText(words, g_texts.product, sizeof g_texts.product,
+void setProduct(Workspace& ws, char** words) {
+  storeText(ws, words, ws.texts.product, sizeof ws.texts.product,
             "modelr: usage: modelr set product <key>");
 }
 
-void setServer(char** words) {
-  storeText(words, g_texts.server, sizeof g_texts.server,
+void setServer(Workspace& ws, char** words) {
+  storeText(ws, words, ws.texts.server, sizeof ws.texts.server,
             "modelr: usage: modelr set server <hostname>");
 }
 
-void setPoints(char** words) {
-  if (!readColour(words + 1, g_app.render.pointColour)) {
-    reportError("modelr: usage: modelr set points <red> <green> <blue>");
+void setPoints(Workspace& ws, char** words) {
+  if (!readColour(words + 1, ws.view.render.pointColour)) {
+    reportError(ws, "modelr: usage: modelr set points <red> <green> <blue>");
   }
 }
 
-void setSelection(char** words) {
-  if (!readColour(words + 1, g_app.render.selectionColour)) {
-    reportError("modelr: usage: modelr set selection <red> <green> <blue>");
+void setSelection(Workspace& ws, char** words) {
+  if (!readColour(words + 1, ws.view.render.selectionColour)) {
+    reportError(ws, "modelr: usage: modelr set selection <red> <green> <blue>");
   }
 }
 
-// Sprite switches by id (int-keyed, int32_t 0 or 1). Nothing draws sprites
-// yet; the switches are kept for when something does.
-KeyedTable g_sprites;
-
-void setSprite(char** words) {
+void setSprite(Workspace& ws, char** words) {
   int32_t id = 0, on = 0;
   if (!parseInt(&id, words[1]) || !parseBool(&on, words[2])) {
-    reportError("modelr: usage: modelr set sprite <id> <on>");
+    reportError(ws, "modelr: usage: modelr set sprite <id> <on>");
     return;
   }
-  if (g_sprites.elementSize == 0) tableInit(&g_sprites, sizeof(int32_t), kIntKeyed);
-  int32_t* stored = tableInsertT<int32_t>(&g_sprites, id);
+  int32_t* stored = tableInsertT<int32_t>(&ws.sprites, id);
   if (stored != nullptr) *stored = on != 0;
 }
 
 // Kept in the render state; drawing does not use it yet.
-void setShowLayer(char** words) {
+void setShowLayer(Workspace& ws, char** words) {
   int32_t on = 0;
   if (!parseBool(&on, words[1])) {
-    reportError("modelr: usage: modelr set showlayer <on>");
+    reportError(ws, "modelr: usage: modelr set showlayer <on>");
     return;
   }
-  g_app.render.showLayer = on != 0;
+  ws.view.render.showLayer = on != 0;
 }
 
 // ---- set view --------------------------------------------------------------
 
 // Each handler gets the words after the view word and returns the usage
 // text of a refusal, or null.
-using ViewHandler = const char* (*)(char** arguments);
+using ViewHandler = const char* (*)(Workspace& ws, char** arguments);
 
 // The named views: yaw and pitch in degrees.
 struct NamedView {
@@ -211,90 +194,90 @@ const NamedView kNamedViews[] = {
     {"north", 0, -90},  {"east", 90, -90}, {"west", -90, -90},
 };
 
-const char* viewRotate(char** arguments) {
+const char* viewRotate(Workspace& ws, char** arguments) {
   float angles[2];
   if (!readFloats(arguments, angles, 2)) {
     return "modelr: usage: modelr set view rotate <xangle> <yangle>";
   }
-  cameraRotate(view(), angles[0], angles[1]);
+  cameraRotate(view(ws), angles[0], angles[1]);
   return nullptr;
 }
 
-const char* viewOrtho(char** arguments) {
+const char* viewOrtho(Workspace& ws, char** arguments) {
   float angles[2];
   if (!readFloats(arguments, angles, 2)) {
     return "modelr: usage: modelr set view ortho <angle> <pitch>";
   }
-  cameraSetAngles(view(), angles[0], angles[1]);
+  cameraSetAngles(view(ws), angles[0], angles[1]);
   return nullptr;
 }
 
 // The arguments are pixel distances, whatever the usage text calls them.
-const char* viewPan(char** arguments) {
+const char* viewPan(Workspace& ws, char** arguments) {
   float delta[2];
   if (!readFloats(arguments, delta, 2)) {
     return "modelr: usage: modelr set view pan <angle> <pitch>";
   }
-  cameraPan(view(), delta[0], delta[1], true);
+  cameraPan(view(ws), delta[0], delta[1], true);
   return nullptr;
 }
 
-const char* viewParallel(char**) {
-  view()->perspective = 0;
+const char* viewParallel(Workspace& ws, char**) {
+  view(ws)->perspective = 0;
   return nullptr;
 }
 
-const char* viewPerspective(char**) {
-  view()->perspective = 1;
+const char* viewPerspective(Workspace& ws, char**) {
+  view(ws)->perspective = 1;
   return nullptr;
 }
 
-const char* viewZoom(char** arguments) {
+const char* viewZoom(Workspace& ws, char** arguments) {
   float zoom = 0.0f;
   if (!readFloats(arguments, &zoom, 1)) return "modelr: usage: modelr set view zoom <factor>";
-  cameraSetZoom(view(), zoom);
+  cameraSetZoom(view(ws), zoom);
   return nullptr;
 }
 
-const char* viewCentre(char**) {
-  cameraCentre(view(), currentModel());
+const char* viewCentre(Workspace& ws, char**) {
+  cameraCentre(view(ws), currentModel(ws));
   return nullptr;
 }
 
-const char* viewFocus(char** arguments) {
+const char* viewFocus(Workspace& ws, char** arguments) {
   float focus[3];
   if (!readFloats(arguments, focus, 3)) return "modelr: usage: modelr set view focus";
-  std::memcpy(view()->focus, focus, sizeof focus);
+  std::memcpy(view(ws)->focus, focus, sizeof focus);
   return nullptr;
 }
 
-const char* viewFit(char**) {
-  cameraFit(view(), currentModel());
+const char* viewFit(Workspace& ws, char**) {
+  cameraFit(view(ws), currentModel(ws));
   return nullptr;
 }
 
-const char* viewVolume(char** arguments) {
+const char* viewVolume(Workspace& ws, char** arguments) {
   float corners[6];
   if (!readFloats(arguments, corners, 6)) {
     return "modelr: usage: modelr set view volume <x> <y> <z> <x> <y> <z>";
   }
-  cameraFitBox(view(), corners, corners + 3);
+  cameraFitBox(view(ws), corners, corners + 3);
   return nullptr;
 }
 
-const char* viewSize(char** arguments) {
+const char* viewSize(Workspace& ws, char** arguments) {
   int32_t width = 0, height = 0;
   if (!parseInt(&width, arguments[0]) || !parseInt(&height, arguments[1])) {
     return "modelr: usage: modelr set view size <width> <height>";
   }
-  setViewSize(width, height);  // sizes out of range are ignored silently
+  setViewSize(ws.view, width, height);  // sizes out of range are ignored silently
   return nullptr;
 }
 
-const char* viewFull(char**) { return nullptr; }
+const char* viewFull(Workspace&, char**) { return nullptr; }
 
-const char* viewNormal(char**) {
-  setViewSize(0, 0);
+const char* viewNormal(Workspace& ws, char**) {
+  setViewSize(ws.view, 0, 0);
   return nullptr;
 }
 
@@ -322,31 +305,31 @@ const ViewWord kViewWords[] = {
 };
 
 // set view <name> ...: the word right after "view" names the setting.
-void setView(char** words) {
+void setView(Workspace& ws, char** words) {
   const char* name = words[1];
   if (name == nullptr) {
-    setResult("modelr: usage: modelr set view <name>");
+    setResult(ws, "modelr: usage: modelr set view <name>");
     return;
   }
   for (const NamedView& named : kNamedViews) {
     if (std::strcmp(name, named.word) != 0) continue;
-    cameraSetAngles(view(), named.yaw, named.pitch);
-    updateProjection();
+    cameraSetAngles(view(ws), named.yaw, named.pitch);
+    updateProjection(ws);
     return;
   }
   for (const ViewWord& entry : kViewWords) {
     if (std::strcmp(name, entry.word) != 0) continue;
-    const char* refusal = entry.handler(words + 2);
+    const char* refusal = entry.handler(ws, words + 2);
     if (refusal != nullptr) {
-      setResult(refusal);
+      setResult(ws, refusal);
       return;
     }
-    updateProjection();
+    updateProjection(ws);
     return;
   }
   std::string text = "modelr: unknown view name: ";
   text += name;
-  setResult(text.c_str());
+  setResult(ws, text.c_str());
 }
 
 // Comparison order.
@@ -410,4 +393,4 @@ bool joinWords(char** words, char* out, size_t size) {
   return true;
 }
 
-void setCommand(char** words) { runSubCommand(words, kSetWords, "attribute"); }
+void setCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kSetWords, "attribute"); }

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/host.h"
 #include "cmd/set_items.h"
 #include "cmd/subcommands.h"
@@ -19,15 +19,15 @@ namespace {
 
 // Each setter gets the words after the child id and returns false when they
 // are not what it takes (the usage text follows).
-using ChildSetter = bool (*)(Child* child, char** values);
+using ChildSetter = bool (*)(Workspace& ws, Child* child, char** values);
 
-bool childPosition(Child* child, char** values) {
+bool childPosition(Workspace&, Child* child, char** values) {
   return readFloats(values, child->position, 3);
 }
 
 // Three angles in degrees (about x, then y, then z) or the nine numbers of
 // the matrix, row by row, as `get child rotation` prints them.
-bool childRotation(Child* child, char** values) {
+bool childRotation(Workspace&, Child* child, char** values) {
   float numbers[9];
   int count = 0;
   while (count < 9 && values[count] != nullptr &&
@@ -43,11 +43,11 @@ bool childRotation(Child* child, char** values) {
   return true;
 }
 
-bool childScale(Child* child, char** values) {
+bool childScale(Workspace& ws, Child* child, char** values) {
   float scale[3];
   if (!readFloats(values, scale, 3)) return false;
   if (scale[0] == 0.0f || scale[1] == 0.0f || scale[2] == 0.0f) {
-    reportError("child scale must not be zero");
+    reportError(ws, "child scale must not be zero");
     return true;  // refused with its own reason
   }
   std::memcpy(child->scale, scale, sizeof scale);
@@ -55,19 +55,19 @@ bool childScale(Child* child, char** values) {
 }
 
 // "(none)" detaches the child; the weight stays as it was.
-bool childJoint(Child* child, char** values) {
+bool childJoint(Workspace& ws, Child* child, char** values) {
   const char* joint = nullptr;
   if (!parseString(&joint, values[0])) return false;
   if (std::strcmp(joint, "(none)") == 0) joint = "";
   if (std::strlen(joint) >= sizeof child->joint) {
-    reportError("child joint name too long");
+    reportError(ws, "child joint name too long");
     return true;
   }
   std::strcpy(child->joint, joint);
   return true;
 }
 
-bool childWeight(Child* child, char** values) {
+bool childWeight(Workspace&, Child* child, char** values) {
   return readFloats(values, &child->jointWeight, 1);
 }
 
@@ -86,12 +86,12 @@ const ChildWord kChildWords[] = {
 // are placed afresh every frame, so nothing needs touching.
 }  // namespace
 
-void setChild(char** words) {
+void setChild(Workspace& ws, char** words) {
   const char* usage = "modelr: usage: modelr set child <args>";
   // An unknown <what> or an id naming no child is refused with this text.
   const char* pairUsage = "modelr: usage: modelr get child <what> <id>";
   if (words[1] == nullptr) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   ChildSetter setter = nullptr;
@@ -100,20 +100,20 @@ void setChild(char** words) {
   }
   int32_t id = 0;
   if (setter == nullptr || !parseInt(&id, words[2])) {
-    reportError(pairUsage);
+    reportError(ws, pairUsage);
     return;
   }
-  Model* model = currentModel();
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    reportError("modelr: no model selected!");
+    reportError(ws, "modelr: no model selected!");
     return;
   }
   Child* child = childById(model, id);
   if (child == nullptr) {
-    reportError(pairUsage);
+    reportError(ws, pairUsage);
     return;
   }
-  if (!setter(child, words + 3)) reportError(usage);
+  if (!setter(ws, child, words + 3)) reportError(ws, usage);
 }
 
 namespace {
@@ -121,15 +121,15 @@ namespace {
 // ---- set layer -------------------------------------------------------------
 
 // The layer that `select layer` chose in the current model, or null.
-Layer* chosenLayer(Model* model) {
-  const char* name = g_app.render.chosenLayer;
+Layer* chosenLayer(Workspace& ws, Model* model) {
+  const char* name = ws.view.render.chosenLayer;
   if (name[0] == '\0' || std::strcmp(name, "global") == 0) return nullptr;
   return findLayer(model, name);
 }
 
 // Each handler gets the model, the chosen layer and the words after the
 // attribute; it reports its own refusals and touches the layer on change.
-using LayerSetter = void (*)(Model* model, Layer* layer, char** values);
+using LayerSetter = void (*)(Workspace& ws, Model* model, Layer* layer, char** values);
 
 struct WordCode {
   const char* word;
@@ -152,9 +152,9 @@ const WordCode kAxisWords[] = {
 };
 
 // The layer's image `number`, or null after "image not found: <n>".
-Image* layerImage(Layer* layer, int32_t number) {
+Image* layerImage(Workspace& ws, Layer* layer, int32_t number) {
   Image* image = tableFindT<Image>(&layer->images, number);
-  if (image == nullptr) reportErrorf("image not found: %d", number);
+  if (image == nullptr) reportErrorf(ws, "image not found: %d", number);
   return image;
 }
 
@@ -184,37 +184,37 @@ bool renameLayer(Model* model, Layer* layer, const char* name) {
   return true;
 }
 
-void layerName(Model* model, Layer* layer, char** values) {
+void layerName(Workspace& ws, Model* model, Layer* layer, char** values) {
   const char* name = nullptr;
   if (!parseString(&name, values[0])) {
-    reportError("modelr: usage: modelr set layer name <name>");
+    reportError(ws, "modelr: usage: modelr set layer name <name>");
     return;
   }
   if (std::strcmp(name, layer->name) == 0) return;
   // "(global)" names the model's own tables; "global" chooses no layer.
   if (std::strcmp(name, "(global)") == 0 || std::strcmp(name, "global") == 0) {
-    reportErrorf("bad layer name: %s", name);
+    reportErrorf(ws, "bad layer name: %s", name);
     return;
   }
   if (std::strlen(name) >= sizeof layer->name) {
-    reportError("layer name too long");
+    reportError(ws, "layer name too long");
     return;
   }
   if (findLayer(model, name) != nullptr) {
-    reportError("duplicate layer name not allowed");
+    reportError(ws, "duplicate layer name not allowed");
     return;
   }
   if (!renameLayer(model, layer, name)) {
-    reportError("out of memory");
+    reportError(ws, "out of memory");
     return;
   }
-  std::strcpy(g_app.render.chosenLayer, name);
+  std::strcpy(ws.view.render.chosenLayer, name);
 }
 
-void layerSides(Model*, Layer* layer, char** values) {
+void layerSides(Workspace& ws, Model*, Layer* layer, char** values) {
   int32_t sides = 0;
   if (!parseInt(&sides, values[0]) || (sides != 1 && sides != 2)) {
-    reportError("modelr: usage: modelr set layer sides 1|2");
+    reportError(ws, "modelr: usage: modelr set layer sides 1|2");
     return;
   }
   layer->singleSided = sides == 1;
@@ -222,14 +222,14 @@ void layerSides(Model*, Layer* layer, char** values) {
 }
 
 // xaxis|yaxis <n> <axis>: automatic uvees follow the new axis.
-void layerAxis(Model* model, Layer* layer, char** values, bool xAxis,
+void layerAxis(Workspace& ws, Model* model, Layer* layer, char** values, bool xAxis,
                const char* usage) {
   int32_t number = 0;
   if (!parseInt(&number, values[0]) || wordCode(values[1], kAxisWords) < 0) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
-  Image* image = layerImage(layer, number);
+  Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
   flushDerived(model);
   (xAxis ? image->axisU : image->axisV) = wordCode(values[1], kAxisWords);
@@ -237,23 +237,23 @@ void layerAxis(Model* model, Layer* layer, char** values, bool xAxis,
   touchLayer(layer);
 }
 
-void layerXAxis(Model* model, Layer* layer, char** values) {
-  layerAxis(model, layer, values, true,
+void layerXAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
+  layerAxis(ws, model, layer, values, true,
             "modelr: usage: modelr set layer xaxis <n> x|y|z|-x|-y|-z");
 }
 
-void layerYAxis(Model* model, Layer* layer, char** values) {
-  layerAxis(model, layer, values, false,
+void layerYAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
+  layerAxis(ws, model, layer, values, false,
             "modelr: usage: modelr set layer yaxis <n> x|y|z|-x|-y|-z");
 }
 
 // none, or the axis the layer is reflected on; "none" keeps the axis.
-void layerMirror(Model*, Layer* layer, char** values) {
+void layerMirror(Workspace& ws, Model*, Layer* layer, char** values) {
   static const WordCode kWords[] = {
       {"none", kAxisNone}, {"x", kAxisX}, {"y", kAxisY}, {"z", kAxisZ}};
   const int32_t code = wordCode(values[0], kWords);
   if (code < 0) {
-    reportError("modelr: usage: modelr set layer mirror none|x|y|z");
+    reportError(ws, "modelr: usage: modelr set layer mirror none|x|y|z");
     return;
   }
   layer->mirror = code != 0;
@@ -261,10 +261,10 @@ void layerMirror(Model*, Layer* layer, char** values) {
   touchLayer(layer);
 }
 
-void layerLighting(Model*, Layer* layer, char** values) {
+void layerLighting(Workspace& ws, Model*, Layer* layer, char** values) {
   int32_t on = 0;
   if (!parseBool(&on, values[0])) {
-    reportError("modelr: usage: modelr set layer lighting <on>");
+    reportError(ws, "modelr: usage: modelr set layer lighting <on>");
     return;
   }
   layer->lightingOff = on == 0;
@@ -273,35 +273,35 @@ void layerLighting(Model*, Layer* layer, char** values) {
 
 // The layer colour is the layer line's three numbers, kept as given: the
 // renderer reads components above 1 as the 0..255 scale.
-void layerColor(Model*, Layer* layer, char** values) {
+void layerColor(Workspace& ws, Model*, Layer* layer, char** values) {
   float rgb[3];
   if (!readFloats(values, rgb, 3)) {
-    reportError("modelr: usage: modelr set layer color <r> <g> <b>");
+    reportError(ws, "modelr: usage: modelr set layer color <r> <g> <b>");
     return;
   }
   std::memcpy(layer->origin, rgb, sizeof rgb);
   touchLayer(layer);
 }
 
-void layerTransparency(Model* model, Layer* layer, char** values) {
+void layerTransparency(Workspace& ws, Model* model, Layer* layer, char** values) {
   float value = 0.0f;
   if (!parseFloat(&value, values[0])) {
-    reportError("modelr: usage: modelr set layer transparency <f>");
+    reportError(ws, "modelr: usage: modelr set layer transparency <f>");
     return;
   }
-  if (!setTransparency(model, layer->name, value)) reportError(lastErrorText());
+  if (!setTransparency(model, layer->name, value)) reportError(ws, lastErrorText());
 }
 
 // image|mirrorimage|alphaimage <n> <filename>: file name words joined with
 // blanks. A file that does not load keeps the image, unloaded, and its
 // reason is reported.
-void layerImageFile(Model* model, Layer* layer, char** values, int32_t mode,
+void layerImageFile(Workspace& ws, Model* model, Layer* layer, char** values, int32_t mode,
                     const char* usage) {
   int32_t number = 0;
   char file[kNameBytes];
   if (!parseInt(&number, values[0]) || number < 1 ||
       !joinWords(values + 1, file, sizeof file)) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   // A main image keeps the axes and strength it has; a new one projects x
@@ -317,33 +317,33 @@ void layerImageFile(Model* model, Layer* layer, char** values, int32_t mode,
   const bool added = addImage(model, layer->name, number, file, mode, axisU,
                               axisV, strength);
   const char* reason = lastErrorText();
-  if (reason != nullptr && reason[0] != '\0') reportError(reason);
+  if (reason != nullptr && reason[0] != '\0') reportError(ws, reason);
   if (added) markUveesStale(model);
 }
 
-void layerImageMain(Model* model, Layer* layer, char** values) {
-  layerImageFile(model, layer, values, kImageSmooth,
+void layerImageMain(Workspace& ws, Model* model, Layer* layer, char** values) {
+  layerImageFile(ws, model, layer, values, kImageSmooth,
                  "modelr: usage: modelr set layer image <n> <filename>");
 }
 
-void layerImageMirror(Model* model, Layer* layer, char** values) {
-  layerImageFile(model, layer, values, kImageSelectMirror,
+void layerImageMirror(Workspace& ws, Model* model, Layer* layer, char** values) {
+  layerImageFile(ws, model, layer, values, kImageSelectMirror,
                  "modelr: usage: modelr set layer mirrorimage <n> <filename>");
 }
 
-void layerImageAlpha(Model* model, Layer* layer, char** values) {
-  layerImageFile(model, layer, values, kImageSelectAlpha,
+void layerImageAlpha(Workspace& ws, Model* model, Layer* layer, char** values) {
+  layerImageFile(ws, model, layer, values, kImageSelectAlpha,
                  "modelr: usage: modelr set layer alphaimage <n> <filename>");
 }
 
-void layerBlend(Model*, Layer* layer, char** values) {
+void layerBlend(Workspace& ws, Model*, Layer* layer, char** values) {
   int32_t number = 0;
   float strength = 0.0f;
   if (!parseInt(&number, values[0]) || !parseFloat(&strength, values[1])) {
-    reportError("modelr: usage: modelr set layer blend <n> <f>");
+    reportError(ws, "modelr: usage: modelr set layer blend <n> <f>");
     return;
   }
-  Image* image = layerImage(layer, number);
+  Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
   image->strength = strength;
   touchLayer(layer);
@@ -353,43 +353,43 @@ void layerBlend(Model*, Layer* layer, char** values) {
 // usage text. The word is looked at only once <n> is there: the list ends
 // at the first missing word.
 template <size_t N>
-int32_t readImageCode(char** values, int32_t* number,
+int32_t readImageCode(Workspace& ws, char** values, int32_t* number,
                       const WordCode (&words)[N], const char* usage) {
   int32_t code = -1;
   if (parseInt(number, values[0])) code = wordCode(values[1], words);
-  if (code < 0) reportError(usage);
+  if (code < 0) reportError(ws, usage);
   return code;
 }
 
 // decal 1 .. additive 4, and displace 9, which the usage text leaves out.
-void layerImageMode(Model*, Layer* layer, char** values) {
+void layerImageMode(Workspace& ws, Model*, Layer* layer, char** values) {
   static const WordCode kWords[] = {
       {"decal", kImageDecal},       {"smooth", kImageSmooth},
       {"reflect", kImageReflect},   {"additive", kImageAdditive},
       {"displace", kImageDisplace},
   };
   int32_t number = 0;
-  const int32_t code = readImageCode(
+  const int32_t code = readImageCode(ws, 
       values, &number, kWords,
       "modelr: usage: modelr set layer imagemode <n> "
       "<decal|smooth|reflect|additive>");
   if (code < 0) return;
-  Image* image = layerImage(layer, number);
+  Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
   image->mode = code;
   touchLayer(layer);
 }
 
-void layerAlphaMode(Model*, Layer* layer, char** values) {
+void layerAlphaMode(Workspace& ws, Model*, Layer* layer, char** values) {
   static const WordCode kWords[] = {{"none", kExtraNone},
                                     {"color", kExtraInvisibleColour},
                                     {"image", kExtraAlphaTexture}};
   int32_t number = 0;
-  const int32_t code = readImageCode(
+  const int32_t code = readImageCode(ws, 
       values, &number, kWords,
       "modelr: usage: modelr set layer alphamode <n> <none|color|image>");
   if (code < 0) return;
-  Image* image = layerImage(layer, number);
+  Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
   image->extraKind = code;
   touchLayer(layer);
@@ -398,16 +398,16 @@ void layerAlphaMode(Model*, Layer* layer, char** values) {
 // invisible <0|1> <r> <g> <b>: for every image of the layer, 1 makes the
 // colour see-through (alpha mode color), 0 takes that back. Components
 // above 1 are on the 0..255 scale.
-void layerInvisible(Model* model, Layer* layer, char** values) {
+void layerInvisible(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t flag = 0;
   float rgb[3];
   if (!parseInt(&flag, values[0]) || (flag != 0 && flag != 1) ||
       !readFloats(values + 1, rgb, 3)) {
-    reportError("modelr: usage: modelr set layer invisible <0|1> <r> <g> <b>");
+    reportError(ws, "modelr: usage: modelr set layer invisible <0|1> <r> <g> <b>");
     return;
   }
   if (tableCount(&layer->images) == 0) {
-    reportErrorf("layer has no images: %s", layer->name);
+    reportErrorf(ws, "layer has no images: %s", layer->name);
     return;
   }
   if (rgb[0] > 1.0f || rgb[1] > 1.0f || rgb[2] > 1.0f) {
@@ -423,7 +423,7 @@ void layerInvisible(Model* model, Layer* layer, char** values) {
     // The range check is the same for every image: the first refusal stops.
     if (!setInvisibleColour(model, layer->name, tableIntKeyAt(&layer->images, s),
                             rgb[0], rgb[1], rgb[2])) {
-      reportError(lastErrorText());
+      reportError(ws, lastErrorText());
       return;
     }
   }
@@ -457,28 +457,28 @@ const LayerWord kLayerWords[] = {
 // before the attribute are skipped, as everywhere.
 }  // namespace
 
-void setLayer(char** words) {
-  Model* model = currentModel();
+void setLayer(Workspace& ws, char** words) {
+  Model* model = currentModel(ws);
   if (model == nullptr) {
-    reportError("modelr: no model selected!");
+    reportError(ws, "modelr: no model selected!");
     return;
   }
-  Layer* layer = chosenLayer(model);
+  Layer* layer = chosenLayer(ws, model);
   if (layer == nullptr) {
-    reportError("modelr: no layer selected!");
+    reportError(ws, "modelr: no layer selected!");
     return;
   }
   if (words[1] == nullptr) {
-    reportError("modelr: usage: modelr set layer <args>");
+    reportError(ws, "modelr: usage: modelr set layer <args>");
     return;
   }
   for (char** w = words + 1; *w != nullptr; ++w) {
     for (const LayerWord& entry : kLayerWords) {
       if (std::strcmp(*w, entry.word) != 0) continue;
-      entry.setter(model, layer, w + 1);
+      entry.setter(ws, model, layer, w + 1);
       return;
     }
   }
-  reportErrorf("modelr: unknown layer argument: %s", lastWordTried(words));
+  reportErrorf(ws, "modelr: unknown layer argument: %s", lastWordTried(words));
 }
 

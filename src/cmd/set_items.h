@@ -2,6 +2,8 @@
 // chosen layer), and the argument readers every set word shares.
 #pragma once
 
+struct Workspace;
+
 #include <cstddef>
 
 #include "model/geometry.h"  // kByteScale
@@ -16,5 +18,5 @@ bool readColour(char** words, float colour[3]);
 // joined elsewhere; false for no word or a text that does not fit.
 bool joinWords(char** words, char* out, size_t size);
 
-void setChild(char** words);  // set child <what> <id> <values>
-void setLayer(char** words);  // set layer <attribute> <values>
+void setChild(Workspace& ws, char** words);  // set child <what> <id> <values>
+void setLayer(Workspace& ws, char** words);  // set layer <attribute> <values>

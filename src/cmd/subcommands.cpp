@@ -4,28 +4,37 @@
 
 #include "cmd/host.h"
 
-CommandHandler findSubCommand(char** words, const SubCommand* table,
-                              size_t count, char*** position) {
+const SubCommand* findSubCommand(char** words, const SubCommand* table,
+                                 size_t count, char*** position) {
   for (char** w = words + 1; *w != nullptr; ++w) {
     for (size_t i = 0; i < count; ++i) {
       if (std::strcmp(*w, table[i].keyword) == 0) {
         if (position) *position = w;
-        return table[i].handler;
+        return &table[i];
       }
     }
   }
   return nullptr;
 }
 
-CommandHandler runSubCommand(char** words, const SubCommand* table,
-                             size_t count, const char* noun) {
-  char** at = nullptr;
-  CommandHandler handler = findSubCommand(words, table, count, &at);
-  if (handler != nullptr) {
-    handler(at);
-    return handler;
+void runRow(Workspace& ws, const SubCommand& row, char** at) {
+  if (row.needsModel && currentModel(ws) == nullptr) {
+    reportError(ws, "modelr: no model selected!");
+    return;
   }
-  reportUnknownWord(words, noun);
+  row.handler(ws, at);
+}
+
+const SubCommand* runSubCommand(Workspace& ws, char** words,
+                                const SubCommand* table, size_t count,
+                                const char* noun) {
+  char** at = nullptr;
+  const SubCommand* row = findSubCommand(words, table, count, &at);
+  if (row != nullptr) {
+    runRow(ws, *row, at);
+    return row;
+  }
+  reportUnknownWord(ws, words, noun);
   return nullptr;
 }
 
@@ -35,6 +44,6 @@ const char* lastWordTried(char** words) {
   return last;
 }
 
-void reportUnknownWord(char** words, const char* noun) {
-  reportErrorf("modelr: unknown %s %s: %s", words[0], noun, lastWordTried(words));
+void reportUnknownWord(Workspace& ws, char** words, const char* noun) {
+  reportErrorf(ws, "modelr: unknown %s %s: %s", words[0], noun, lastWordTried(words));
 }

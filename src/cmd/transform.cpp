@@ -5,7 +5,7 @@
 // "modelr: <reason>" and leave the item as it was.
 #include <cstring>
 
-#include "cmd/context.h"
+#include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
@@ -39,35 +39,35 @@ bool nextString(char**& word, const char** out) {
 
 // Runs one document operation with a clean LastError and reports its
 // reason when it refuses.
-void finish(bool ok) {
+void finish(Workspace& ws, bool ok) {
   if (ok) return;
   const char* reason = lastErrorText();
-  reportErrorf("modelr: %s", reason != nullptr ? reason : "failed");
+  reportErrorf(ws, "modelr: %s", reason != nullptr ? reason : "failed");
 }
 
 // ---- move -------------------------------------------------------------------
 
-void movePointWords(char** words) {
+void movePointWords(Workspace& ws, char** words) {
   char** w = words + 1;
   int32_t number = 0;
   float offset[3];
   if (!nextInt(w, &number) || !nextFloats(w, offset, 3)) {
-    reportError("modelr: usage: modelr move point <n> <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr move point <n> <x> <y> <z>");
     return;
   }
   lastErrorClear();
-  finish(movePoint(currentModel(), number, offset));
+  finish(ws, movePoint(currentModel(ws), number, offset));
 }
 
 // move normal and move surface read the same words.
-void moveVectorWords(char** words, bool surface) {
+void moveVectorWords(Workspace& ws, char** words, bool surface) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t number = 0;
   float offset[3];
   if (!nextString(w, &layer) || !nextInt(w, &number) ||
       !nextFloats(w, offset, 3)) {
-    reportError(surface
+    reportError(ws, surface
                     ? "modelr: usage: modelr move surface <layer_name> <n> "
                       "<x> <y> <z>"
                     : "modelr: usage: modelr move normal <layer_name> <n> "
@@ -75,92 +75,92 @@ void moveVectorWords(char** words, bool surface) {
     return;
   }
   lastErrorClear();
-  finish(moveVector(currentModel(), layer, number, offset, surface));
+  finish(ws, moveVector(currentModel(ws), layer, number, offset, surface));
 }
 
-void moveNormalWords(char** words) { moveVectorWords(words, false); }
-void moveSurfaceWords(char** words) { moveVectorWords(words, true); }
+void moveNormalWords(Workspace& ws, char** words) { moveVectorWords(ws, words, false); }
+void moveSurfaceWords(Workspace& ws, char** words) { moveVectorWords(ws, words, true); }
 
-void moveColorWords(char** words) {
+void moveColorWords(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t number = 0;
   float offset[4];
   if (!nextString(w, &layer) || !nextInt(w, &number) ||
       !nextFloats(w, offset, 4)) {
-    reportError(
+    reportError(ws, 
         "modelr: usage: modelr move color <layer_name> <n> <r> <g> <b> <a>");
     return;
   }
   lastErrorClear();
-  finish(moveColour(currentModel(), layer, number, offset));
+  finish(ws, moveColour(currentModel(ws), layer, number, offset));
 }
 
-void moveJointWords(char** words) {
+void moveJointWords(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* name = nullptr;
   float offset[3];
   if (!nextString(w, &name) || !nextFloats(w, offset, 3)) {
-    reportError("modelr: usage: modelr move joint <name> <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr move joint <name> <x> <y> <z>");
     return;
   }
   lastErrorClear();
-  finish(moveJoint(currentModel(), name, offset));
+  finish(ws, moveJoint(currentModel(ws), name, offset));
 }
 
-void moveWeightWords(char** words) {
+void moveWeightWords(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* name = nullptr;
   int32_t point = 0;
   float offset = 0.0f;
   if (!nextString(w, &name) || !nextInt(w, &point) ||
       !nextFloats(w, &offset, 1)) {
-    reportError("modelr: usage: modelr move weight <name> <n> <w>");
+    reportError(ws, "modelr: usage: modelr move weight <name> <n> <w>");
     return;
   }
   lastErrorClear();
-  finish(moveWeight(currentModel(), name, point, offset));
+  finish(ws, moveWeight(currentModel(ws), name, point, offset));
 }
 
 // The only form that needs no model: the cursor belongs to the view.
-void moveCursorWords(char** words) {
+void moveCursorWords(Workspace& ws, char** words) {
   char** w = words + 1;
   float offset[3];
   if (!nextFloats(w, offset, 3)) {
-    reportError("modelr: usage: modelr move cursor <x> <y> <z>");
+    reportError(ws, "modelr: usage: modelr move cursor <x> <y> <z>");
     return;
   }
-  float* cursor = g_app.view.cursor;
+  float* cursor = ws.view.camera.cursor;
   const float moved[3] = {cursor[0] + offset[0], cursor[1] + offset[1],
                           cursor[2] + offset[2]};
   if (!allFinite(moved, 3)) {
-    reportError("modelr: result out of range");
+    reportError(ws, "modelr: result out of range");
     return;
   }
   std::memcpy(cursor, moved, sizeof moved);
 }
 
 // move child and move collide: <id> <x> <y> <z>.
-void moveByIdWords(char** words, const char* usage,
+void moveByIdWords(Workspace& ws, char** words, const char* usage,
                    bool (*operation)(Model*, int32_t, const float*)) {
   char** w = words + 1;
   int32_t id = 0;
   float offset[3];
   if (!nextInt(w, &id) || !nextFloats(w, offset, 3)) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   lastErrorClear();
-  finish(operation(currentModel(), id, offset));
+  finish(ws, operation(currentModel(ws), id, offset));
 }
 
-void moveChildWords(char** words) {
-  moveByIdWords(words, "modelr: usage: modelr move child <id> <x> <y> <z>",
+void moveChildWords(Workspace& ws, char** words) {
+  moveByIdWords(ws, words, "modelr: usage: modelr move child <id> <x> <y> <z>",
                 moveChild);
 }
 
-void moveCollideWords(char** words) {
-  moveByIdWords(words, "modelr: usage: modelr move collide <id> <x> <y> <z>",
+void moveCollideWords(Workspace& ws, char** words) {
+  moveByIdWords(ws, words, "modelr: usage: modelr move collide <id> <x> <y> <z>",
                 moveCollide);
 }
 
@@ -188,63 +188,63 @@ bool nextTurn(char**& w, Turn* turn) {
   return true;
 }
 
-void rotateByIdWords(char** words, const char* usage,
+void rotateByIdWords(Workspace& ws, char** words, const char* usage,
                      bool (*operation)(Model*, int32_t, const float*,
                                        const float*)) {
   char** w = words + 1;
   int32_t id = 0;
   Turn turn;
   if (!nextInt(w, &id) || !nextTurn(w, &turn)) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   lastErrorClear();
-  finish(operation(currentModel(), id, turn.rotation, turn.centre));
+  finish(ws, operation(currentModel(ws), id, turn.rotation, turn.centre));
 }
 
-void rotatePointWords(char** words) {
-  rotateByIdWords(
+void rotatePointWords(Workspace& ws, char** words) {
+  rotateByIdWords(ws, 
       words,
       "modelr: usage: modelr rotate point <n> <x> <y> <z> <cx> <cy> <cz>",
       rotatePoint);
 }
 
-void rotateChildWords(char** words) {
-  rotateByIdWords(
+void rotateChildWords(Workspace& ws, char** words) {
+  rotateByIdWords(ws, 
       words,
       "modelr: usage: modelr rotate child <id> <x> <y> <z> <cx> <cy> <cz>",
       rotateChild);
 }
 
-void rotateCollideWords(char** words) {
-  rotateByIdWords(
+void rotateCollideWords(Workspace& ws, char** words) {
+  rotateByIdWords(ws, 
       words,
       "modelr: usage: modelr rotate collide <id> <x> <y> <z> <cx> <cy> <cz>",
       rotateCollide);
 }
 
-void rotateJointWords(char** words) {
+void rotateJointWords(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* name = nullptr;
   Turn turn;
   if (!nextString(w, &name) || !nextTurn(w, &turn)) {
-    reportError(
+    reportError(ws, 
         "modelr: usage: modelr rotate joint <name> <x> <y> <z> <cx> <cy> <cz>");
     return;
   }
   lastErrorClear();
-  finish(rotateJoint(currentModel(), name, turn.rotation, turn.centre));
+  finish(ws, rotateJoint(currentModel(ws), name, turn.rotation, turn.centre));
 }
 
 // Directions turn without a centre.
-void rotateVectorWords(char** words, bool surface) {
+void rotateVectorWords(Workspace& ws, char** words, bool surface) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t number = 0;
   float angles[3];
   if (!nextString(w, &layer) || !nextInt(w, &number) ||
       !nextFloats(w, angles, 3)) {
-    reportError(surface
+    reportError(ws, surface
                     ? "modelr: usage: modelr rotate surface <layer_name> <n> "
                       "<x> <y> <z>"
                     : "modelr: usage: modelr rotate normal <layer_name> <n> "
@@ -254,11 +254,11 @@ void rotateVectorWords(char** words, bool surface) {
   float rotation[9];
   turnFromAngles(angles, rotation);
   lastErrorClear();
-  finish(rotateVector(currentModel(), layer, number, rotation, surface));
+  finish(ws, rotateVector(currentModel(ws), layer, number, rotation, surface));
 }
 
-void rotateNormalWords(char** words) { rotateVectorWords(words, false); }
-void rotateSurfaceWords(char** words) { rotateVectorWords(words, true); }
+void rotateNormalWords(Workspace& ws, char** words) { rotateVectorWords(ws, words, false); }
+void rotateSurfaceWords(Workspace& ws, char** words) { rotateVectorWords(ws, words, true); }
 
 const SubCommand kRotateWords[] = {
     {"point", rotatePointWords},     {"normal", rotateNormalWords},
@@ -273,58 +273,58 @@ bool nextScaling(char**& w, float factors[3], float centre[3]) {
   return nextFloats(w, factors, 3) && nextFloats(w, centre, 3);
 }
 
-void scalePointWords(char** words) {
+void scalePointWords(Workspace& ws, char** words) {
   char** w = words + 1;
   int32_t number = 0;
   float factors[3], centre[3];
   if (!nextInt(w, &number) || !nextScaling(w, factors, centre)) {
-    reportError(
+    reportError(ws, 
         "modelr: usage: modelr scale point <n> <x> <y> <z> <cx> <cy> <cz>");
     return;
   }
   lastErrorClear();
-  finish(scalePoint(currentModel(), number, factors, centre));
+  finish(ws, scalePoint(currentModel(ws), number, factors, centre));
 }
 
-void scaleJointWords(char** words) {
+void scaleJointWords(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* name = nullptr;
   float factors[3], centre[3];
   if (!nextString(w, &name) || !nextScaling(w, factors, centre)) {
-    reportError(
+    reportError(ws, 
         "modelr: usage: modelr scale joint <name> <x> <y> <z> <cx> <cy> <cz>");
     return;
   }
   lastErrorClear();
-  finish(scaleJoint(currentModel(), name, factors, centre));
+  finish(ws, scaleJoint(currentModel(ws), name, factors, centre));
 }
 
 // scale child and scale collide; any other word after the centre is
 // ignored, as unrecognised words are elsewhere.
-void scaleByIdWords(char** words, const char* usage,
+void scaleByIdWords(Workspace& ws, char** words, const char* usage,
                     bool (*operation)(Model*, int32_t, const float*,
                                       const float*, bool)) {
   char** w = words + 1;
   int32_t id = 0;
   float factors[3], centre[3];
   if (!nextInt(w, &id) || !nextScaling(w, factors, centre)) {
-    reportError(usage);
+    reportError(ws, usage);
     return;
   }
   const bool explicitSize = *w != nullptr && std::strcmp(*w, "explicit") == 0;
   lastErrorClear();
-  finish(operation(currentModel(), id, factors, centre, explicitSize));
+  finish(ws, operation(currentModel(ws), id, factors, centre, explicitSize));
 }
 
-void scaleChildWords(char** words) {
-  scaleByIdWords(words,
+void scaleChildWords(Workspace& ws, char** words) {
+  scaleByIdWords(ws, words,
                  "modelr: usage: modelr scale child <id> <x> <y> <z> <cx> "
                  "<cy> <cz> [explicit]",
                  scaleChild);
 }
 
-void scaleCollideWords(char** words) {
-  scaleByIdWords(words,
+void scaleCollideWords(Workspace& ws, char** words) {
+  scaleByIdWords(ws, words,
                  "modelr: usage: modelr scale collide <id> <x> <y> <z> <cx> "
                  "<cy> <cz> [explicit]",
                  scaleCollide);
@@ -337,9 +337,9 @@ const SubCommand kScaleWords[] = {
     {"collide", scaleCollideWords},
 };
 
-bool modelSelected() {
-  if (currentModel() != nullptr) return true;
-  reportError("modelr: no model selected!");
+bool modelSelected(Workspace& ws) {
+  if (currentModel(ws) != nullptr) return true;
+  reportError(ws, "modelr: no model selected!");
   return false;
 }
 
@@ -347,24 +347,23 @@ bool modelSelected() {
 
 // Every form but move cursor needs a model; without one the command is
 // refused before any argument is read.
-void moveCommand(char** words) {
+void moveCommand(Workspace& ws, char** words) {
   char** at = nullptr;
-  CommandHandler handler = findSubCommand(
-      words, kMoveWords, sizeof kMoveWords / sizeof kMoveWords[0], &at);
-  if (handler != moveCursorWords && !modelSelected()) return;
-  if (handler == nullptr) {
-    reportUnknownWord(words, "attribute");
+  const SubCommand* row = findSubCommand(words, kMoveWords, &at);
+  if ((row == nullptr || row->handler != moveCursorWords) && !modelSelected(ws)) return;
+  if (row == nullptr) {
+    reportUnknownWord(ws, words, "attribute");
     return;
   }
-  handler(at);
+  runRow(ws, *row, at);
 }
 
-void rotateCommand(char** words) {
-  if (!modelSelected()) return;
-  runSubCommand(words, kRotateWords, "attribute");
+void rotateCommand(Workspace& ws, char** words) {
+  if (!modelSelected(ws)) return;
+  runSubCommand(ws, words, kRotateWords, "attribute");
 }
 
-void scaleCommand(char** words) {
-  if (!modelSelected()) return;
-  runSubCommand(words, kScaleWords, "attribute");
+void scaleCommand(Workspace& ws, char** words) {
+  if (!modelSelected(ws)) return;
+  runSubCommand(ws, words, kScaleWords, "attribute");
 }

@@ -13,13 +13,11 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
-#include "cmd/context.h"
-#include "io/documents.h"
 #include "view/layer_cache.h"
-#include "view/view_host.h"
 
 namespace {
 
@@ -67,11 +65,20 @@ struct ModelDisplay {
   std::vector<int32_t> children;  // model ids of the children last seen
 };
 
-std::unordered_map<int32_t, ModelDisplay> g_displays;
-std::vector<GLuint> g_doomed;  // deleted by the next drawModel
-LayerVertices g_scratch;
+}  // namespace
+
+struct ModelDisplays {
+  std::unordered_map<int32_t, ModelDisplay> byModel;
+  std::vector<GLuint> doomed;  // deleted by the next drawModel
+  LayerVertices scratch;
+  std::vector<std::string> failures;  // reported once the frame is done
+};
+
+namespace {
 
 struct DrawContext {
+  ModelDisplays* store;
+  const RenderState* render;
   const DisplayFlags* flags;
   float matrix[16];  // the model-view matrix in force, column order
   bool flipped;      // an odd number of reflections: winding reversed
@@ -84,47 +91,49 @@ bool haveBuffers() {
          glBufferData != nullptr && glDeleteBuffers != nullptr;
 }
 
-void dropRun(VertexRun* run) {
-  if (run->buffer != 0) g_doomed.push_back(run->buffer);
+void dropRun(ModelDisplays* store, VertexRun* run) {
+  if (run->buffer != 0) store->doomed.push_back(run->buffer);
   run->buffer = 0;
   run->host.clear();
   run->host.shrink_to_fit();
   run->count = 0;
 }
 
-void dropLayer(LayerDisplay* layer) {
-  dropRun(&layer->triangles);
-  dropRun(&layer->lines);
-  dropRun(&layer->normals);
+void dropLayer(ModelDisplays* store, LayerDisplay* layer) {
+  dropRun(store, &layer->triangles);
+  dropRun(store, &layer->lines);
+  dropRun(store, &layer->normals);
   layer->valid = false;
 }
 
-void releaseById(int32_t id) {
-  auto found = g_displays.find(id);
-  if (found == g_displays.end()) return;
+void releaseById(ModelDisplays* store, int32_t id) {
+  auto found = store->byModel.find(id);
+  if (found == store->byModel.end()) return;
   const std::vector<int32_t> children = found->second.children;
-  for (LayerDisplay& layer : found->second.layers) dropLayer(&layer);
-  dropRun(&found->second.markers);
-  g_displays.erase(found);
-  for (int32_t child : children) releaseById(child);
+  for (LayerDisplay& layer : found->second.layers) dropLayer(store, &layer);
+  dropRun(store, &found->second.markers);
+  store->byModel.erase(found);
+  for (int32_t child : children) releaseById(store, child);
 }
 
-void deleteDoomedBuffers() {
-  if (g_doomed.empty() || !haveBuffers()) {
-    g_doomed.clear();
+void deleteDoomedBuffers(ModelDisplays* store) {
+  std::vector<GLuint>& doomed = store->doomed;
+  if (doomed.empty() || !haveBuffers()) {
+    doomed.clear();
     return;
   }
-  glDeleteBuffers(static_cast<GLsizei>(g_doomed.size()), g_doomed.data());
-  g_doomed.clear();
+  glDeleteBuffers(static_cast<GLsizei>(doomed.size()), doomed.data());
+  doomed.clear();
 }
 
 // Replaces the run's vertices, keeping its buffer name.
-void upload(VertexRun* run, const std::vector<DrawVertex>& data) {
+void upload(ModelDisplays* store, VertexRun* run,
+            const std::vector<DrawVertex>& data) {
   run->host.clear();
   run->host.shrink_to_fit();
   run->count = static_cast<int32_t>(data.size());
   if (data.empty()) {
-    if (run->buffer != 0) g_doomed.push_back(run->buffer);
+    if (run->buffer != 0) store->doomed.push_back(run->buffer);
     run->buffer = 0;
     return;
   }
@@ -139,7 +148,7 @@ void upload(VertexRun* run, const std::vector<DrawVertex>& data) {
                  data.data(), GL_STATIC_DRAW);
     glBindBuffer(GL_ARRAY_BUFFER, 0);
     if (glGetError() == GL_NO_ERROR) return;
-    g_doomed.push_back(run->buffer);
+    store->doomed.push_back(run->buffer);
     run->buffer = 0;
   }
   run->host = data;
@@ -168,10 +177,13 @@ void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
   if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
 }
 
-void reportOutOfMemory(const char* what) {
+void reportOutOfMemory(ModelDisplays* store, const char* what) {
   char text[kNameBytes + 64];
   std::snprintf(text, sizeof text, "modelr: out of memory drawing %s", what);
-  rendererError(text);
+  try {
+    store->failures.emplace_back(text);
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 NormalMode normalModeOf(const DisplayFlags* flags) {
@@ -190,7 +202,7 @@ float normalLengthOf(const Model* model, const DisplayFlags* flags) {
 }
 
 // Brings the layer's runs up to date; false when it cannot be drawn.
-bool refreshLayer(const Model* model, const Layer* layer,
+bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
                   const float* positions, const PointsKey& points,
                   NormalMode mode, float normalLength, LayerDisplay* d) {
   if (d->valid && d->revision == layer->revision && d->points == points &&
@@ -198,21 +210,22 @@ bool refreshLayer(const Model* model, const Layer* layer,
       std::strcmp(d->name, layer->name) == 0)
     return true;
   d->valid = false;
+  LayerVertices& scratch = store->scratch;
   try {
-    buildLayerVertices(model, layer, positions, mode, normalLength, &g_scratch);
-    upload(&d->triangles, g_scratch.triangles);
-    upload(&d->lines, g_scratch.lines);
-    upload(&d->normals, g_scratch.normalLines);
+    buildLayerVertices(model, layer, positions, mode, normalLength, &scratch);
+    upload(store, &d->triangles, scratch.triangles);
+    upload(store, &d->lines, scratch.lines);
+    upload(store, &d->normals, scratch.normalLines);
   } catch (const std::bad_alloc&) {
-    dropLayer(d);
-    g_scratch = LayerVertices();
-    reportOutOfMemory(layer->name);
+    dropLayer(store, d);
+    scratch = LayerVertices();
+    reportOutOfMemory(store, layer->name);
     return false;
   }
-  d->openLineVertices = g_scratch.openLineVertices;
+  d->openLineVertices = scratch.openLineVertices;
   // A big layer's arrays are not worth keeping on the host once uploaded.
-  if (g_scratch.triangles.capacity() > kKeptScratchVertices)
-    g_scratch = LayerVertices();
+  if (scratch.triangles.capacity() > kKeptScratchVertices)
+    scratch = LayerVertices();
   std::memcpy(d->name, layer->name, sizeof d->name);
   d->revision = layer->revision;
   d->points = points;
@@ -330,7 +343,7 @@ void drawLayer(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
   applyMatrix(*ctx);
 }
 
-void refreshMarkers(const Model* model, ModelDisplay* md,
+void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
                     const PointsKey& key) {
   auto toByte = [](float c) {
     return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
@@ -338,8 +351,8 @@ void refreshMarkers(const Model* model, ModelDisplay* md,
   };
   uint8_t colours[6];
   for (int i = 0; i < 3; ++i) {
-    colours[i] = toByte(g_app.render.pointColour[i]);
-    colours[3 + i] = toByte(g_app.render.selectionColour[i]);
+    colours[i] = toByte(ctx->render->pointColour[i]);
+    colours[3 + i] = toByte(ctx->render->selectionColour[i]);
   }
   if (md->markers.count > 0 && md->markersKey == key &&
       std::memcmp(colours, md->markerColours, sizeof colours) == 0)
@@ -358,13 +371,13 @@ void refreshMarkers(const Model* model, ModelDisplay* md,
     std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
     vertices.push_back(v);
   }
-  upload(&md->markers, vertices);
+  upload(ctx->store, &md->markers, vertices);
   md->markersKey = key;
   std::memcpy(md->markerColours, colours, sizeof colours);
 }
 
 // Forgets the children that are gone (deleted, absorbed) since last time.
-void noteChildren(const Model* model, ModelDisplay* md) {
+void noteChildren(ModelDisplays* store, const Model* model, ModelDisplay* md) {
   std::vector<int32_t> now;
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
@@ -374,7 +387,7 @@ void noteChildren(const Model* model, ModelDisplay* md) {
   for (int32_t id : md->children) {
     bool kept = false;
     for (int32_t n : now) kept = kept || n == id;
-    if (!kept) releaseById(id);
+    if (!kept) releaseById(store, id);
   }
   md->children.swap(now);
 }
@@ -383,8 +396,9 @@ void drawChildren(const Model* model, DrawContext* ctx);
 
 void drawModelBody(Model* model, DrawContext* ctx) {
   const DisplayFlags* flags = ctx->flags;
-  ModelDisplay& md = g_displays[model->id];
-  noteChildren(model, &md);
+  ModelDisplays* store = ctx->store;
+  ModelDisplay& md = store->byModel[model->id];
+  noteChildren(store, model, &md);
 
   PointsKey key;
   key.revision = model->revision;
@@ -397,7 +411,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
         computeDisplayPoints(model, &md.posed);
       } catch (const std::bad_alloc&) {
         md.posed = std::vector<float>();
-        reportOutOfMemory("the pose");
+        reportOutOfMemory(store, "the pose");
       }
     }
     md.posedKey = key;
@@ -408,15 +422,15 @@ void drawModelBody(Model* model, DrawContext* ctx) {
 
   const KeyedTable* layers = &model->layers;
   for (size_t i = layers->capacity; i < md.layers.size(); ++i)
-    dropLayer(&md.layers[i]);
+    dropLayer(store, &md.layers[i]);
   md.layers.resize(layers->capacity);
   std::vector<bool> drawable(md.layers.size(), false);
   for (int32_t s = 0; s < layers->capacity; ++s) {
     if (!layers->inUse[s]) {
-      if (md.layers[s].valid) dropLayer(&md.layers[s]);
+      if (md.layers[s].valid) dropLayer(store, &md.layers[s]);
       continue;
     }
-    drawable[s] = refreshLayer(model, tableAt<Layer>(layers, s), positions, key,
+    drawable[s] = refreshLayer(store, model, tableAt<Layer>(layers, s), positions, key,
                                mode, normalLength, &md.layers[s]);
   }
 
@@ -448,7 +462,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   }
 
   if (flags->points) {
-    refreshMarkers(model, &md, key);
+    refreshMarkers(ctx, model, &md, key);
     setLighting(flags, false);
     glPointSize(kMarkerSize);
     // Markers sit on the surfaces they mark: a hair nearer wins the tie.
@@ -457,7 +471,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
     glDepthRange(0.0, 1.0);
     ctx->primitives += md.markers.count;
   } else if (md.markers.count > 0) {
-    dropRun(&md.markers);
+    dropRun(store, &md.markers);
   }
 }
 
@@ -490,9 +504,14 @@ void drawChildren(const Model* model, DrawContext* ctx) {
 
 }  // namespace
 
-int32_t drawModel(Model* model, const DisplayFlags* flags) {
-  if (model == nullptr || flags == nullptr) return 0;
-  deleteDoomedBuffers();
+ModelDisplays* newModelDisplays() { return new (std::nothrow) ModelDisplays; }
+
+void freeModelDisplays(ModelDisplays* store) { delete store; }
+
+int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render) {
+  if (store == nullptr || model == nullptr || render == nullptr) return 0;
+  const DisplayFlags* flags = &render->display;
+  deleteDoomedBuffers(store);
   glPushAttrib(GL_ENABLE_BIT | GL_LIGHTING_BIT | GL_POLYGON_BIT |
                GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_POINT_BIT |
                GL_VIEWPORT_BIT | GL_TRANSFORM_BIT);
@@ -510,6 +529,8 @@ int32_t drawModel(Model* model, const DisplayFlags* flags) {
   glDisable(GL_TEXTURE_2D);
 
   DrawContext ctx;
+  ctx.store = store;
+  ctx.render = render;
   ctx.flags = flags;
   glGetFloatv(GL_MODELVIEW_MATRIX, ctx.matrix);
   ctx.flipped = false;
@@ -519,7 +540,7 @@ int32_t drawModel(Model* model, const DisplayFlags* flags) {
   try {
     drawModelBody(model, &ctx);
   } catch (const std::bad_alloc&) {
-    reportOutOfMemory(model->name);
+    reportOutOfMemory(store, model->name);
   }
 
   if (haveBuffers()) glBindBuffer(GL_ARRAY_BUFFER, 0);
@@ -529,21 +550,23 @@ int32_t drawModel(Model* model, const DisplayFlags* flags) {
   return ctx.primitives;
 }
 
-void releaseModelDisplay(Model* model) {
-  if (model == nullptr) return;
+void releaseModelDisplay(ModelDisplays* store, const Model* model) {
+  if (store == nullptr || model == nullptr) return;
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
-    releaseModelDisplay(tableAt<Child>(&model->children, s)->model);
+    releaseModelDisplay(store, tableAt<Child>(&model->children, s)->model);
   }
-  releaseById(model->id);
+  releaseById(store, model->id);
 }
 
-void forgetModelDisplays() {
-  g_displays.clear();
-  g_doomed.clear();
+std::vector<std::string> takeDrawFailures(ModelDisplays* store) {
+  std::vector<std::string> failures;
+  if (store != nullptr) failures.swap(store->failures);
+  return failures;
 }
 
-void installModelDisplayHooks() {
-  static const DocumentViewHooks hooks = {nullptr, releaseModelDisplay};
-  setDocumentViewHooks(&hooks);
+void forgetModelDisplays(ModelDisplays* store) {
+  if (store == nullptr) return;
+  store->byModel.clear();
+  store->doomed.clear();
 }

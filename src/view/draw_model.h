@@ -24,18 +24,29 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "model/records.h"
-#include "view/display_flags.h"
+#include "view/render_state.h"
 
-// Needs the view's GL context current.
-int32_t drawModel(Model* model, const DisplayFlags* flags);
+struct ModelDisplays;
+
+// The caches of every model drawn. Null when memory runs out.
+ModelDisplays* newModelDisplays();
+void freeModelDisplays(ModelDisplays* store);
+
+// Draws with the switches and colours of `render`. Needs the view's GL
+// context current.
+int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render);
 // Frees the GL resources of the model (and its children). Never touches
 // OpenGL itself, so it is safe without a context: the buffers are deleted
 // by the next drawModel, in the view's context.
-void releaseModelDisplay(Model* model);
+void releaseModelDisplay(ModelDisplays* store, const Model* model);
 // The GL context went away with its buffers: forget every cache without
 // touching OpenGL.
-void forgetModelDisplays();
-// Makes closing a model (documents.h) release its display resources.
-void installModelDisplayHooks();
+void forgetModelDisplays(ModelDisplays* store);
+// What went wrong while drawing ("modelr: out of memory drawing %s"),
+// collected so that the owner hears of it after the frame, never while a
+// model is half drawn.
+std::vector<std::string> takeDrawFailures(ModelDisplays* store);

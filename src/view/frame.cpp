@@ -5,30 +5,26 @@
 
 #include <chrono>
 #include <cstdio>
+#include <string>
 
-#include "cmd/context.h"
 #include "view/camera.h"
 #include "view/draw_model.h"
 #include "view/labels.h"
 #include "view/platform.h"
-#include "view/view_host.h"
-#include "view/view_window.h"
+#include "view/view.h"
 
 namespace {
 
 constexpr float kCursorArm = 6.0f;  // pixels each way from the 3D cursor
 
-bool g_glewReady = false;
-int32_t g_sceneBusy = 0;
-
-void setMaterialAndLights() {
+void setMaterialAndLights(const RenderState& render) {
   const GLfloat diffuse[] = {1.0f, 1.0f, 1.0f, 1.0f};
   const GLfloat ambient[] = {0.25f, 0.25f, 0.25f, 1.0f};
   const GLfloat specular[] = {0.0f, 0.0f, 0.0f, 1.0f};
   glMaterialfv(GL_FRONT_AND_BACK, GL_DIFFUSE, diffuse);
   glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, ambient);
   glMaterialfv(GL_FRONT_AND_BACK, GL_SPECULAR, specular);
-  glMaterialf(GL_FRONT_AND_BACK, GL_SHININESS, g_app.render.shininess);
+  glMaterialf(GL_FRONT_AND_BACK, GL_SHININESS, render.shininess);
   glEnable(GL_LIGHTING);
   glLightModelf(GL_LIGHT_MODEL_LOCAL_VIEWER, 1.0f);
   const GLfloat ambient0[] = {0.5f, 0.5f, 0.5f, 1.0f};
@@ -43,10 +39,9 @@ void setMaterialAndLights() {
 }
 
 // Not fixed: the client area. Fixed: the set size, centred.
-void setViewport(PlatformWindow* window) {
+void setViewport(const ViewState& view, PlatformWindow* window) {
   int w = 0, h = 0;
   platformWindowSize(window, &w, &h);
-  const ViewState& view = g_app.view;
   if (view.fixedSize)
     glViewport(w / 2 - view.viewWidth / 2, h / 2 - view.viewHeight / 2, view.viewWidth,
                view.viewHeight);
@@ -54,9 +49,9 @@ void setViewport(PlatformWindow* window) {
     glViewport(0, 0, w, h);
 }
 
-void clearFrame() {
-  const float* bg = g_app.view.background;
-  if (!g_app.view.fixedSize) {
+void clearFrame(const ViewState& view) {
+  const float* bg = view.background;
+  if (!view.fixedSize) {
     glClearColor(bg[0], bg[1], bg[2], 0.0f);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     return;
@@ -89,32 +84,29 @@ void clearFrame() {
   glEnable(GL_TEXTURE_2D);
 }
 
-// Every registered top-level model, in registry order. Returns how many
-// were drawn.
-int32_t drawScene() {
-  if (g_sceneBusy) return 0;
-  g_sceneBusy = 1;
-  g_app.render.primitives = 0;
+// Every model of the scene, in order. Returns how many were drawn.
+int32_t drawScene(View& v) {
+  if (v.sceneBusy) return 0;
+  v.sceneBusy = 1;
+  v.render.primitives = 0;
   int32_t models = 0;
-  KeyedTable* table = &g_app.registry.models;
-  for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
-    RegistryEntry* entry = tableAt<RegistryEntry>(table, s);
-    if (entry->flag != 0 || entry->model == nullptr) continue;
+  for (Model* model : v.scene.models) {
+    if (model == nullptr) continue;
     ++models;
-    g_app.render.primitives += drawModel(entry->model, &g_app.render.display);
+    v.render.primitives += drawModel(v.displays, model, &v.render);
   }
-  g_sceneBusy = 0;
+  v.sceneBusy = 0;
   return models;
 }
 
 // A cross of fixed pixel size where the 3D cursor projects, over the model.
-void drawCursorCross() {
+void drawCursorCross(const ViewState& view) {
   GLdouble modelView[16], projection[16];
   GLint viewport[4];
   glGetDoublev(GL_MODELVIEW_MATRIX, modelView);
   glGetDoublev(GL_PROJECTION_MATRIX, projection);
   glGetIntegerv(GL_VIEWPORT, viewport);
-  const float* c = g_app.view.cursor;
+  const float* c = view.cursor;
   GLdouble wx = 0, wy = 0, wz = 0;
   if (gluProject(c[0], c[1], c[2], modelView, projection, viewport, &wx, &wy, &wz) != GL_TRUE)
     return;
@@ -125,7 +117,7 @@ void drawCursorCross() {
   glDisable(GL_DEPTH_TEST);
   glDisable(GL_BLEND);
   glLineWidth(1.0f);
-  const float* bg = g_app.view.background;
+  const float* bg = view.background;
   glColor3f(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2]);
   glMatrixMode(GL_PROJECTION);
   glPushMatrix();
@@ -153,7 +145,7 @@ void drawCursorCross() {
 
 }  // namespace
 
-void initContextState() {
+void initContextState(View& v) {
   glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
   glShadeModel(GL_SMOOTH);
   glEnable(GL_DEPTH_TEST);
@@ -161,38 +153,38 @@ void initContextState() {
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
   glEnable(GL_COLOR_MATERIAL);
   glColorMaterial(GL_FRONT_AND_BACK, GL_DIFFUSE);
-  setMaterialAndLights();
+  setMaterialAndLights(v.render);
   // The model drawing uses buffer objects: their entry points come from
   // GLEW, which needs a current context to load them.
-  if (!g_glewReady) {
+  if (!v.glewReady) {
     glewExperimental = GL_TRUE;
     GLenum status = glewInit();
     if (status == GLEW_OK) {
-      g_glewReady = true;
+      v.glewReady = true;
     } else {
       char text[256];
       std::snprintf(text, sizeof text, "modelr: cannot load OpenGL extensions: %s",
                     reinterpret_cast<const char*>(glewGetErrorString(status)));
-      rendererError(text);
+      viewReportError(&v, text);
     }
   }
   // Without a font the labels are simply not drawn.
-  labelsInit();
+  labelsInit(v.fonts);
   glMatrixMode(GL_MODELVIEW);
   glLoadIdentity();
 }
 
-void applyProjection() {
-  cameraUpdateProjection(&g_app.view, &g_app.render.eyeDistance);
+void applyProjection(View& v) {
+  cameraUpdateProjection(&v.camera, &v.render.eyeDistance);
   glMatrixMode(GL_PROJECTION);
-  glLoadMatrixf(g_app.view.projection);
+  glLoadMatrixf(v.camera.projection);
   glMatrixMode(GL_MODELVIEW);
 }
 
-void drawFrame() {
-  RenderState& render = g_app.render;
+void drawFrame(View& v) {
+  RenderState& render = v.render;
   if (render.frameBusy) return;
-  PlatformWindow* window = viewWindow();
+  PlatformWindow* window = v.window.window;
   if (window == nullptr) return;
   render.frameBusy = 1;
   if (!platformMakeCurrent(window)) {
@@ -201,30 +193,40 @@ void drawFrame() {
   }
   auto start = std::chrono::steady_clock::now();
 
-  setViewport(window);
-  clearFrame();
-  applyProjection();
+  // The owner says what is open now: a script run since the last frame
+  // may have closed any of it.
+  v.scene.models.clear();
+  v.scene.current = nullptr;
+  if (v.sink != nullptr) v.sink->viewScene(&v.scene);
+
+  setViewport(v.camera, window);
+  clearFrame(v.camera);
+  applyProjection(v);
   glMatrixMode(GL_MODELVIEW);
-  glLoadMatrixf(g_app.view.modelView);
+  glLoadMatrixf(v.camera.modelView);
   glPushMatrix();
-  const float* focus = g_app.view.focus;
+  const float* focus = v.camera.focus;
   glTranslatef(-focus[0], -focus[1], -focus[2]);
 
-  drawModelLabels(currentModel(), &render);
-  int32_t models = drawScene();
-  if (render.display.cursor) drawCursorCross();
-  if (render.display.messages) drawMessageLines();
+  drawModelLabels(v.fonts, v.scene.current, &render);
+  int32_t models = drawScene(v);
+  if (render.display.cursor) drawCursorCross(v.camera);
+  if (render.display.messages) drawMessageLines(v.fonts, &render, v.camera.background);
 
   glPopMatrix();
   glFlush();
   platformSwapBuffers(window);
 
   auto elapsed = std::chrono::steady_clock::now() - start;
-  int32_t* stats = g_app.view.stats;
+  v.scene.models.clear();
+  v.scene.current = nullptr;
+  int32_t* stats = v.camera.stats;
   ++stats[0];
   stats[1] = render.primitives;
   stats[2] = models;
   stats[3] = static_cast<int32_t>(
       std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count());
   render.frameBusy = 0;
+  for (const std::string& failure : takeDrawFailures(v.displays))
+    viewReportError(&v, failure.c_str());
 }

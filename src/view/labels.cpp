@@ -8,11 +8,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
-#include "cmd/context.h"
 #include "view/layer_cache.h"
+#include "view/render_state.h"
 
 namespace {
 
@@ -33,8 +34,14 @@ struct LabelFont {
   int descent;
 };
 
-LabelFont g_fonts[kFonts];
-bool g_ready = false;
+}  // namespace
+
+struct LabelFonts {
+  LabelFont font[kFonts] = {};
+  bool ready = false;
+};
+
+namespace {
 
 bool findArial(std::string* file, int* index) {
   if (!FcInit()) return false;
@@ -103,9 +110,11 @@ bool buildFont(FT_Face face, int points, LabelFont* font) {
   return true;
 }
 
-const LabelFont* fontOf(int font) {
-  if (!g_ready || font < 0 || font >= kFonts || g_fonts[font].lists == 0) return nullptr;
-  return &g_fonts[font];
+const LabelFont* fontOf(const LabelFonts* fonts, int font) {
+  if (fonts == nullptr || !fonts->ready || font < 0 || font >= kFonts ||
+      fonts->font[font].lists == 0)
+    return nullptr;
+  return &fonts->font[font];
 }
 
 // UTF-8 to the Latin-1 codes of the display lists; what has no code there
@@ -160,6 +169,7 @@ std::vector<int32_t> layerPoints(const Layer* layer) {
 // The model and, under the pose switch, where its points are drawn (three
 // floats per point slot), so that labels stay on posed points.
 struct Labelled {
+  const LabelFonts* fonts;
   const Model* model;
   const float* posed;  // null: the points as stored
 };
@@ -181,8 +191,8 @@ bool positionOf(const Labelled& m, int32_t number, float xyz[3]) {
 void labelPoint(const Labelled& m, int32_t number, int line, const char* text) {
   float p[3];
   if (!positionOf(m, number, p)) return;
-  float dy = -static_cast<float>(line * labelLineHeight(0));
-  drawTextAtPointShifted(0, p[0], p[1], p[2], 0.0f, dy, text);
+  float dy = -static_cast<float>(line * labelLineHeight(m.fonts, 0));
+  drawTextAtPointShifted(m.fonts, 0, p[0], p[1], p[2], 0.0f, dy, text);
 }
 
 void pointLabels(const Labelled& m, const Layer* layer) {
@@ -272,8 +282,14 @@ void drawLayerOutline(const Labelled& m, const Layer* layer) {
 
 }  // namespace
 
-bool labelsInit() {
-  if (g_ready) return true;
+LabelFonts* newLabelFonts() { return new (std::nothrow) LabelFonts; }
+
+void freeLabelFonts(LabelFonts* fonts) { delete fonts; }
+
+bool labelsInit(LabelFonts* fonts) {
+  if (fonts == nullptr) return false;
+  if (fonts->ready) return true;
+  LabelFont* font = fonts->font;
   std::string file;
   int index = 0;
   if (!findArial(&file, &index)) return false;
@@ -290,28 +306,28 @@ bool labelsInit() {
     glPixelStorei(GL_UNPACK_SKIP_PIXELS, 0);
     glPixelStorei(GL_UNPACK_LSB_FIRST, GL_FALSE);
     for (int f = 0; f < kFonts; ++f) {
-      if (!buildFont(face, kFontPoints[f], &g_fonts[f])) g_fonts[f] = LabelFont{};
+      if (!buildFont(face, kFontPoints[f], &font[f])) font[f] = LabelFont{};
     }
     glPopClientAttrib();
     FT_Done_Face(face);
   }
   FT_Done_FreeType(library);
-  g_ready = g_fonts[0].lists != 0 || g_fonts[1].lists != 0;
+  fonts->ready = font[0].lists != 0 || font[1].lists != 0;
   // A missing size stands in for the other.
-  for (int f = 0; g_ready && f < kFonts; ++f)
-    if (g_fonts[f].lists == 0) g_fonts[f] = g_fonts[1 - f];
-  return g_ready;
+  for (int f = 0; fonts->ready && f < kFonts; ++f)
+    if (font[f].lists == 0) font[f] = font[1 - f];
+  return fonts->ready;
 }
 
-bool labelsReady() { return g_ready; }
+bool labelsReady(const LabelFonts* fonts) { return fonts != nullptr && fonts->ready; }
 
-int labelLineHeight(int font) {
-  const LabelFont* f = fontOf(font);
+int labelLineHeight(const LabelFonts* fonts, int font) {
+  const LabelFont* f = fontOf(fonts, font);
   return f != nullptr ? f->lineHeight : 0;
 }
 
-void drawTextAt(int font, float x, float y, const char* text) {
-  const LabelFont* f = fontOf(font);
+void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char* text) {
+  const LabelFont* f = fontOf(fonts, font);
   if (f == nullptr || text == nullptr) return;
   GLint viewport[4];
   GLint mode = GL_MODELVIEW;
@@ -334,13 +350,14 @@ void drawTextAt(int font, float x, float y, const char* text) {
   drawCodes(f, text);
 }
 
-void drawTextAtPoint(int font, float x, float y, float z, const char* text) {
-  drawTextAtPointShifted(font, x, y, z, 0.0f, 0.0f, text);
+void drawTextAtPoint(const LabelFonts* fonts, int font, float x, float y, float z,
+                     const char* text) {
+  drawTextAtPointShifted(fonts, font, x, y, z, 0.0f, 0.0f, text);
 }
 
-void drawTextAtPointShifted(int font, float x, float y, float z, float dx, float dy,
-                            const char* text) {
-  const LabelFont* f = fontOf(font);
+void drawTextAtPointShifted(const LabelFonts* fonts, int font, float x, float y, float z,
+                            float dx, float dy, const char* text) {
+  const LabelFont* f = fontOf(fonts, font);
   if (f == nullptr || text == nullptr) return;
   glRasterPos3f(x, y, z);
   // An empty bitmap only moves the raster position.
@@ -348,12 +365,13 @@ void drawTextAtPointShifted(int font, float x, float y, float z, float dx, float
   drawCodes(f, text);
 }
 
-void drawMessageLines() {
-  const LabelFont* f = fontOf(0);
+void drawMessageLines(const LabelFonts* fonts, const RenderState* render,
+                      const float background[3]) {
+  const LabelFont* f = fontOf(fonts, 0);
   if (f == nullptr) return;
   GLint viewport[4];
   glGetIntegerv(GL_VIEWPORT, viewport);
-  const float* bg = g_app.view.background;
+  const float* bg = background;
   // Black on light backgrounds, white on dark ones.
   float luminance = 0.3f * bg[0] + 0.59f * bg[1] + 0.11f * bg[2];
   float shade = luminance > 0.5f ? 0.0f : 1.0f;
@@ -364,16 +382,17 @@ void drawMessageLines() {
   glDisable(GL_BLEND);
   glColor3f(shade, shade, shade);
   for (int i = 0; i < kMessageLines; ++i) {
-    const char* line = g_app.render.messages[i];
+    const char* line = render->messages[i];
     if (line[0] == 0) continue;
     float y = static_cast<float>(viewport[1] + kMessageMargin + f->descent + i * f->lineHeight);
-    drawTextAt(0, static_cast<float>(viewport[0] + kMessageMargin), y, line);
+    drawTextAt(fonts, 0, static_cast<float>(viewport[0] + kMessageMargin), y, line);
   }
   glPopAttrib();
 }
 
-void drawModelLabels(const Model* model, const RenderState* render) {
-  if (!g_ready || model == nullptr) return;
+void drawModelLabels(const LabelFonts* fonts, const Model* model,
+                     const RenderState* render) {
+  if (!labelsReady(fonts) || model == nullptr) return;
   const DisplayFlags& flags = render->display;
   const char* chosenName = render->chosenLayer;
   bool chosen = chosenName[0] != 0 && std::strcmp(chosenName, "global") != 0;
@@ -381,7 +400,7 @@ void drawModelLabels(const Model* model, const RenderState* render) {
   if (!flags.labels && !flags.colors && !(chosenLayer != nullptr && render->layerOutline)) return;
 
   std::vector<float> posed;
-  Labelled m{model, nullptr};
+  Labelled m{fonts, model, nullptr};
   if (flags.pose && computeDisplayPoints(model, &posed)) m.posed = posed.data();
 
   glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_VIEWPORT_BIT | GL_POLYGON_BIT);

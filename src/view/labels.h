@@ -4,24 +4,31 @@
 
 struct Model;
 struct RenderState;
+struct LabelFonts;
 
+// An empty set of fonts (null when memory runs out); labelsInit loads them.
+LabelFonts* newLabelFonts();
+void freeLabelFonts(LabelFonts* fonts);
 // Loads both fonts; false when no font could be found (text is then not
 // drawn, nothing else fails). Needs the view's context current.
-bool labelsInit();
+bool labelsInit(LabelFonts* fonts);
 // True once labelsInit has found a font.
-bool labelsReady();
+bool labelsReady(const LabelFonts* fonts);
 // Height of one line of the font in pixels (0 without fonts).
-int labelLineHeight(int font);
+int labelLineHeight(const LabelFonts* fonts, int font);
 // Draws text with its left baseline at the window position (x, y), origin
 // bottom left, in the current colour. font 0 or 1.
-void drawTextAt(int font, float x, float y, const char* text);
+void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char* text);
 // Draws text at a model-space position.
-void drawTextAtPoint(int font, float x, float y, float z, const char* text);
+void drawTextAtPoint(const LabelFonts* fonts, int font, float x, float y, float z,
+                     const char* text);
 // The same, moved by (dx, dy) pixels on the screen from the point.
-void drawTextAtPointShifted(int font, float x, float y, float z, float dx,
-                            float dy, const char* text);
-// The view's message lines, newest at the bottom left.
-void drawMessageLines();
+void drawTextAtPointShifted(const LabelFonts* fonts, int font, float x, float y,
+                            float z, float dx, float dy, const char* text);
+// The view's message lines, newest at the bottom left, black or white
+// against the background.
+void drawMessageLines(const LabelFonts* fonts, const RenderState* render,
+                      const float background[3]);
 
 // The labels of a model under the labels and colors switches, for the
 // chosen layer of the render state or (none chosen) every layer, and the
@@ -30,4 +37,5 @@ void drawMessageLines();
 // labels (" 7 = (in body)", " 7 = (global)") one line below and the
 // model-level colours (" 7 = 1.00 0.00 0.00 1.00 (global)", " 7 (no
 // color)") two lines below, so that the kinds do not overprint.
-void drawModelLabels(const Model* model, const RenderState* render);
+void drawModelLabels(const LabelFonts* fonts, const Model* model,
+                     const RenderState* render);

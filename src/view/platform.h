@@ -25,6 +25,8 @@ struct PlatformHandlers {
   // The native window went away (its Tk parent was destroyed); the record
   // stays, every call on it does nothing from then on.
   void (*destroyed)(PlatformWindow* window);
+  // A failure of the window system ("modelr: ...").
+  void (*failure)(PlatformWindow* window, const char* text);
 };
 
 // Creates the view as a child of the Tk widget `parentPath` (an X window
@@ -32,15 +34,19 @@ struct PlatformHandlers {
 // bits), sized to the parent and following it, and its GL context. Null on
 // failure with *error set to "modelr: cannot get handle for parent window."
 // for an unknown parent, or another text.
-PlatformWindow* platformCreateView(const char* name, const char* parentPath,
-                                   const PlatformHandlers* handlers,
+// `toolkit` is the toolkit handle the parent is looked up through (the Tk
+// interpreter on X11); `user` is handed back by platformUserData.
+PlatformWindow* platformCreateView(void* toolkit, const char* name,
+                                   const char* parentPath,
+                                   const PlatformHandlers* handlers, void* user,
                                    const char** error);
+void* platformUserData(PlatformWindow* window);
 void platformDestroyView(PlatformWindow* window);
 // False when the window exists but no GL context could be made for it (no
 // GLX visual, or context creation failed): it never draws.
 bool platformHasContext(PlatformWindow* window);
 // The native handle of an existing Tk widget, or null.
-void* platformWidgetHandle(const char* path);
+void* platformWidgetHandle(void* toolkit, const char* path);
 
 // Makes the window's context current; null releases the current context.
 bool platformMakeCurrent(PlatformWindow* window);
@@ -54,7 +60,8 @@ void platformFollowParent(PlatformWindow* window);
 
 // Cursors: a stock cursor of similar meaning for a built-in name, or a
 // cursor file. Null when it cannot be loaded.
-void* platformLoadCursor(PlatformWindow* window, const char* nameOrFile);
+void* platformLoadCursor(void* toolkit, PlatformWindow* window,
+                         const char* nameOrFile);
 void platformShowCursor(PlatformWindow* window, void* cursor);  // null: arrow
 
 // Reads w x h pixels of what the window shows, RGB, bottom row first (as

@@ -13,9 +13,7 @@
 #include <cstring>
 #include <string>
 
-#include "cmd/host_tcl.h"
 #include "view/platform.h"
-#include "view/view_host.h"
 
 struct PlatformWindow {
   Tk_Window tkwin;   // null once the window is gone
@@ -24,6 +22,7 @@ struct PlatformWindow {
   GLXContext context;  // null: the window never draws
   Colormap colormap;   // of the GLX visual; None with the parent's visual
   PlatformHandlers handlers;
+  void* user;
   // The previous press, for double clicks.
   unsigned int pressButton;
   Time pressTime;
@@ -42,6 +41,10 @@ constexpr int kDoubleClickPixels = 4;
 const char kNoParent[] = "modelr: cannot get handle for parent window.";
 const char kNoWindow[] = "modelr: cannot create the view window.";
 
+// The only mutable state of the extension outside the workspace, both
+// forced by the window system: the GL context current on this thread is
+// process-wide state of GLX, and Xlib's error handler is a plain function
+// with no user data, so what it records must live at file scope.
 PlatformWindow* g_current = nullptr;  // whose context is current
 
 // X errors raised by GLX calls would end the process through Xlib's default
@@ -339,14 +342,19 @@ std::string cursorFileSpec(const char* file) {
   return spec;
 }
 
+void reportFailure(PlatformWindow* window, const char* text) {
+  if (window->handlers.failure) window->handlers.failure(window, text);
+}
+
 }  // namespace
 
-PlatformWindow* platformCreateView(const char* name, const char* parentPath,
-                                   const PlatformHandlers* handlers,
+PlatformWindow* platformCreateView(void* toolkit, const char* name,
+                                   const char* parentPath,
+                                   const PlatformHandlers* handlers, void* user,
                                    const char** error) {
-  Tcl_Interp* interp = hostInterp();
+  Tcl_Interp* interp = static_cast<Tcl_Interp*>(toolkit);
   *error = kNoParent;
-  if (interp == nullptr || !hostHasTk() || parentPath == nullptr) return nullptr;
+  if (interp == nullptr || parentPath == nullptr) return nullptr;
   Tk_Window mainWindow = Tk_MainWindow(interp);
   Tk_Window parent =
       mainWindow ? Tk_NameToWindow(interp, parentPath, mainWindow) : nullptr;
@@ -373,6 +381,7 @@ PlatformWindow* platformCreateView(const char* name, const char* parentPath,
   window->display = Tk_Display(tkwin);
   window->colormap = None;
   if (handlers) window->handlers = *handlers;
+  window->user = user;
 
   const int screen = Tk_ScreenNumber(tkwin);
   XVisualInfo* info = glxVisual(window->display, screen);
@@ -382,7 +391,7 @@ PlatformWindow* platformCreateView(const char* name, const char* parentPath,
                                        info->visual, AllocNone);
     Tk_SetWindowVisual(tkwin, info->visual, info->depth, window->colormap);
   } else {
-    rendererError("modelr: no OpenGL visual for the view window.");
+    reportFailure(window, "modelr: no OpenGL visual for the view window.");
   }
 
   int w = 1;
@@ -403,7 +412,7 @@ PlatformWindow* platformCreateView(const char* name, const char* parentPath,
     }
     XFree(info);
     if (window->context == nullptr) {
-      rendererError("modelr: cannot create the OpenGL context of the view window.");
+      reportFailure(window, "modelr: cannot create the OpenGL context of the view window.");
     }
   }
   return window;
@@ -424,9 +433,13 @@ bool platformHasContext(PlatformWindow* window) {
   return alive(window) && window->context != nullptr;
 }
 
-void* platformWidgetHandle(const char* path) {
-  Tcl_Interp* interp = hostInterp();
-  if (interp == nullptr || !hostHasTk() || path == nullptr) return nullptr;
+void* platformUserData(PlatformWindow* window) {
+  return window != nullptr ? window->user : nullptr;
+}
+
+void* platformWidgetHandle(void* toolkit, const char* path) {
+  Tcl_Interp* interp = static_cast<Tcl_Interp*>(toolkit);
+  if (interp == nullptr || path == nullptr) return nullptr;
   Tk_Window mainWindow = Tk_MainWindow(interp);
   Tk_Window widget =
       mainWindow ? Tk_NameToWindow(interp, path, mainWindow) : nullptr;
@@ -451,7 +464,7 @@ bool platformMakeCurrent(PlatformWindow* window) {
                              window->context);
   if (!endXTrap(window->display, previous) || !made) {
     g_current = nullptr;
-    rendererError("modelr: cannot make the view's OpenGL context current.");
+    reportFailure(window, "modelr: cannot make the view's OpenGL context current.");
     return false;
   }
   g_current = window;
@@ -498,9 +511,9 @@ void platformFollowParent(PlatformWindow* window) {
   platformMoveWindow(window, 0, 0, w, h);
 }
 
-void* platformLoadCursor(PlatformWindow* window, const char* nameOrFile) {
-  Tcl_Interp* interp = hostInterp();
-  if (interp == nullptr || !hostHasTk() || nameOrFile == nullptr) return nullptr;
+void* platformLoadCursor(void* toolkit, PlatformWindow* window, const char* nameOrFile) {
+  Tcl_Interp* interp = static_cast<Tcl_Interp*>(toolkit);
+  if (interp == nullptr || nameOrFile == nullptr) return nullptr;
   Tk_Window tkwin = alive(window) ? window->tkwin : Tk_MainWindow(interp);
   if (tkwin == nullptr) {
     Tcl_ResetResult(interp);

@@ -5,104 +5,63 @@
 
 #include <GL/gl.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
-#include "cmd/callbacks.h"
-#include "cmd/context.h"
-#include "cmd/host.h"
 #include "view/camera.h"
 #include "view/draw_model.h"
 #include "view/frame.h"
 #include "view/render_state.h"
+#include "view/view.h"
 
 namespace {
 
 constexpr int kMinViewSize = 20;
 constexpr int kMaxViewSize = 3000;
 constexpr int kNormalViewSize = 300;
-constexpr int kPendingEvents = 64;
-constexpr int kCallbackLineBytes = 1024;
 
-struct ViewWindowState {
-  PlatformWindow* window;  // null before creation and after it is gone
-  bool created;            // only one window, ever
-  void* statusWidget;      // the script's .status widget, if it has one
-  std::vector<void*> cursors;  // cursor n at n - 1
-  int32_t shownCursor;
-  // Mouse: the last position and motion delta sent to the script.
-  int32_t lastX, lastY;
-  int32_t lastDx, lastDy;
-  // A callback that runs the event loop brings the next events in while
-  // the first is handled; they wait here and follow in order.
-  bool handlingEvent;
-  ViewEvent pending[kPendingEvents];
-  int pendingCount;
-};
-
-ViewWindowState g_view;
-
-void fireMouse(int32_t button, int32_t x, int32_t y, int32_t dx, int32_t dy) {
-  const char* procedure = callbackProcedure(kCallbackMouse);
-  if (procedure == nullptr) return;
-  char line[kCallbackLineBytes];
-  int length = std::snprintf(line, sizeof line, "%s %d %d %d %d %d\n",
-                             procedure, button, x, y, dx, dy);
-  if (length < 0 || length >= static_cast<int>(sizeof line)) return;
-  hostEvaluateCallback(line);
+void fireMouse(View& v, int32_t button, int32_t x, int32_t y, int32_t dx, int32_t dy) {
+  if (v.sink != nullptr) v.sink->viewMouse(button, x, y, dx, dy);
 }
 
-// The key's character as one Tcl word: characters the interpreter would
-// read as syntax get a backslash, others outside printable ASCII a \x
-// escape, so that the procedure always receives the character itself.
-void fireKey(int32_t character) {
-  const char* procedure = callbackProcedure(kCallbackKeyboard);
-  if (procedure == nullptr || character <= 0 || character > 0xff) return;
-  char word[8];
-  if (character < 0x20 || character >= 0x7f) {
-    std::snprintf(word, sizeof word, "\\x%02x", character);
-  } else if (std::strchr("\\[]{}\"$; ", character) != nullptr) {
-    std::snprintf(word, sizeof word, "\\%c", character);
-  } else {
-    std::snprintf(word, sizeof word, "%c", character);
-  }
-  char line[kCallbackLineBytes];
-  int length = std::snprintf(line, sizeof line, "%s %s\n", procedure, word);
-  if (length < 0 || length >= static_cast<int>(sizeof line)) return;
-  hostEvaluateCallback(line);
+void fireKey(View& v, int32_t character) {
+  if (v.sink == nullptr || character <= 0 || character > 0xff) return;
+  v.sink->viewKey(character);
 }
 
-void handleOneEvent(const ViewEvent* event) {
-  ViewState& view = g_app.view;
+void handleOneEvent(View& v, const ViewEvent* event) {
+  ViewState& view = v.camera;
+  ViewWindowState& win = v.window;
   switch (event->type) {
     case kEventMouseButton:
-      g_view.lastX = view.pointerX = event->x;
-      g_view.lastY = view.pointerY = event->y;
+      win.lastX = view.pointerX = event->x;
+      win.lastY = view.pointerY = event->y;
       if (event->pressed) {
-        fireMouse(event->button, event->x, event->y, 0, 0);
+        fireMouse(v, event->button, event->x, event->y, 0, 0);
       } else {
-        fireMouse(0, 0, 0, 0, 0);
+        fireMouse(v, 0, 0, 0, 0, 0);
       }
       break;
     case kEventMouseMove:
       view.pointerX = event->x;
       view.pointerY = event->y;
       if (!event->pressed) {
-        g_view.lastX = event->x;
-        g_view.lastY = event->y;
-        fireMouse(0, event->x, event->y, 0, 0);
+        win.lastX = event->x;
+        win.lastY = event->y;
+        fireMouse(v, 0, event->x, event->y, 0, 0);
         break;
       }
-      g_view.lastDx = event->x - g_view.lastX;
-      g_view.lastDy = event->y - g_view.lastY;
-      fireMouse(event->button, event->x, event->y, g_view.lastDx, g_view.lastDy);
-      g_view.lastX = event->x;
-      g_view.lastY = event->y;
+      win.lastDx = event->x - win.lastX;
+      win.lastDy = event->y - win.lastY;
+      fireMouse(v, event->button, event->x, event->y, win.lastDx, win.lastDy);
+      win.lastX = event->x;
+      win.lastY = event->y;
       break;
     case kEventKeyDown:
-      fireKey(event->character);
+      fireKey(v, event->character);
       break;
     default:
       break;  // key releases
@@ -111,20 +70,20 @@ void handleOneEvent(const ViewEvent* event) {
 
 // Lays the viewport out centred in the client area, sets the projection
 // and draws.
-void layOutAndDraw(PlatformWindow* window, int w, int h) {
-  ViewState& view = g_app.view;
+void layOutAndDraw(View& v, PlatformWindow* window, int w, int h) {
+  ViewState& view = v.camera;
   if (!platformMakeCurrent(window)) return;
   glViewport(w / 2 - view.viewWidth / 2, h / 2 - view.viewHeight / 2,
              view.viewWidth, view.viewHeight);
-  applyProjection();
-  drawFrame();
+  applyProjection(v);
+  drawFrame(v);
 }
 
 // One pass of the resize handler. A new size is only taken (extents scaled
 // so that the picture keeps its scale) and true returned; an unchanged size,
 // or any size while the view size is fixed, lays out and draws.
-bool resizeStep(PlatformWindow* window, int w, int h) {
-  ViewState& view = g_app.view;
+bool resizeStep(View& v, PlatformWindow* window, int w, int h) {
+  ViewState& view = v.camera;
   if (w + h == 0 || !view.hasWindow) return false;
   if (w != view.viewWidth || h != view.viewHeight) {
     float extentX = view.viewWidth > 0 ? view.extentX * w / view.viewWidth : view.extentX;
@@ -135,90 +94,101 @@ bool resizeStep(PlatformWindow* window, int w, int h) {
       view.extentY = extentY;
       view.viewWidth = w;
       view.viewHeight = h;
-      cameraUpdateProjection(&view, &g_app.render.eyeDistance);
+      cameraUpdateProjection(&view, &v.render.eyeDistance);
       return true;
     }
   }
-  layOutAndDraw(window, w, h);
+  layOutAndDraw(v, window, w, h);
   return false;
 }
 
+View& viewOf(PlatformWindow* window) {
+  return *static_cast<View*>(platformUserData(window));
+}
+
 void resizeHandler(PlatformWindow* window, int w, int h) {
-  resizeStep(window, w, h);
+  resizeStep(viewOf(window), window, w, h);
 }
 
 // Takes the window's present size and draws: a second pass finds the size
 // it just took.
-void settle(PlatformWindow* window) {
+void settle(View& v, PlatformWindow* window) {
   int w = 0;
   int h = 0;
   platformWindowSize(window, &w, &h);
-  if (resizeStep(window, w, h)) resizeStep(window, w, h);
+  if (resizeStep(v, window, w, h)) resizeStep(v, window, w, h);
 }
 
 // A paint follows the frame first.
 void paintHandler(PlatformWindow* window) {
   platformFollowParent(window);
-  settle(window);
+  settle(viewOf(window), window);
 }
 
-void eventHandler(PlatformWindow*, const ViewEvent* event) {
-  viewHandleEvent(event);
+void eventHandler(PlatformWindow* window, const ViewEvent* event) {
+  viewHandleEvent(viewOf(window), event);
 }
 
-void destroyedHandler(PlatformWindow*) {
-  forgetModelDisplays();  // their GL names died with the context
-  g_view.window = nullptr;
-  g_app.view.hasWindow = 0;
+void destroyedHandler(PlatformWindow* window) {
+  View& v = viewOf(window);
+  forgetModelDisplays(v.displays);  // their GL names died with the context
+  v.window.window = nullptr;
+  v.camera.hasWindow = 0;
 }
 
-void createHandler(PlatformWindow* window) {
+void createHandler(View& v, PlatformWindow* window) {
   int w = 0;
   int h = 0;
   platformMakeCurrent(window);
   platformWindowSize(window, &w, &h);
-  cameraInit(&g_app.view, w, h);
-  g_app.view.hasWindow = 1;
-  initContextState();
+  cameraInit(&v.camera, w, h);
+  v.camera.hasWindow = 1;
+  initContextState(v);
+}
+
+void failureHandler(PlatformWindow* window, const char* text) {
+  viewReportError(&viewOf(window), text);
 }
 
 const PlatformHandlers kHandlers = {paintHandler, resizeHandler, eventHandler,
-                                    destroyedHandler};
+                                    destroyedHandler, failureHandler};
 
 }  // namespace
 
-bool createViewWindow(const char* name, const char* parentPath) {
-  if (g_view.created) {
-    showErrorDialog("modelr: can only support 1 window at the moment.");
+bool createViewWindow(View& v, const char* name, const char* parentPath) {
+  ViewWindowState& win = v.window;
+  if (win.created) {
+    if (v.sink) v.sink->viewAlert("modelr: can only support 1 window at the moment.");
     return false;
   }
   const char* error = nullptr;
-  PlatformWindow* window = platformCreateView(name, parentPath, &kHandlers, &error);
+  PlatformWindow* window =
+      platformCreateView(v.toolkit, name, parentPath, &kHandlers, &v, &error);
   if (window == nullptr) {
-    showErrorDialog(error);
+    if (v.sink) v.sink->viewAlert(error);
     return false;
   }
-  g_view.window = window;
-  g_view.created = true;
-  if (platformHasContext(window)) createHandler(window);
-  if (g_view.shownCursor > 0) {
-    platformShowCursor(window, g_view.cursors[g_view.shownCursor - 1]);
+  win.window = window;
+  win.created = true;
+  if (platformHasContext(window)) createHandler(v, window);
+  if (win.shownCursor > 0) {
+    platformShowCursor(window, win.cursors[win.shownCursor - 1]);
   }
-  g_view.statusWidget = platformWidgetHandle(".status");
+  win.statusWidget = platformWidgetHandle(v.toolkit, ".status");
   return true;
 }
 
-PlatformWindow* viewWindow() { return g_view.window; }
+PlatformWindow* viewWindow(const View& v) { return v.window.window; }
 
-bool setViewSize(int32_t width, int32_t height) {
-  PlatformWindow* window = g_view.window;
-  ViewState& view = g_app.view;
+bool setViewSize(View& v, int32_t width, int32_t height) {
+  PlatformWindow* window = v.window.window;
+  ViewState& view = v.camera;
   if (window == nullptr || !view.hasWindow) return false;
   if (width == 0 && height == 0) {
     view.fixedSize = 0;
     platformMoveWindow(window, 0, 0, kNormalViewSize, kNormalViewSize);
-    settle(window);
-    postMessageLine(&g_app.render, "Window size = Normal");
+    settle(v, window);
+    postMessageLine(&v.render, "Window size = Normal");
     return true;
   }
   if (width < kMinViewSize || width > kMaxViewSize || height < kMinViewSize ||
@@ -234,49 +204,51 @@ bool setViewSize(int32_t width, int32_t height) {
   int w = 0;
   int h = 0;
   platformWindowSize(window, &w, &h);
-  layOutAndDraw(window, w, h);
+  layOutAndDraw(v, window, w, h);
   char text[64];
   std::snprintf(text, sizeof text, "Window size = %dx%d", width, height);
-  postMessageLine(&g_app.render, text);
+  postMessageLine(&v.render, text);
   return true;
 }
 
-void resizeViewToParent() {
-  PlatformWindow* window = g_view.window;
+void resizeViewToParent(View& v) {
+  PlatformWindow* window = v.window.window;
   if (window == nullptr) return;
   platformFollowParent(window);
-  settle(window);
+  settle(v, window);
 }
 
-int32_t createViewCursor(const char* nameOrFile) {
+int32_t createViewCursor(View& v, const char* nameOrFile) {
+  ViewWindowState& win = v.window;
   if (nameOrFile == nullptr || nameOrFile[0] == '\0') return 0;
-  if (g_view.cursors.size() >= static_cast<size_t>(INT32_MAX)) return 0;
-  void* cursor = platformLoadCursor(g_view.window, nameOrFile);
+  if (win.cursors.size() >= static_cast<size_t>(INT32_MAX)) return 0;
+  void* cursor = platformLoadCursor(v.toolkit, win.window, nameOrFile);
   if (cursor == nullptr) return 0;
-  g_view.cursors.push_back(cursor);
-  return static_cast<int32_t>(g_view.cursors.size());
+  win.cursors.push_back(cursor);
+  return static_cast<int32_t>(win.cursors.size());
 }
 
-bool showViewCursor(int32_t number) {
-  if (number < 0 || static_cast<size_t>(number) > g_view.cursors.size()) {
+bool showViewCursor(View& v, int32_t number) {
+  ViewWindowState& win = v.window;
+  if (number < 0 || static_cast<size_t>(number) > win.cursors.size()) {
     return false;
   }
-  g_view.shownCursor = number;
-  platformShowCursor(g_view.window,
-                     number == 0 ? nullptr : g_view.cursors[number - 1]);
+  win.shownCursor = number;
+  platformShowCursor(win.window,
+                     number == 0 ? nullptr : win.cursors[number - 1]);
   return true;
 }
 
-int32_t shownViewCursor() { return g_view.shownCursor; }
+int32_t shownViewCursor(const View& v) { return v.window.shownCursor; }
 
-void redrawView() {
-  if (g_view.window == nullptr || !g_app.view.hasWindow) return;
-  drawFrame();
+void redrawView(View& v) {
+  if (v.window.window == nullptr || !v.camera.hasWindow) return;
+  drawFrame(v);
 }
 
-void resetView() {
-  if (g_view.window == nullptr || !g_app.view.hasWindow) return;
-  RenderState& render = g_app.render;
+void resetView(View& v) {
+  if (v.window.window == nullptr || !v.camera.hasWindow) return;
+  RenderState& render = v.render;
   // Start values, but the user's display switches, the posted messages
   // and the extent of the open models stay.
   RenderState fresh;
@@ -287,23 +259,44 @@ void resetView() {
   std::memcpy(fresh.sceneExtra, render.sceneExtra, sizeof fresh.sceneExtra);
   fresh.frameBusy = render.frameBusy;
   render = fresh;
-  drawFrame();
+  drawFrame(v);
 }
 
-void viewHandleEvent(const ViewEvent* event) {
+void viewHandleEvent(View& v, const ViewEvent* event) {
   if (event == nullptr) return;
-  if (g_view.handlingEvent) {
-    if (g_view.pendingCount < kPendingEvents) {
-      g_view.pending[g_view.pendingCount++] = *event;
+  ViewWindowState& win = v.window;
+  if (win.handlingEvent) {
+    if (win.pendingCount < kPendingViewEvents) {
+      win.pending[win.pendingCount++] = *event;
     }
     return;
   }
-  g_view.handlingEvent = true;
-  handleOneEvent(event);
-  for (int i = 0; i < g_view.pendingCount; ++i) {
-    ViewEvent next = g_view.pending[i];
-    handleOneEvent(&next);
+  win.handlingEvent = true;
+  handleOneEvent(v, event);
+  for (int i = 0; i < win.pendingCount; ++i) {
+    ViewEvent next = win.pending[i];
+    handleOneEvent(v, &next);
   }
-  g_view.pendingCount = 0;
-  g_view.handlingEvent = false;
+  win.pendingCount = 0;
+  win.handlingEvent = false;
+}
+
+bool captureViewport(const View& v, ViewportPixels* out) {
+  PlatformWindow* window = v.window.window;
+  if (window == nullptr) return false;
+  int windowWidth = 0, windowHeight = 0;
+  platformWindowSize(window, &windowWidth, &windowHeight);
+  const ViewState& view = v.camera;
+  // A fixed-size viewport sits centred in the window; it may overhang it.
+  int x = 0, y = 0;
+  if (view.fixedSize != 0) {
+    x = std::max(0, windowWidth / 2 - view.viewWidth / 2);
+    y = std::max(0, windowHeight / 2 - view.viewHeight / 2);
+  }
+  out->width = std::max(0, std::min(view.viewWidth, windowWidth - x));
+  out->height = std::max(0, std::min(view.viewHeight, windowHeight - y));
+  out->rgb.assign(static_cast<size_t>(out->width) * out->height * 3, 0);
+  out->read = !out->rgb.empty() &&
+              platformReadPixels(window, x, y, out->width, out->height, out->rgb.data());
+  return true;
 }

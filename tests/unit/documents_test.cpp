@@ -1,34 +1,26 @@
-// Opening and closing documents: the view hooks and the scene extent, which
-// the scripts cannot see.
+// Opening and closing documents in a workspace: the status lines the user
+// interface shows, the scene a frame draws and the scene extent, which the
+// scripts cannot see.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "cmd/context.h"
-#include "io/documents.h"
+#include "workspace/documents.h"
+#include "workspace/workspace.h"
 
 namespace {
 
-std::vector<std::string> g_events;
-
-void opened(Model* model) { g_events.push_back(std::string("open ") + model->name); }
-void closing(Model* model) { g_events.push_back(std::string("close ") + model->name); }
+struct StatusLines final : WorkspaceHost {
+  std::vector<std::string> lines;
+  void workspaceStatus(const char* text) override { lines.push_back(text); }
+};
 
 class Documents : public ::testing::Test {
  protected:
-  void SetUp() override {
-    zeroAppContext();
-    initRenderState(&g_app.render);
-    DocumentViewHooks hooks = {opened, closing};
-    setDocumentViewHooks(&hooks);
-    g_events.clear();
-  }
-  void TearDown() override {
-    closeAllModels();
-    setDocumentViewHooks(nullptr);
-  }
+  void SetUp() override { workspaceInit(&ws, &status, nullptr, nullptr); }
+  void TearDown() override { workspaceRelease(&ws); }
 
   // A model file whose points span `size` along x.
   std::string writeModel(const char* name, float size) {
@@ -41,33 +33,52 @@ class Documents : public ::testing::Test {
     std::fclose(f);
     return path;
   }
+
+  StatusLines status;
+  Workspace ws;
 };
 
-TEST_F(Documents, ViewHearsOfEveryModelBeforeItIsFreed) {
-  Model* a = createEmptyModel("a");
-  ASSERT_NE(a, nullptr);
-  closeAllModels();
-  createEmptyModel("b");
-  EXPECT_EQ(g_events, (std::vector<std::string>{"open a", "close a", "open b"}));
+TEST_F(Documents, ClosingReportsBeforeAndAfterAndLeavesNothingToDraw) {
+  ASSERT_NE(createEmptyModel(ws, "a"), nullptr);
+  Scene scene;
+  fillScene(ws, &scene);
+  ASSERT_EQ(scene.models.size(), 1u);
+  EXPECT_EQ(scene.current, scene.models[0]);
+  status.lines.clear();
+  closeAllModels(ws);
+  EXPECT_EQ(status.lines,
+            (std::vector<std::string>{"Closing currently open Model file", "Ready"}));
+  Scene empty;
+  fillScene(ws, &empty);
+  EXPECT_TRUE(empty.models.empty());
+  EXPECT_EQ(empty.current, nullptr);
 }
 
-TEST_F(Documents, RemoveTellsTheViewOfThatModelOnly) {
-  Model* a = createEmptyModel("a");
+TEST_F(Documents, RemoveTakesThatModelOnly) {
+  Model* a = createEmptyModel(ws, "a");
   int32_t id = a->id;
-  g_events.clear();
-  EXPECT_TRUE(removeModelDocument(id));
-  EXPECT_FALSE(removeModelDocument(id));
-  EXPECT_EQ(g_events, (std::vector<std::string>{"close a"}));
-  EXPECT_EQ(currentModel(), nullptr);
+  EXPECT_TRUE(removeModelDocument(ws, id));
+  EXPECT_FALSE(removeModelDocument(ws, id));
+  EXPECT_EQ(currentModel(ws), nullptr);
+}
+
+TEST_F(Documents, FailedLoadSaysWhyThenLoadFailedAndKeepsTheRegistry) {
+  ASSERT_NE(createEmptyModel(ws, "kept"), nullptr);
+  status.lines.clear();
+  EXPECT_EQ(loadModelDocument(ws, "/nonexistent/x.mod"), nullptr);
+  ASSERT_GE(status.lines.size(), 2u);
+  EXPECT_EQ(status.lines.front(), "Loading...");
+  EXPECT_EQ(status.lines.back(), "Load failed");
+  EXPECT_STREQ(currentModel(ws)->name, "kept");
 }
 
 TEST_F(Documents, SceneExtentGrowsToTwiceTheLargestModelAndNeverShrinks) {
-  ASSERT_NE(openModelDocument(writeModel("big", 80.0f).c_str()), nullptr);
-  EXPECT_FLOAT_EQ(g_app.render.sceneExtent, 160.0f);
-  ASSERT_NE(loadModelDocument(writeModel("small", 3.0f).c_str()), nullptr);
-  EXPECT_FLOAT_EQ(g_app.render.sceneExtent, 160.0f);
-  closeAllModels();
-  EXPECT_FLOAT_EQ(g_app.render.sceneExtent, kDefaultSceneExtent);
+  ASSERT_NE(openModelDocument(ws, writeModel("big", 80.0f).c_str()), nullptr);
+  EXPECT_FLOAT_EQ(ws.view.render.sceneExtent, 160.0f);
+  ASSERT_NE(loadModelDocument(ws, writeModel("small", 3.0f).c_str()), nullptr);
+  EXPECT_FLOAT_EQ(ws.view.render.sceneExtent, 160.0f);
+  closeAllModels(ws);
+  EXPECT_FLOAT_EQ(ws.view.render.sceneExtent, kDefaultSceneExtent);
 }
 
 }  // namespace

@@ -7,39 +7,43 @@
 
 #include "cmd/format.h"
 
+namespace {
+ResultText g_text;
+}  // namespace
+
 TEST(FormatFloatList, EveryValueIncludingTheLastEndsInASpace) {
   float v[] = {1.0f, 2.0f, -0.5f};
-  EXPECT_STREQ(formatFloatList(v, 3), "1.000000 2.000000 -0.500000 ");
+  EXPECT_STREQ(formatFloatList(&g_text, v, 3), "1.000000 2.000000 -0.500000 ");
 }
 
 TEST(FormatIntList, TheLastValueHasNoTrailingSpace) {
   int32_t v[] = {1, 2, 3};
-  EXPECT_STREQ(formatIntList(v, 3), "1 2 3");
-  EXPECT_STREQ(formatIntList(v, 1), "1");
+  EXPECT_STREQ(formatIntList(&g_text, v, 3), "1 2 3");
+  EXPECT_STREQ(formatIntList(&g_text, v, 1), "1");
 }
 
 TEST(FormatLists, ZeroCountIsEmptyAndNegativeCountIsNothing) {
   float f = 1;
   int32_t i = 1;
-  EXPECT_STREQ(formatFloatList(&f, 0), "");
-  EXPECT_STREQ(formatIntList(&i, 0), "");
-  EXPECT_EQ(formatFloatList(&f, -1), nullptr);
-  EXPECT_EQ(formatIntList(&i, -1), nullptr);
+  EXPECT_STREQ(formatFloatList(&g_text, &f, 0), "");
+  EXPECT_STREQ(formatIntList(&g_text, &i, 0), "");
+  EXPECT_EQ(formatFloatList(&g_text, &f, -1), nullptr);
+  EXPECT_EQ(formatIntList(&g_text, &i, -1), nullptr);
 }
 
 TEST(FormatLists, TextBeyond65500CharactersGivesNothing) {
   std::vector<float> floats(20000, 1.0f);  // 9 characters each
-  EXPECT_EQ(formatFloatList(floats.data(), 20000), nullptr);
+  EXPECT_EQ(formatFloatList(&g_text, floats.data(), 20000), nullptr);
   // 7277 values of "1.000000 " are 65493 characters: still allowed.
-  const char* fits = formatFloatList(floats.data(), 7277);
+  const char* fits = formatFloatList(&g_text, floats.data(), 7277);
   ASSERT_NE(fits, nullptr);
   EXPECT_EQ(std::string(fits).size(), 65493u);
-  EXPECT_EQ(formatFloatList(floats.data(), 7278), nullptr);
+  EXPECT_EQ(formatFloatList(&g_text, floats.data(), 7278), nullptr);
 }
 
 TEST(FormatLists, HugeFloatsNeverOverrunTheSharedText) {
   std::vector<float> big(2000, 3.4e38f);
-  EXPECT_EQ(formatFloatList(big.data(), 2000), nullptr);
+  EXPECT_EQ(formatFloatList(&g_text, big.data(), 2000), nullptr);
   std::vector<int32_t> ints(20000, -2147483647);
-  EXPECT_EQ(formatIntList(ints.data(), 20000), nullptr);
+  EXPECT_EQ(formatIntList(&g_text, ints.data(), 20000), nullptr);
 }

@@ -5,41 +5,32 @@
 
 #include "model/model.h"
 
-using StatusReporter = void (*)(const char* text);
+struct Workspace;
 
 // The loader reports its progress lines ("Loading...", "Ready", ...)
-// through this function; null silences it.
-void setLoaderStatusReporter(StatusReporter reporter);
-void loaderStatus(const char* text);
+// through the workspace's host.
+void loaderStatus(Workspace& ws, const char* text);
 
-// Frees every open model, empties the registry and puts the scene extent
-// back to its start value.
-void closeAllModels();
+// Frees every open model (and its display resources), empties the registry
+// and puts the scene extent back to its start value.
+void closeAllModels(Workspace& ws);
 
 // Closes every open model, then creates an empty model of that name and
 // registers it as the current model. Null on refusal (LastError set).
-Model* createEmptyModel(const char* name);
-
-// What the view does when a model opens or closes (its display resources);
-// both null until a view is there.
-struct DocumentViewHooks {
-  void (*modelOpened)(Model* model);
-  void (*modelClosing)(Model* model);
-};
-void setDocumentViewHooks(const DocumentViewHooks* hooks);
+Model* createEmptyModel(Workspace& ws, const char* name);
 
 // Loads a file as a top-level model beside the open ones: status
 // "Loading...", the reader's message (if any) as a status line, "Load
 // failed" on failure; else the scene extent grows to twice the model's
 // largest extent, the model is registered (and becomes current) and the
 // status is "Ready". Null on failure; the registry is unchanged then.
-Model* loadModelDocument(const char* path);
+Model* loadModelDocument(Workspace& ws, const char* path);
 // Closes every open model, then loads the file.
-Model* openModelDocument(const char* path);
+Model* openModelDocument(Workspace& ws, const char* path);
 // Reloads every open model from its file, all or nothing; when nothing
 // could be reloaded an empty model named "untitled" is created. The number
 // of models open afterwards.
-int reloadModelDocuments();
+int reloadModelDocuments(Workspace& ws);
 // Releases, frees and unregisters one open model; false when the id is not
 // open.
-bool removeModelDocument(int32_t id);
+bool removeModelDocument(Workspace& ws, int32_t id);

@@ -1,0 +1,25 @@
+#include "view/view.h"
+
+#include "view/draw_model.h"
+#include "view/labels.h"
+
+void viewInit(View* view, ViewSink* sink, void* toolkit) {
+  *view = View();
+  view->camera = ViewState{};
+  initRenderState(&view->render);
+  view->sink = sink;
+  view->toolkit = toolkit;
+  view->displays = newModelDisplays();
+  view->fonts = newLabelFonts();
+}
+
+void viewRelease(View* view) {
+  freeModelDisplays(view->displays);
+  freeLabelFonts(view->fonts);
+  view->displays = nullptr;
+  view->fonts = nullptr;
+}
+
+void viewReportError(const View* view, const char* text) {
+  if (view->sink != nullptr && text != nullptr) view->sink->viewError(text);
+}

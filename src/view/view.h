@@ -1,0 +1,90 @@
+// The view: everything the one view window keeps between frames, as one
+// record that its owner (the workspace) holds and hands to every view call.
+// The view draws what it is handed and reports what happens through a
+// small sink; it knows nothing of the interpreter or the document registry.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "model/records.h"
+#include "view/render_state.h"
+#include "view/view_event.h"
+#include "view/view_state.h"
+
+struct PlatformWindow;
+struct ModelDisplays;  // per-model vertex data on the GL side (draw_model.cpp)
+struct LabelFonts;     // glyph display lists of the labels (labels.cpp)
+
+// What one frame draws: the open top-level models in registry order and
+// the model whose labels and layer outline show.
+struct Scene {
+  std::vector<Model*> models;
+  Model* current = nullptr;
+};
+
+// What the view reports to its owner. The owner may run scripts from any
+// of these, so the view never holds document pointers across a call.
+class ViewSink {
+ public:
+  // Buttons 1 to 3 (0 for a release or a plain move), client coordinates
+  // with the origin top left, and the motion since the last report.
+  virtual void viewMouse(int32_t button, int32_t x, int32_t y, int32_t dx,
+                         int32_t dy) = 0;
+  // A key press with a character (1..255).
+  virtual void viewKey(int32_t character) = 0;
+  // A refusal or failure of the renderer ("modelr: ...").
+  virtual void viewError(const char* text) = 0;
+  // A failure the user must see even without an error procedure (the
+  // message box of window creation).
+  virtual void viewAlert(const char* text) = 0;
+  // Fills the scene of the next frame.
+  virtual void viewScene(Scene* scene) = 0;
+
+ protected:
+  ~ViewSink() = default;
+};
+
+constexpr int kPendingViewEvents = 64;
+
+// The window and its pointer state.
+struct ViewWindowState {
+  PlatformWindow* window = nullptr;  // null before creation and after it is gone
+  bool created = false;              // only one window, ever
+  void* statusWidget = nullptr;      // the script's .status widget, if any
+  std::vector<void*> cursors;        // cursor n at n - 1
+  int32_t shownCursor = 0;
+  // Mouse: the last position and motion delta sent to the script.
+  int32_t lastX = 0, lastY = 0;
+  int32_t lastDx = 0, lastDy = 0;
+  // A callback that runs the event loop brings the next events in while
+  // the first is handled; they wait here and follow in order.
+  bool handlingEvent = false;
+  ViewEvent pending[kPendingViewEvents] = {};
+  int pendingCount = 0;
+};
+
+struct View {
+  ViewState camera;
+  RenderState render;
+  ViewWindowState window;
+  ViewSink* sink = nullptr;
+  // The toolkit handle the platform finds its parent widgets through (the
+  // Tk interpreter on X11); opaque here.
+  void* toolkit = nullptr;
+  ModelDisplays* displays = nullptr;
+  LabelFonts* fonts = nullptr;
+  bool glewReady = false;
+  int32_t sceneBusy = 0;
+  Scene scene;  // the frame being drawn
+};
+
+// Start values: zero camera (a window gives it its start values), render
+// state defaults, empty caches. `sink` and `toolkit` may be null (then
+// nothing is reported and no window can be made).
+void viewInit(View* view, ViewSink* sink, void* toolkit);
+// Frees the caches (their GL names are dropped without a context).
+void viewRelease(View* view);
+
+// Sends a renderer failure to the sink.
+void viewReportError(const View* view, const char* text);

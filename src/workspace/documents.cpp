@@ -1,0 +1,121 @@
+#include "workspace/documents.h"
+
+#include <string>
+#include <vector>
+
+#include "io/mod_reader.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "view/draw_model.h"
+#include "workspace/workspace.h"
+
+namespace {
+
+// The view keeps GL data per model; a closed model's goes with it.
+void announceClosing(Workspace& ws, Model* model) {
+  releaseModelDisplay(ws.view.displays, model);
+}
+
+// The camera must see the whole of every open model: twice the largest
+// extent of the new one, never shrinking for a smaller one. The model's
+// bounds grow as points are added, so nothing needs recomputing here.
+void growSceneExtent(Workspace& ws, Model* model) {
+  float largest = 0.0f;
+  for (int axis = 0; axis < 3; ++axis) {
+    float extent = model->boundsMax[axis] - model->boundsMin[axis];
+    if (extent > largest) largest = extent;
+  }
+  if (ws.view.render.sceneExtent < 2.0f * largest) {
+    ws.view.render.sceneExtent = 2.0f * largest;
+  }
+}
+
+// Where a model is reloaded from: its directory (when it has one), its
+// name and ".mod".
+std::string reloadPath(const Model* model) {
+  return std::string(model->directory) + model->name + ".mod";
+}
+
+}  // namespace
+
+void loaderStatus(Workspace& ws, const char* text) {
+  if (ws.host != nullptr && text != nullptr) ws.host->workspaceStatus(text);
+}
+
+void closeAllModels(Workspace& ws) {
+  loaderStatus(ws, "Closing currently open Model file");
+  ModelRegistry* registry = &ws.registry;
+  for (int32_t s = tableNextSlot(&registry->models, -1); s >= 0;
+       s = tableNextSlot(&registry->models, s)) {
+    announceClosing(ws, tableAt<RegistryEntry>(&registry->models, s)->model);
+  }
+  registryFreeAll(registry);
+  registryInit(registry);
+  resetSceneExtent(&ws.view.render);
+  loaderStatus(ws, "Ready");
+}
+
+Model* createEmptyModel(Workspace& ws, const char* name) {
+  // Make the new model first: a name that cannot be a model name must not
+  // cost the user the models that are open.
+  Model* model = createModel(nullptr, name, nullptr);
+  if (model == nullptr) return nullptr;
+  closeAllModels(ws);
+  if (!registerModel(&ws.registry, model)) {
+    freeModel(model);
+    return nullptr;
+  }
+  return model;
+}
+
+Model* loadModelDocument(Workspace& ws, const char* path) {
+  loaderStatus(ws, "Loading...");
+  // Only what this load says belongs in the status line.
+  lastErrorClear();
+  Model* model = readModelFile(path, nullptr, nullptr);
+  if (const char* reason = lastErrorText()) loaderStatus(ws, reason);
+  if (model == nullptr) {
+    loaderStatus(ws, "Load failed");
+    return nullptr;
+  }
+  growSceneExtent(ws, model);
+  if (!registerModel(&ws.registry, model)) {
+    freeModel(model);
+    loaderStatus(ws, "Load failed");
+    return nullptr;
+  }
+  loaderStatus(ws, "Ready");
+  return model;
+}
+
+Model* openModelDocument(Workspace& ws, const char* path) {
+  closeAllModels(ws);
+  return loadModelDocument(ws, path);
+}
+
+int reloadModelDocuments(Workspace& ws) {
+  ModelRegistry* registry = &ws.registry;
+  std::vector<std::string> paths;
+  for (int32_t s = tableNextSlot(&registry->models, -1); s >= 0;
+       s = tableNextSlot(&registry->models, s)) {
+    paths.push_back(reloadPath(tableAt<RegistryEntry>(&registry->models, s)->model));
+  }
+  closeAllModels(ws);
+  size_t loaded = 0;
+  for (const std::string& path : paths) {
+    if (loadModelDocument(ws, path.c_str()) != nullptr) ++loaded;
+  }
+  // All or nothing: scripts never see some of their models come back.
+  if (loaded < paths.size()) closeAllModels(ws);
+  if (tableCount(&registry->models) == 0) createEmptyModel(ws, "untitled");
+  return tableCount(&registry->models);
+}
+
+bool removeModelDocument(Workspace& ws, int32_t id) {
+  Model* model = registryFind(&ws.registry, id);
+  if (model == nullptr) return false;
+  announceClosing(ws, model);
+  registryRemove(&ws.registry, id);
+  freeModel(model);
+  return true;
+}
