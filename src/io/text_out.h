@@ -45,6 +45,11 @@ void outFixedWidth(TextOut* out, double value, int width,     // %6.3f
                    int decimals);
 // count values "%.6f", separated by single blanks.
 void outFloatList(TextOut* out, const float* values, int count);
+// A string literal, appended without measuring it.
+template <size_t N>
+inline void outLiteral(TextOut* out, const char (&text)[N]) {
+  outChars(out, text, N - 1);
+}
 
 // The save-name rule of model and pose files: null or "" gives
 // `fallback` ("untitled.mod", "noname.pos"); `extension` (".mod", ".pos")
