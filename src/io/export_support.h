@@ -1,7 +1,7 @@
 // What the text exporters share: where the file goes, how a layer's
 // polygons are read as triangle strips, normals, and the preparation every
-// export goes through. Defined in export_support.cpp; no exporter depends on
-// another's file.
+// export goes through. Kept out of the exporters' own files, so that no
+// exporter depends on another.
 #pragma once
 
 #include <cstdint>
