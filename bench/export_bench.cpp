@@ -23,7 +23,8 @@
 #include <string>
 #include <vector>
 
-#include "io/export_support.h"
+#include "io/export_obj.h"
+#include "io/export_stl.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"

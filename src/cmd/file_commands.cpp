@@ -14,12 +14,12 @@
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
+#include "io/capture_file.h"
 #include "workspace/documents.h"
 #include "io/exporters.h"
 #include "io/mod_writer.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
-#include "view/capture.h"
 #include "view/tga.h"
 #include "view/view_window.h"
 

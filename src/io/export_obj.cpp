@@ -1,14 +1,13 @@
 // Wavefront OBJ export: every point, the normals, and per layer a material
 // name, its triangles and its lines.
-#include <string>
+#include "io/export_obj.h"
+
 #include <vector>
 
 #include "io/export_support.h"
 #include "io/exporters.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
-#include "model/mirror.h"
-#include "model/model.h"
 
 namespace {
 
@@ -84,15 +83,9 @@ struct ObjWriter {
     for (int32_t l = tableNextSlot(layers, -1); l >= 0;
          l = tableNextSlot(layers, l)) {
       const Layer* layer = tableAt<Layer>(layers, l);
-      const KeyedTable* polygons = &layer->triangles;
-      for (int32_t s = tableNextSlot(polygons, -1); s >= 0;
-           s = tableNextSlot(polygons, s)) {
-        const Triangle* t = tableAt<Triangle>(polygons, s);
-        forEachStripTriangle(t->points, t->count,
-                             [&](int32_t a, int32_t b, int32_t c) {
-                               visit(layer, l, a, b, c);
-                             });
-      }
+      forEachLayerTriangle(layer, [&](int32_t a, int32_t b, int32_t c) {
+        visit(layer, l, a, b, c);
+      });
     }
   }
 
@@ -107,7 +100,7 @@ struct ObjWriter {
   }
 
   void points() {
-    literal(out, "# points\n");
+    outLiteral(out, "# points\n");
     const KeyedTable* t = &model->points;
     vertexOfSlot.assign(static_cast<size_t>(t->capacity), 0);
     int32_t number = 0;
@@ -134,7 +127,7 @@ struct ObjWriter {
     }
     modelNormals = numberSlots(&model->normals, written + 1);
     if (tableCount(&model->normals) > 0) {
-      literal(out, "\n# normals\n");
+      outLiteral(out, "\n# normals\n");
       normalTable(&model->normals);
     }
     const KeyedTable* layers = &model->layers;
@@ -145,7 +138,7 @@ struct ObjWriter {
       layerNormals[static_cast<size_t>(l)] =
           numberSlots(&layer->normals, written + 1);
       if (tableCount(&layer->normals) == 0) continue;
-      literal(out, "\n# normals for ");
+      outLiteral(out, "\n# normals for ");
       outText(out, layer->name);
       outChar(out, '\n');
       normalTable(&layer->normals);
@@ -158,24 +151,24 @@ struct ObjWriter {
       if (storedNormal(layer, l, a) != 0 && storedNormal(layer, l, b) != 0 &&
           storedNormal(layer, l, c) != 0)
         return;
-      if (written + 1 == firstFaceNormal) literal(out, "\n# face normals\n");
+      if (written + 1 == firstFaceNormal) outLiteral(out, "\n# face normals\n");
       faceNormalRecord(a, b, c);
     });
   }
 
   void face(int32_t a, int32_t na, int32_t b, int32_t nb, int32_t c,
             int32_t nc) {
-    literal(out, "f ");
+    outLiteral(out, "f ");
     outInt(out, vertex(a));
-    literal(out, "//");
+    outLiteral(out, "//");
     outInt(out, na);
     outChar(out, ' ');
     outInt(out, vertex(b));
-    literal(out, "//");
+    outLiteral(out, "//");
     outInt(out, nb);
     outChar(out, ' ');
     outInt(out, vertex(c));
-    literal(out, "//");
+    outLiteral(out, "//");
     outInt(out, nc);
     outChar(out, '\n');
   }
@@ -187,7 +180,7 @@ struct ObjWriter {
     for (int32_t l = tableNextSlot(layers, -1); l >= 0 && missing == 0;
          l = tableNextSlot(layers, l)) {
       const Layer* layer = tableAt<Layer>(layers, l);
-      literal(out, "\nusemtl ");
+      outLiteral(out, "\nusemtl ");
       outText(out, layer->name);
       outChar(out, '\n');
 
@@ -197,42 +190,37 @@ struct ObjWriter {
            s = tableNextSlot(polygons, s))
         faces += stripTriangleCount(tableAt<Triangle>(polygons, s)->count);
       if (faces > 0) {
-        literal(out, "\n# ");
+        outLiteral(out, "\n# ");
         outInt(out, faces);
-        literal(out, " faces\n");
+        outLiteral(out, " faces\n");
       }
-      for (int32_t s = tableNextSlot(polygons, -1); s >= 0;
-           s = tableNextSlot(polygons, s)) {
-        const Triangle* t = tableAt<Triangle>(polygons, s);
-        forEachStripTriangle(t->points, t->count, [&](int32_t a, int32_t b,
-                                                      int32_t c) {
-          if (flat) {
-            ++flatNumber;
-            face(a, flatNumber, b, flatNumber, c, flatNumber);
-            return;
-          }
-          int32_t na = storedNormal(layer, l, a);
-          int32_t nb = storedNormal(layer, l, b);
-          int32_t nc = storedNormal(layer, l, c);
-          if (na == 0 || nb == 0 || nc == 0) {
-            if (na == 0) na = faceNormalNumber;
-            if (nb == 0) nb = faceNormalNumber;
-            if (nc == 0) nc = faceNormalNumber;
-            ++faceNormalNumber;
-          }
-          face(a, na, b, nb, c, nc);
-        });
-      }
+      forEachLayerTriangle(layer, [&](int32_t a, int32_t b, int32_t c) {
+        if (flat) {
+          ++flatNumber;
+          face(a, flatNumber, b, flatNumber, c, flatNumber);
+          return;
+        }
+        int32_t na = storedNormal(layer, l, a);
+        int32_t nb = storedNormal(layer, l, b);
+        int32_t nc = storedNormal(layer, l, c);
+        if (na == 0 || nb == 0 || nc == 0) {
+          if (na == 0) na = faceNormalNumber;
+          if (nb == 0) nb = faceNormalNumber;
+          if (nc == 0) nc = faceNormalNumber;
+          ++faceNormalNumber;
+        }
+        face(a, na, b, nb, c, nc);
+      });
 
       const KeyedTable* lines = &layer->lines;
       if (tableCount(lines) == 0) continue;
-      literal(out, "\n# ");
+      outLiteral(out, "\n# ");
       outInt(out, tableCount(lines));
-      literal(out, " lines\n");
+      outLiteral(out, " lines\n");
       for (int32_t s = tableNextSlot(lines, -1); s >= 0;
            s = tableNextSlot(lines, s)) {
         const Line* line = tableAt<Line>(lines, s);
-        literal(out, "l ");
+        outLiteral(out, "l ");
         for (int32_t i = 0; i < line->count; ++i) {
           outInt(out, vertex(line->points[i]));
           outChar(out, ' ');
@@ -249,9 +237,9 @@ bool writeObj(const Model* model, const char* path, const char* title,
               bool flat) {
   TextOut out;
   if (!textOutOpen(&out, path)) return false;
-  literal(&out, "#\n# model: ");
+  outLiteral(&out, "#\n# model: ");
   outText(&out, title);
-  literal(&out, "\n#\n");
+  outLiteral(&out, "\n#\n");
   ObjWriter writer(model, &out, flat);
   writer.points();
   writer.normals();

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -16,8 +15,6 @@
 #include "io/text_out.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
-#include "model/mirror.h"
-#include "model/model.h"
 
 namespace {
 
@@ -207,16 +204,9 @@ void decodeStrips(const Model* model, const Layer* layer, Mesh* mesh) {
   auto vertex = [&](int32_t number) {
     return mesh->vertexOfSlot[tablePosition(&model->points, number, false)];
   };
-  const KeyedTable* polygons = &layer->triangles;
-  for (int32_t s = tableNextSlot(polygons, -1); s >= 0;
-       s = tableNextSlot(polygons, s)) {
-    const Triangle* t = tableAt<Triangle>(polygons, s);
-    forEachStripTriangle(t->points, t->count,
-                         [&](int32_t a, int32_t b, int32_t c) {
-                           mesh->faces.insert(mesh->faces.end(),
-                                              {vertex(a), vertex(b), vertex(c)});
-                         });
-  }
+  forEachLayerTriangle(layer, [&](int32_t a, int32_t b, int32_t c) {
+    mesh->faces.insert(mesh->faces.end(), {vertex(a), vertex(b), vertex(c)});
+  });
 }
 
 // Collects the layer's vertices and triangles. False when a polygon or
@@ -290,17 +280,6 @@ void outCountLine(TextOut* out, const char* indent, size_t count,
   outText(out, "; // ");
   outInt(out, static_cast<int32_t>(count));
   outText(out, what);
-}
-
-void normalise(double v[3]) {
-  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-  if (length > 0.0 && std::isfinite(length)) {
-    v[0] /= length;
-    v[1] /= length;
-    v[2] /= length;
-  } else {
-    v[0] = v[1] = v[2] = 0.0;
-  }
 }
 
 // The cross product of the triangle's edges b - a and c - a: the face

@@ -21,19 +21,24 @@ const char* fileOrNone(const TextureSlot& slot) {
   return slot.file[0] != '\0' ? slot.file : "none";
 }
 
+// "%-3d   ": the point number that starts a point, vector or colour line.
+void pointColumn(TextOut* out, int32_t number) {
+  outIntPadRight(out, number, 3);
+  outText(out, "   ");
+}
+
 // "%-3d   %.6f %.6f %.6f" (three decimals and width 6 for layer surface).
 void vectorLine(TextOut* out, int32_t number, const VectorEntry* v,
                 bool layerSurface) {
-  outIntPadRight(out, number, 3);
-  outText(out, "   ");
+  pointColumn(out, number);
   const float values[3] = {v->x, v->y, v->z};
-  for (int i = 0; i < 3; ++i) {
-    if (i > 0) outChar(out, ' ');
-    if (layerSurface) {
+  if (layerSurface) {
+    for (int i = 0; i < 3; ++i) {
+      if (i > 0) outChar(out, ' ');
       outFixedWidth(out, values[i], 6, 3);
-    } else {
-      outFixed(out, values[i], 6);
     }
+  } else {
+    outFloatList(out, values, 3);
   }
   outChar(out, '\n');
 }
@@ -48,8 +53,7 @@ void colourTable(TextOut* out, const KeyedTable* table) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0;
        s = tableNextSlot(table, s)) {
     const Colour* c = tableAt<Colour>(table, s);
-    outIntPadRight(out, tableIntKeyAt(table, s), 3);
-    outText(out, "   ");
+    pointColumn(out, tableIntKeyAt(table, s));
     const float rgb[3] = {c->r, c->g, c->b};
     outFloatList(out, rgb, 3);
     outText(out, "   ");
@@ -63,14 +67,11 @@ void writeJoints(TextOut* out, const Model* model) {
   for (int32_t s = tableNextSlot(joints, -1); s >= 0;
        s = tableNextSlot(joints, s)) {
     const Joint* joint = tableAt<Joint>(joints, s);
-    outText(out, "joint  ");
-    outPadRight(out, joint->name, 8);
-    outText(out, "  ");
+    outNamedRecord(out, "joint  ", joint->name, "  ");
     outFloatList(out, joint->position, 3);
     outText(out, "  ");
     outPadRight(out, joint->parent, 8);
-    outText(out, "  ");
-    outFloatList(out, joint->colour, 3);
+    outFloatField(out, "  ", joint->colour, 3);
     outText(out, "\nweights\n");
     const KeyedTable* weights = &joint->weights;
     for (int32_t w = tableNextSlot(weights, -1); w >= 0;
@@ -89,8 +90,7 @@ void writePoints(TextOut* out, const Model* model) {
   for (int32_t s = tableNextSlot(points, -1); s >= 0;
        s = tableNextSlot(points, s)) {
     const Point* p = tableAt<Point>(points, s);
-    outIntPadRight(out, tableIntKeyAt(points, s), 3);
-    outText(out, "   ");
+    pointColumn(out, tableIntKeyAt(points, s));
     outFixedWidth(out, p->x, 6, 6);
     outChar(out, ' ');
     outFixedWidth(out, p->y, 6, 6);
@@ -247,21 +247,14 @@ void writeCollides(TextOut* out, const Model* model) {
   for (int32_t s = tableNextSlot(collides, -1); s >= 0;
        s = tableNextSlot(collides, s)) {
     const CollideObject* c = tableAt<CollideObject>(collides, s);
-    outText(out, "collide  ");
-    outPadRight(out, c->name, 8);
-    outText(out, "  box  ");
+    outNamedRecord(out, "collide  ", c->name, "  box  ");
     outFloatList(out, c->position, 3);
-    outText(out, "   ");
-    outFloatList(out, c->size, 3);
-    outText(out, "   ");
-    outFloatList(out, c->rotation, 3);
-    outText(out, "  ");
-    outFloatList(out, c->rotation + 3, 3);
-    outText(out, "  ");
-    outFloatList(out, c->rotation + 6, 3);
-    outText(out, "  ");
+    outFloatField(out, "   ", c->size, 3);
+    outFloatField(out, "   ", c->rotation, 3);
+    outFloatField(out, "  ", c->rotation + 3, 3);
+    outFloatField(out, "  ", c->rotation + 6, 3);
     const float tail[3] = {c->weight, c->friction, c->bounce};
-    outFloatList(out, tail, 3);
+    outFloatField(out, "  ", tail, 3);
     outChar(out, ' ');
     outInt(out, c->dynamic);
     outChar(out, '\n');
@@ -274,14 +267,10 @@ void writeChildren(TextOut* out, const Model* model) {
   for (int32_t s = tableNextSlot(children, -1); s >= 0;
        s = tableNextSlot(children, s)) {
     const Child* c = tableAt<Child>(children, s);
-    outText(out, "child  ");
-    outPadRight(out, c->name, 8);
-    outText(out, "  ");
+    outNamedRecord(out, "child  ", c->name, "  ");
     outFloatList(out, c->position, 3);
-    outText(out, "  ");
-    outFloatList(out, c->rotation, 9);
-    outText(out, "  ");
-    outFloatList(out, c->scale, 3);
+    outFloatField(out, "  ", c->rotation, 9);
+    outFloatField(out, "  ", c->scale, 3);
     if (c->joint[0] != '\0') {
       outText(out, "  ");
       outText(out, c->joint);
@@ -301,9 +290,7 @@ bool writeModelFile(const Model* model, const char* name) {
       modelFileName(name != nullptr ? name : model->name);
   TextOut out;
   if (!textOutOpen(&out, path.c_str())) return false;
-  outText(&out, "#\n# model: ");
-  outText(&out, path.c_str());
-  outText(&out, "\n#\nversion 2.0\n");
+  outFileHeading(&out, "model", path.c_str());
   writeJoints(&out, model);
   writePoints(&out, model);
   writeModelTables(&out, model);

@@ -15,29 +15,19 @@ void writeMorphs(TextOut* out, const char* name, const KeyedTable* morphs) {
   for (int32_t s = tableNextSlot(morphs, -1); s >= 0;
        s = tableNextSlot(morphs, s)) {
     const Morph* morph = tableAt<Morph>(morphs, s);
-    outText(out, "morph   ");
-    outPadRight(out, name, 8);
-    outText(out, "   ");
+    outNamedRecord(out, "morph   ", name, "   ");
     outInt(out, morph->point);
-    outText(out, "  ");
-    outFixed(out, morph->dx, 6);
-    outChar(out, ' ');
-    outFixed(out, morph->dy, 6);
-    outChar(out, ' ');
-    outFixed(out, morph->dz, 6);
+    const float offset[3] = {morph->dx, morph->dy, morph->dz};
+    outFloatField(out, "  ", offset, 3);
     outChar(out, '\n');
   }
 }
 
 void writePoseLine(TextOut* out, const Joint* joint) {
-  outText(out, "pose   ");
-  outPadRight(out, joint->name, 8);
-  outText(out, "   ");
+  outNamedRecord(out, "pose   ", joint->name, "   ");
   outFloatList(out, joint->poseTranslation, 3);
-  outText(out, "   ");
-  outFloatList(out, joint->poseRotation, 9);
-  outText(out, "   ");
-  outFloatList(out, joint->poseScale, 3);
+  outFloatField(out, "   ", joint->poseRotation, 9);
+  outFloatField(out, "   ", joint->poseScale, 3);
   outChar(out, '\n');
 }
 
@@ -108,9 +98,7 @@ bool writePoseFile(const Model* model, const char* name, bool selectedOnly) {
   const std::string path = poseFileName(name != nullptr ? name : model->name);
   TextOut out;
   if (!textOutOpen(&out, path.c_str())) return false;
-  outText(&out, "#\n# model pose: ");
-  outText(&out, path.c_str());
-  outText(&out, "\n#\nversion 2.0\n");
+  outFileHeading(&out, "model pose", path.c_str());
   const KeyedTable* joints = &model->joints;
   for (int32_t s = tableNextSlot(joints, -1); s >= 0;
        s = tableNextSlot(joints, s)) {

@@ -73,6 +73,16 @@ bool refill(LineStream* s) {
   return true;
 }
 
+// Skips the lines without a token, from a buffer or a stream alike.
+template <class Source>
+bool nextTokenLine(Source* source, LineTokens* tokens) {
+  char *begin, *end;
+  while (nextRawLine(source, &begin, &end)) {
+    if (tokenize(begin, end, tokens) > 0) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 bool loadTextFile(const char* path, TextBuffer* out) {
@@ -124,11 +134,7 @@ bool nextRawLine(LineCursor* cursor, char** begin, char** end) {
 }
 
 bool nextLine(LineCursor* cursor, LineTokens* tokens) {
-  char *begin, *end;
-  while (nextRawLine(cursor, &begin, &end)) {
-    if (tokenize(begin, end, tokens) > 0) return true;
-  }
-  return false;
+  return nextTokenLine(cursor, tokens);
 }
 
 bool lineStreamOpen(LineStream* stream, const char* path) {
@@ -172,11 +178,7 @@ bool nextRawLine(LineStream* s, char** begin, char** end) {
 }
 
 bool nextLine(LineStream* s, LineTokens* tokens) {
-  char *begin, *end;
-  while (nextRawLine(s, &begin, &end)) {
-    if (tokenize(begin, end, tokens) > 0) return true;
-  }
-  return false;
+  return nextTokenLine(s, tokens);
 }
 
 int tokenizeLine(char* begin, char* end, LineTokens* tokens) {

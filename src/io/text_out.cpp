@@ -406,3 +406,24 @@ void outFloatList(TextOut* out, const float* values, int count) {
     outFixed(out, values[i], 6);
   }
 }
+
+void outFloatField(TextOut* out, const char* gap, const float* values,
+                   int count) {
+  outText(out, gap);
+  outFloatList(out, values, count);
+}
+
+void outNamedRecord(TextOut* out, const char* keyword, const char* name,
+                    const char* gap) {
+  outText(out, keyword);
+  outPadRight(out, name, 8);
+  outText(out, gap);
+}
+
+void outFileHeading(TextOut* out, const char* what, const char* path) {
+  outText(out, "#\n# ");
+  outText(out, what);
+  outText(out, ": ");
+  outText(out, path);
+  outText(out, "\n#\nversion 2.0\n");
+}

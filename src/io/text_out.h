@@ -45,6 +45,22 @@ void outFixedWidth(TextOut* out, double value, int width,     // %6.3f
                    int decimals);
 // count values "%.6f", separated by single blanks.
 void outFloatList(TextOut* out, const float* values, int count);
+// `gap`, then count values "%.6f" separated by single blanks: a column of
+// the model and pose files' records.
+void outFloatField(TextOut* out, const char* gap, const float* values,
+                   int count);
+// "<keyword><name>%-8s<gap>": how the named records of model and pose files
+// (joint, collide, child, pose, morph) begin.
+void outNamedRecord(TextOut* out, const char* keyword, const char* name,
+                    const char* gap);
+// The heading of model and pose files: "#\n# <what>: <path>\n#\n" and
+// the version line.
+void outFileHeading(TextOut* out, const char* what, const char* path);
+// A string literal, appended without measuring it.
+template <size_t N>
+inline void outLiteral(TextOut* out, const char (&text)[N]) {
+  outChars(out, text, N - 1);
+}
 
 // The save-name rule of model and pose files: null or "" gives
 // `fallback` ("untitled.mod", "noname.pos"); `extension` (".mod", ".pos")

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "io/export_obj.h"
+#include "io/export_stl.h"
 #include "io/export_support.h"
 #include "io/exporters.h"
 #include "model/geometry.h"

@@ -1,4 +1,4 @@
-#include "view/capture.h"
+#include "io/capture_file.h"
 
 #include <cstring>
 

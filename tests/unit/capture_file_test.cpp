@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "io/capture_file.h"
 #include "model/last_error.h"
-#include "view/capture.h"
 #include "view/tga.h"
 
 namespace {

@@ -1,0 +1,70 @@
+#include "io/export_support.h"
+
+#include <cmath>
+
+#include "model/last_error.h"
+#include "model/mirror.h"
+#include "model/model.h"
+
+std::string exportFileName(const char* name, const char* extension) {
+  return savedFileName(name, ".mod", "untitled.mod") + "." + extension;
+}
+
+void exportTarget(const Model* model, const char* extension,
+                  std::string* path, std::string* title) {
+  *path = std::string(model->directory) +
+          exportFileName(model->name, extension);
+  // Named by where they were written, as .mod files are.
+  *title = *path;
+}
+
+void swappedTriple(TextOut* out, double x, double y, double z) {
+  outFixed(out, x, 6);
+  outChar(out, ' ');
+  outFixed(out, z, 6);
+  outChar(out, ' ');
+  outFixed(out, y, 6);
+  outChar(out, '\n');
+}
+
+void normalise(double v[3]) {
+  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+  if (length > 0.0 && std::isfinite(length)) {
+    v[0] /= length;
+    v[1] /= length;
+    v[2] /= length;
+  } else {
+    v[0] = v[1] = v[2] = 0.0;
+  }
+}
+
+void faceNormal(const Point& a, const Point& b, const Point& c, double n[3]) {
+  const double u[3] = {double(b.x) - a.x, double(b.y) - a.y,
+                       double(b.z) - a.z};
+  const double v[3] = {double(c.x) - a.x, double(c.y) - a.y,
+                       double(c.z) - a.z};
+  n[0] = u[1] * v[2] - u[2] * v[1];
+  n[1] = u[2] * v[0] - u[0] * v[2];
+  n[2] = u[0] * v[1] - u[1] * v[0];
+  normalise(n);
+  // No "-0.000000" in the files for components that are zero.
+  n[0] += 0.0;
+  n[1] += 0.0;
+  n[2] += 0.0;
+}
+
+int exportPrepared(const Model* model, const char* extension,
+                   ExportWriter write) {
+  if (model == nullptr) {
+    lastErrorReport("no model to export");
+    return 0;
+  }
+  Model* prepared = prepareExportCopy(model);
+  if (prepared == nullptr) return 0;
+  flushDerived(prepared);
+  std::string path, title;
+  exportTarget(model, extension, &path, &title);
+  const bool written = write(prepared, path.c_str(), title.c_str());
+  freeModel(prepared);
+  return written ? 1 : 0;
+}
