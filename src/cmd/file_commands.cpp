@@ -20,7 +20,7 @@
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "view/capture.h"
-#include "view/tga.h"
+#include "io/tga.h"
 #include "view/view_window.h"
 
 namespace {

@@ -175,8 +175,8 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
   }
   source->boundsStale = 1;
   target->boundsStale = 1;
-  touchLayer(source);
-  touchLayer(target);
+  touchLayer(model, source);
+  touchLayer(model, target);
   markUveesStale(model);
 }
 
@@ -247,7 +247,7 @@ int32_t copySelection(Model* model) {
     }
     copyPolygons<Triangle>(model, layer, &Layer::triangles, &renumber);
     copyPolygons<Line>(model, layer, &Layer::lines, &renumber);
-    touchLayer(layer);
+    touchLayer(model, layer);
   }
   tableRelease(&renumber);
   markUveesStale(model);
@@ -280,7 +280,7 @@ int32_t deleteSelection(Model* model) {
     const bool entries = removeEntries(&layer->colours, doomed, doomedSet) |
                          removeEntries(&layer->normals, doomed, doomedSet) |
                          removeEntries(&layer->surface, doomed, doomedSet);
-    if (polygons > 0 || entries) touchLayer(layer);
+    if (polygons > 0 || entries) touchLayer(model, layer);
     deleted += polygons;
   }
   for (int32_t i = 0; i < doomed.count; ++i) tableRemove(&model->points, doomed.items[i]);
@@ -366,6 +366,6 @@ bool setAutoNormals(Model* model, const char* name, bool on) {
     return false;
   }
   layer->autoNormals = on ? 1 : 0;
-  touchLayer(layer);
+  touchLayer(model, layer);
   return true;
 }

@@ -9,7 +9,7 @@
 
 #include "model/last_error.h"
 #include "view/capture.h"
-#include "view/tga.h"
+#include "io/tga.h"
 
 namespace {
 
