@@ -5,24 +5,34 @@
 
 namespace {
 
-void recomputeLayerBounds(const Model* model, Layer* layer) {
-  bool first = true;
-  float* b = layer->bounds;
-  for (int i = 0; i < 6; ++i) b[i] = 0.0f;
+// Calls visit(number, point) for every corner of the layer's triangles
+// whose point exists, in slot order; stops when visit returns false.
+template <class Visit>
+void forEachTriangleCorner(const Model* model, const Layer* layer,
+                           Visit visit) {
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     for (int32_t i = 0; i < t->count; ++i) {
       const Point* p = findPoint(model, t->points[i]);
-      if (p == nullptr) continue;
-      const float v[3] = {p->x, p->y, p->z};
-      for (int k = 0; k < 3; ++k) {
-        if (first || v[k] < b[k]) b[k] = v[k];
-        if (first || v[k] > b[k + 3]) b[k + 3] = v[k];
-      }
-      first = false;
+      if (p != nullptr && !visit(t->points[i], p)) return;
     }
   }
+}
+
+void recomputeLayerBounds(const Model* model, Layer* layer) {
+  bool first = true;
+  float* b = layer->bounds;
+  for (int i = 0; i < 6; ++i) b[i] = 0.0f;
+  forEachTriangleCorner(model, layer, [&](int32_t, const Point* p) {
+    const float v[3] = {p->x, p->y, p->z};
+    for (int k = 0; k < 3; ++k) {
+      if (first || v[k] < b[k]) b[k] = v[k];
+      if (first || v[k] > b[k + 3]) b[k + 3] = v[k];
+    }
+    first = false;
+    return true;
+  });
 }
 
 // One texture coordinate by the image's axis code. The y and z rows run
@@ -45,19 +55,14 @@ float axisCoordinate(int32_t code, const Point* p, const float* bounds) {
 void refillAutomaticUvees(const Model* model, const Layer* layer,
                           Image* image) {
   tableRelease(&image->uvees);
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
-    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    for (int32_t i = 0; i < t->count; ++i) {
-      const Point* p = findPoint(model, t->points[i]);
-      if (p == nullptr) continue;
-      Uvee* uvee = tableInsertT<Uvee>(&image->uvees, t->points[i]);
-      if (uvee == nullptr) return;
-      uvee->word = t->points[i];
-      uvee->u = axisCoordinate(image->axisU, p, layer->bounds);
-      uvee->v = axisCoordinate(image->axisV, p, layer->bounds);
-    }
-  }
+  forEachTriangleCorner(model, layer, [&](int32_t number, const Point* p) {
+    Uvee* uvee = tableInsertT<Uvee>(&image->uvees, number);
+    if (uvee == nullptr) return false;
+    uvee->word = number;
+    uvee->u = axisCoordinate(image->axisU, p, layer->bounds);
+    uvee->v = axisCoordinate(image->axisV, p, layer->bounds);
+    return true;
+  });
 }
 
 }  // namespace

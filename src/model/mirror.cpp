@@ -325,6 +325,25 @@ struct Ancestry {
   const Ancestry* up;
 };
 
+// Copies the table and gives every polygon a point array of its own; once
+// `ok` is false the rest get none (null), so that freeing them is safe.
+template <class Polygon>
+bool copyPolygonTable(const KeyedTable* from, KeyedTable* to, bool ok) {
+  ok = copyTable(from, to) && ok;
+  for (int32_t s = tableNextSlot(to, -1); s >= 0; s = tableNextSlot(to, s)) {
+    Polygon* polygon = tableAt<Polygon>(to, s);
+    const int32_t* points = polygon->points;
+    polygon->points = ok ? newPolygonPoints(polygon->count) : nullptr;
+    if (polygon->points == nullptr) {
+      ok = false;
+      continue;
+    }
+    std::memcpy(polygon->points, points,
+                sizeof(int32_t) * static_cast<size_t>(polygon->count));
+  }
+  return ok;
+}
+
 // `layer` holds a byte copy of the original's record; gives it tables and
 // buffers of its own. The tables are detached before anything can fail, so
 // a failed copy never frees what the original owns.
@@ -342,24 +361,8 @@ bool ownLayer(Model* model, Layer* layer) {
        s = tableNextSlot(&layer->shaders, s))
     tableAt<ShaderEntry>(&layer->shaders, s)->handle = 0;  // the view's
 
-  bool ok = copyTable(&shared.triangles, &layer->triangles);
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
-    Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    const int32_t* points = t->points;
-    t->points = ok ? newPolygonPoints(t->count) : nullptr;
-    if (t->points == nullptr) ok = false;
-    else std::memcpy(t->points, points, sizeof(int32_t) * static_cast<size_t>(t->count));
-  }
-  ok = copyTable(&shared.lines, &layer->lines) && ok;
-  for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0;
-       s = tableNextSlot(&layer->lines, s)) {
-    Line* l = tableAt<Line>(&layer->lines, s);
-    const int32_t* points = l->points;
-    l->points = ok ? newPolygonPoints(l->count) : nullptr;
-    if (l->points == nullptr) ok = false;
-    else std::memcpy(l->points, points, sizeof(int32_t) * static_cast<size_t>(l->count));
-  }
+  bool ok = copyPolygonTable<Triangle>(&shared.triangles, &layer->triangles, true);
+  ok = copyPolygonTable<Line>(&shared.lines, &layer->lines, ok);
   ok = copyTable(&shared.images, &layer->images) && ok;
   for (int32_t s = tableNextSlot(&layer->images, -1); s >= 0;
        s = tableNextSlot(&layer->images, s)) {
