@@ -180,6 +180,20 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
   markUveesStale(model);
 }
 
+// The numbers of the marked points, as a list and a set; false (reported)
+// when out of memory.
+bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set) {
+  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
+       s = tableNextSlot(&model->points, s)) {
+    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
+    list->push(tableIntKeyAt(&model->points, s));
+    set->add(tableIntKeyAt(&model->points, s));
+  }
+  if (!list->failed) return true;
+  lastErrorReport("out of memory");
+  return false;
+}
+
 }  // namespace
 
 // ---- Bulk edits ---------------------------------------------------------------
@@ -188,16 +202,7 @@ int32_t copySelection(Model* model) {
   flushDerived(model);
   IntList originals;
   NumberSet originalSet;
-  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
-       s = tableNextSlot(&model->points, s)) {
-    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
-    originals.push(tableIntKeyAt(&model->points, s));
-    originalSet.add(tableIntKeyAt(&model->points, s));
-  }
-  if (originals.failed) {
-    lastErrorReport("out of memory");
-    return -1;
-  }
+  if (!collectMarkedPoints(model, &originals, &originalSet)) return -1;
   if (originals.count == 0) return 0;
   const int32_t highest = highestPointNumber(model);
   if (highest > INT32_MAX - originals.count) {
@@ -259,16 +264,7 @@ int32_t deleteSelection(Model* model) {
   flushDerived(model);
   IntList doomed;
   NumberSet doomedSet;
-  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
-       s = tableNextSlot(&model->points, s)) {
-    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
-    doomed.push(tableIntKeyAt(&model->points, s));
-    doomedSet.add(tableIntKeyAt(&model->points, s));
-  }
-  if (doomed.failed) {
-    lastErrorReport("out of memory");
-    return -1;
-  }
+  if (!collectMarkedPoints(model, &doomed, &doomedSet)) return -1;
 
   // Polygons first, while the points still carry their marks.
   int32_t deleted = 0;
