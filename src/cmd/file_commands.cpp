@@ -20,7 +20,7 @@
 #include "io/mod_writer.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
-#include "view/tga.h"
+#include "io/tga.h"
 #include "view/view_window.h"
 
 namespace {

@@ -13,6 +13,10 @@ constexpr int kMaxResultChars = 65500;
 
 struct ResultText {
   char text[65536];
+  // A list of words being built (query_support.h): its length so far and
+  // whether it outgrew the result.
+  int length;
+  bool full;
 };
 
 const char* formatFloatList(ResultText* out, const float* values, int count);

@@ -22,13 +22,6 @@ void setUnknown(Workspace& ws) { setResult(ws, "unknown"); }
 
 namespace {
 
-struct TextList {
-  char text[kMaxResultChars + 1];
-  int length;
-  bool full;
-};
-TextList g_text;
-
 template <class T>
 void addUsedPoints(const KeyedTable* table, KeyedTable* seen) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0;
@@ -41,25 +34,28 @@ void addUsedPoints(const KeyedTable* table, KeyedTable* seen) {
 }  // namespace
 
 void textStart(Workspace& ws) {
-  g_text.text[0] = '\0';
-  g_text.length = 0;
-  g_text.full = false;
+  ResultText& list = *resultText(ws);
+  list.text[0] = '\0';
+  list.length = 0;
+  list.full = false;
 }
 
 void textAdd(Workspace& ws, const char* word) {
-  int separator = g_text.length > 0 ? 1 : 0;
+  ResultText& list = *resultText(ws);
+  int separator = list.length > 0 ? 1 : 0;
   int add = static_cast<int>(std::strlen(word)) + separator;
-  if (g_text.full || g_text.length + add > kMaxResultChars) {
-    g_text.full = true;
+  if (list.full || list.length + add > kMaxResultChars) {
+    list.full = true;
     return;
   }
-  if (separator) g_text.text[g_text.length] = ' ';
-  std::strcpy(g_text.text + g_text.length + separator, word);
-  g_text.length += add;
+  if (separator) list.text[list.length] = ' ';
+  std::strcpy(list.text + list.length + separator, word);
+  list.length += add;
 }
 
 void textSet(Workspace& ws) {
-  if (!g_text.full) setResult(ws, g_text.text);
+  ResultText& list = *resultText(ws);
+  if (!list.full) setResult(ws, list.text);
 }
 
 void setIds(Workspace& ws, const IdList& list) {

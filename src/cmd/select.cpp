@@ -177,7 +177,7 @@ void selectScaleWords(Workspace& ws, char** words) {
   }
   // No refusal of its own: without a model, or out of range, nothing moves.
   Model* model = currentModel(ws);
-  if (model != nullptr) scaleSelection(model, factors, selectionPivot());
+  if (model != nullptr) scaleSelection(model, factors, selectionPivot(model));
 }
 
 // rotate centre|center <x> <y> <z>, rotate axis <x> <y> <z>, or
@@ -198,9 +198,9 @@ void selectRotateWords(Workspace& ws, char** words) {
       return;
     }
     if (centre) {
-      setPivotCentre(values);
+      setPivotCentre(currentModel(ws), values);
     } else {
-      setPivotAxis(values);
+      setPivotAxis(currentModel(ws), values);
     }
     return;
   }
@@ -209,7 +209,7 @@ void selectRotateWords(Workspace& ws, char** words) {
     return;
   }
   Model* model = currentModel(ws);
-  if (model == nullptr || rotateSelection(model, values, selectionPivot()) < 0) {
+  if (model == nullptr || rotateSelection(model, values, selectionPivot(model)) < 0) {
     reportError(ws, "modelr: rotate failed");
   }
 }

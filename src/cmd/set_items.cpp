@@ -8,6 +8,7 @@
 #include "cmd/set_items.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
+#include "io/texture_files.h"
 #include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -158,32 +159,6 @@ Image* layerImage(Workspace& ws, Layer* layer, int32_t number) {
   return image;
 }
 
-// Renames by rebuilding the table in slot order, so that the layer keeps
-// its place among the others (a plain remove and insert could move it into
-// an earlier hole). Layers are few; the records move whole.
-bool renameLayer(Model* model, Layer* layer, const char* name) {
-  KeyedTable renamed;
-  tableInit(&renamed, sizeof(Layer), kStringKeyed);
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
-    Layer* old = tableAt<Layer>(&model->layers, s);
-    const char* key = old == layer ? name : tableStringKeyAt(&model->layers, s);
-    Layer* copy = tableInsertT<Layer>(&renamed, key);
-    if (copy == nullptr) {
-      tableRelease(&renamed);  // the records' own tables stay with the old
-      return false;
-    }
-    *copy = *old;
-    if (old == layer) {
-      std::strcpy(copy->name, name);
-      touchLayer(copy);
-    }
-  }
-  tableRelease(&model->layers);
-  model->layers = renamed;
-  return true;
-}
-
 void layerName(Workspace& ws, Model* model, Layer* layer, char** values) {
   const char* name = nullptr;
   if (!parseString(&name, values[0])) {
@@ -211,14 +186,13 @@ void layerName(Workspace& ws, Model* model, Layer* layer, char** values) {
   std::strcpy(ws.view.render.chosenLayer, name);
 }
 
-void layerSides(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerSides(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t sides = 0;
   if (!parseInt(&sides, values[0]) || (sides != 1 && sides != 2)) {
     reportError(ws, "modelr: usage: modelr set layer sides 1|2");
     return;
   }
-  layer->singleSided = sides == 1;
-  touchLayer(layer);
+  setLayerSides(model, layer, sides == 1);
 }
 
 // xaxis|yaxis <n> <axis>: automatic uvees follow the new axis.
@@ -231,10 +205,7 @@ void layerAxis(Workspace& ws, Model* model, Layer* layer, char** values, bool xA
   }
   Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
-  flushDerived(model);
-  (xAxis ? image->axisU : image->axisV) = wordCode(values[1], kAxisWords);
-  if (!image->hasUvees) markUveesStale(model);
-  touchLayer(layer);
+  setImageAxis(model, layer, image, xAxis, wordCode(values[1], kAxisWords));
 }
 
 void layerXAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
@@ -248,7 +219,7 @@ void layerYAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
 }
 
 // none, or the axis the layer is reflected on; "none" keeps the axis.
-void layerMirror(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerMirror(Workspace& ws, Model* model, Layer* layer, char** values) {
   static const WordCode kWords[] = {
       {"none", kAxisNone}, {"x", kAxisX}, {"y", kAxisY}, {"z", kAxisZ}};
   const int32_t code = wordCode(values[0], kWords);
@@ -256,31 +227,27 @@ void layerMirror(Workspace& ws, Model*, Layer* layer, char** values) {
     reportError(ws, "modelr: usage: modelr set layer mirror none|x|y|z");
     return;
   }
-  layer->mirror = code != 0;
-  if (code != 0) layer->mirrorAxis = code;
-  touchLayer(layer);
+  setLayerMirror(model, layer, code);
 }
 
-void layerLighting(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerLighting(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t on = 0;
   if (!parseBool(&on, values[0])) {
     reportError(ws, "modelr: usage: modelr set layer lighting <on>");
     return;
   }
-  layer->lightingOff = on == 0;
-  touchLayer(layer);
+  setLayerLighting(model, layer, on != 0);
 }
 
 // The layer colour is the layer line's three numbers, kept as given: the
 // renderer reads components above 1 as the 0..255 scale.
-void layerColor(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerColor(Workspace& ws, Model* model, Layer* layer, char** values) {
   float rgb[3];
   if (!readFloats(values, rgb, 3)) {
     reportError(ws, "modelr: usage: modelr set layer color <r> <g> <b>");
     return;
   }
-  std::memcpy(layer->origin, rgb, sizeof rgb);
-  touchLayer(layer);
+  setLayerColour(model, layer, rgb);
 }
 
 void layerTransparency(Workspace& ws, Model* model, Layer* layer, char** values) {
@@ -314,8 +281,8 @@ void layerImageFile(Workspace& ws, Model* model, Layer* layer, char** values, in
     strength = old->strength;
   }
   lastErrorClear();
-  const bool added = addImage(model, layer->name, number, file, mode, axisU,
-                              axisV, strength);
+  const bool added = addImageFromFiles(model, layer->name, number, file, mode,
+                                       axisU, axisV, strength);
   const char* reason = lastErrorText();
   if (reason != nullptr && reason[0] != '\0') reportError(ws, reason);
   if (added) markUveesStale(model);
@@ -336,7 +303,7 @@ void layerImageAlpha(Workspace& ws, Model* model, Layer* layer, char** values) {
                  "modelr: usage: modelr set layer alphaimage <n> <filename>");
 }
 
-void layerBlend(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerBlend(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t number = 0;
   float strength = 0.0f;
   if (!parseInt(&number, values[0]) || !parseFloat(&strength, values[1])) {
@@ -345,8 +312,7 @@ void layerBlend(Workspace& ws, Model*, Layer* layer, char** values) {
   }
   Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
-  image->strength = strength;
-  touchLayer(layer);
+  setImageStrength(model, layer, image, strength);
 }
 
 // Reads <n> <word> for the mode words: the word's code, or -1 after the
@@ -362,7 +328,7 @@ int32_t readImageCode(Workspace& ws, char** values, int32_t* number,
 }
 
 // decal 1 .. additive 4, and displace 9, which the usage text leaves out.
-void layerImageMode(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerImageMode(Workspace& ws, Model* model, Layer* layer, char** values) {
   static const WordCode kWords[] = {
       {"decal", kImageDecal},       {"smooth", kImageSmooth},
       {"reflect", kImageReflect},   {"additive", kImageAdditive},
@@ -376,11 +342,10 @@ void layerImageMode(Workspace& ws, Model*, Layer* layer, char** values) {
   if (code < 0) return;
   Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
-  image->mode = code;
-  touchLayer(layer);
+  setImageMode(model, layer, image, code);
 }
 
-void layerAlphaMode(Workspace& ws, Model*, Layer* layer, char** values) {
+void layerAlphaMode(Workspace& ws, Model* model, Layer* layer, char** values) {
   static const WordCode kWords[] = {{"none", kExtraNone},
                                     {"color", kExtraInvisibleColour},
                                     {"image", kExtraAlphaTexture}};
@@ -391,8 +356,7 @@ void layerAlphaMode(Workspace& ws, Model*, Layer* layer, char** values) {
   if (code < 0) return;
   Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
-  image->extraKind = code;
-  touchLayer(layer);
+  setImageAlphaMode(model, layer, image, code);
 }
 
 // invisible <0|1> <r> <g> <b>: for every image of the layer, 1 makes the
@@ -413,21 +377,7 @@ void layerInvisible(Workspace& ws, Model* model, Layer* layer, char** values) {
   if (rgb[0] > 1.0f || rgb[1] > 1.0f || rgb[2] > 1.0f) {
     for (float& c : rgb) c *= kByteScale;
   }
-  for (int32_t s = tableNextSlot(&layer->images, -1); s >= 0;
-       s = tableNextSlot(&layer->images, s)) {
-    Image* image = tableAt<Image>(&layer->images, s);
-    if (flag == 0) {
-      if (image->extraKind == kExtraInvisibleColour) image->extraKind = kExtraNone;
-      continue;
-    }
-    // The range check is the same for every image: the first refusal stops.
-    if (!setInvisibleColour(model, layer->name, tableIntKeyAt(&layer->images, s),
-                            rgb[0], rgb[1], rgb[2])) {
-      reportError(ws, lastErrorText());
-      return;
-    }
-  }
-  touchLayer(layer);
+  if (!setLayerInvisible(model, layer, flag == 1, rgb)) reportError(ws, lastErrorText());
 }
 
 struct LayerWord {

@@ -2,8 +2,6 @@
 // chosen layer), and the argument readers every set word shares.
 #pragma once
 
-struct Workspace;
-
 #include <cstddef>
 
 #include "model/geometry.h"  // kByteScale

@@ -10,6 +10,7 @@
 
 #include "io/mod_reader_state.h"
 #include "io/text_lines.h"
+#include "io/texture_files.h"
 #include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -250,8 +251,8 @@ bool reflectLine(ModParseState& s, const LineTokens& t) {
     return fail("Bad reflection map definition");
   if (!needLayer(s, "Bad reflection map definition")) return false;
   const int32_t mode = isWord(t, 3, "add") ? kImageAdditive : kImageReflect;
-  return addImage(s.model, s.layer, nextImageNumber(s), t.word[1], mode, 0, 0,
-                  strength);
+  return addImageFromFiles(s.model, s.layer, nextImageNumber(s), t.word[1],
+                           mode, 0, 0, strength);
 }
 
 bool invisibleLine(ModParseState& s, const LineTokens& t) {
@@ -271,7 +272,8 @@ bool invisibleLine(ModParseState& s, const LineTokens& t) {
 bool mirrorImageLine(ModParseState& s, const LineTokens& t) {
   if (t.count < 2 || !needLayer(s, "Bad image definition"))
     return fail("Bad image definition");
-  return addImage(s.model, s.layer, 1, t.word[1], kImageSelectMirror, 0, 0, 0.0f);
+  return addImageFromFiles(s.model, s.layer, 1, t.word[1], kImageSelectMirror,
+                           0, 0, 0.0f);
 }
 
 bool versionLine(ModParseState& s, const LineTokens& t) {

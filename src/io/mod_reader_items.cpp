@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "io/mod_reader_state.h"
+#include "io/texture_files.h"
 #include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -41,7 +42,8 @@ Image* imageOf(const ModParseState& s, int32_t number) {
 // not be made at all fails the line.
 bool addImageKept(ModParseState& s, int32_t number, const char* file,
                   int32_t mode, int32_t axisU, int32_t axisV, float strength) {
-  if (addImage(s.model, s.layer, number, file, mode, axisU, axisV, strength))
+  if (addImageFromFiles(s.model, s.layer, number, file, mode, axisU, axisV,
+                        strength))
     return true;
   return imageOf(s, number) != nullptr;
 }
@@ -113,7 +115,7 @@ bool appendedImage(ModParseState& s, const LineTokens& t) {
       if (moved == nullptr) return fail("out of memory");
       *moved = *tableFindT<Image>(&layer->images, number - 1);
       tableRemove(&layer->images, number - 1);  // its tables went with it
-      touchLayer(layer);
+      touchLayer(s.model, layer);
       --number;
     }
   }

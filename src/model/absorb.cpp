@@ -416,8 +416,8 @@ bool absorbLayer(Model* model, const Child* child, Layer* from,
       carryGlobalsOf<Line>(child, &from->lines, to, map, axis) &&
       moveImages(from, to, map, axis, automaticUvees);
   // Both changed, also when a step failed halfway.
-  touchLayer(to);
-  touchLayer(from);
+  touchLayer(model, to);
+  touchLayer(child->model, from);
   if (!ok) return false;
   to->boundsStale = 1;
   return true;

@@ -30,12 +30,15 @@
 // layer's polygons, lines, colours, normals, surface vectors, images, uvees
 // or settings touches the layer, and every change to points (positions,
 // flags) or to the model-level colour, normal and surface tables touches
-// the model. Code outside this file that changes those records directly
-// touches them too. The numbers come from one process-wide counter: a layer
-// made where a deleted one was never carries the old one's number.
-uint32_t nextRevision();
-inline void touchLayer(Layer* layer) { layer->revision = nextRevision(); }
-inline void touchModel(Model* model) { model->revision = nextRevision(); }
+// the model. Code outside the model folder changes those records through
+// the operations here, which touch for it. The numbers come from the
+// model's own counter: a layer made where a deleted one was never carries
+// the old one's number, and 0 (never touched) is never handed out.
+uint32_t nextRevision(Model* model);
+inline void touchLayer(Model* model, Layer* layer) {
+  layer->revision = nextRevision(model);
+}
+inline void touchModel(Model* model) { model->revision = nextRevision(model); }
 
 constexpr int kAddPolygonMaxPoints = 508;
 // Colours given on the 0..255 scale (a component above 1.0) are brought to
@@ -138,15 +141,33 @@ int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
 bool deleteTriangle(Model* model, int32_t id);
 bool deleteLine(Model* model, int32_t id);
 
+// A texture as read from its file(s) (io reads them; the model reads no
+// files): RGB rows, width * height * 3 malloc'd bytes, or for a cube map
+// the six faces, each with its own size; width and height are then the
+// first face's. `ok` false: nothing was read and `error` (owned by the
+// reader) says why.
+struct TexturePixels {
+  bool ok;
+  const char* error;
+  int32_t width, height;
+  unsigned char* pixels;
+  unsigned char* faces[kCubeFaces];
+  int32_t faceWidth[kCubeFaces], faceHeight[kCubeFaces];
+};
+void releaseTexturePixels(TexturePixels* read);
+
 // Find-or-add image `number` (1 or more) of the layer with a non-empty file
 // name and a mode or selector 0 to 9: 5 sets the mirror texture, 6 the
-// alpha texture, others the main texture; 7 loads the six cube faces (all
-// or nothing). A new image adopts the parked uvees.
+// alpha texture, others the main texture; the slot keeps the file name and
+// takes `read` (its buffers are taken or freed in every case). The name
+// "none" takes no pixels. A failed read keeps the image, unloaded, with
+// the reader's message in LastError, except that a cube map (mode 7) must
+// have its faces. A new image adopts the model's parked uvees.
 bool addImage(Model* model, const char* layer, int32_t number,
               const char* file, int32_t mode, int32_t axisU, int32_t axisV,
-              float strength);
+              float strength, TexturePixels* read);
 // Stores (u, v) for the point in the image's uvees; for an image that does
-// not exist yet the entry is parked until the next new image.
+// not exist yet the entry is parked until the model's next new image.
 bool addUvee(Model* model, const char* layer, int32_t image, int32_t point,
              float u, float v);
 // Image numbers stay contiguous from 1: the following images move down.
@@ -161,8 +182,29 @@ bool setInvisibleColour(Model* model, const char* layer, int32_t image,
 bool setShader(Model* model, const char* layer, const char* kind,
                const char* file);
 
-// Loads a TGA file into a texture slot, releasing what it held; a cube map
-// (mode 7) loads "%s_right.tga" ... "%s_bottom.tga" from the file name
-// without its extension; the name "none" is stored and nothing is read.
-// Failures leave the reader's message in LastError.
-bool loadTexture(TextureSlot* texture, const char* file, bool cubeMap);
+
+// Layer and image settings with the layer at hand. Each touches the layer.
+//
+// Gives the layer a new name, keeping its place among the others; the
+// caller has checked the name. False (reported) only when out of memory.
+// Pointers into the layer table are stale afterwards.
+bool renameLayer(Model* model, Layer* layer, const char* name);
+void setLayerSides(Model* model, Layer* layer, bool singleSided);
+// kAxisNone stops the reflection and keeps the axis it had.
+void setLayerMirror(Model* model, Layer* layer, int32_t axis);
+void setLayerLighting(Model* model, Layer* layer, bool on);
+// The layer colour: its layer line's three numbers, kept as given.
+void setLayerColour(Model* model, Layer* layer, const float rgb[3]);
+// The projection axis for u (else v); automatic uvees follow it.
+void setImageAxis(Model* model, Layer* layer, Image* image, bool u,
+                  int32_t axis);
+void setImageStrength(Model* model, Layer* layer, Image* image,
+                      float strength);
+void setImageMode(Model* model, Layer* layer, Image* image, int32_t mode);
+void setImageAlphaMode(Model* model, Layer* layer, Image* image,
+                       int32_t extraKind);
+// For every image of the layer: on makes the colour see-through (alpha
+// mode colour, components 0..1 or refused as setInvisibleColour does, the
+// first refusal stopping), off takes that back.
+bool setLayerInvisible(Model* model, Layer* layer, bool on,
+                       const float rgb[3]);

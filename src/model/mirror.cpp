@@ -41,30 +41,37 @@ int32_t swapAxis(int32_t code, int32_t mirrorAxis) {
   return code;
 }
 
+size_t rgbBytes(int32_t width, int32_t height) {
+  return static_cast<size_t>(width) * static_cast<size_t>(height) * 3;
+}
+
 unsigned char* duplicateBytes(const unsigned char* from, size_t bytes) {
   auto* to = static_cast<unsigned char*>(std::malloc(bytes ? bytes : 1));
   if (to != nullptr && bytes) std::memcpy(to, from, bytes);
   return to;
 }
 
-// `to` gets the slot with pixel buffers of its own. Cube faces do not
-// record their sizes, so a cube map is read again from its files (a face
-// gone from disk leaves the copy unloaded, which export does not mind).
+// `to` gets the slot with pixel buffers of its own, copied from `from`'s
+// (not read again from the files, which may have changed since).
 bool copyTexture(const TextureSlot* from, TextureSlot* to) {
   *to = *from;
   to->pixels = nullptr;
   for (unsigned char*& face : to->faces) face = nullptr;
   to->glName = 0;  // texture names belong to the view's original
   if (!from->loaded) return true;
-  if (from->faces[0] != nullptr) {
-    loadTexture(to, from->file, true);
-    return true;
+  bool ok = true;
+  if (from->pixels != nullptr) {
+    to->pixels = duplicateBytes(from->pixels, rgbBytes(from->width, from->height));
+    ok = to->pixels != nullptr;
   }
-  if (from->pixels == nullptr) return true;
-  const size_t bytes = static_cast<size_t>(from->width) *
-                       static_cast<size_t>(from->height) * 3;
-  to->pixels = duplicateBytes(from->pixels, bytes);
-  if (to->pixels != nullptr) return true;
+  for (int face = 0; face < kCubeFaces && ok; ++face) {
+    if (from->faces[face] == nullptr) continue;
+    to->faces[face] = duplicateBytes(
+        from->faces[face], rgbBytes(from->faceWidth[face], from->faceHeight[face]));
+    ok = to->faces[face] != nullptr;
+  }
+  if (ok) return true;
+  releaseTexture(to);
   to->loaded = 0;
   return outOfMemory();
 }
@@ -318,10 +325,29 @@ struct Ancestry {
   const Ancestry* up;
 };
 
+// Copies the table and gives every polygon a point array of its own; once
+// `ok` is false the rest get none (null), so that freeing them is safe.
+template <class Polygon>
+bool copyPolygonTable(const KeyedTable* from, KeyedTable* to, bool ok) {
+  ok = copyTable(from, to) && ok;
+  for (int32_t s = tableNextSlot(to, -1); s >= 0; s = tableNextSlot(to, s)) {
+    Polygon* polygon = tableAt<Polygon>(to, s);
+    const int32_t* points = polygon->points;
+    polygon->points = ok ? newPolygonPoints(polygon->count) : nullptr;
+    if (polygon->points == nullptr) {
+      ok = false;
+      continue;
+    }
+    std::memcpy(polygon->points, points,
+                sizeof(int32_t) * static_cast<size_t>(polygon->count));
+  }
+  return ok;
+}
+
 // `layer` holds a byte copy of the original's record; gives it tables and
 // buffers of its own. The tables are detached before anything can fail, so
 // a failed copy never frees what the original owns.
-bool ownLayer(Layer* layer) {
+bool ownLayer(Model* model, Layer* layer) {
   const Layer shared = *layer;
   initLayerTables(layer);
   layer->displayHandle = -1;
@@ -335,24 +361,8 @@ bool ownLayer(Layer* layer) {
        s = tableNextSlot(&layer->shaders, s))
     tableAt<ShaderEntry>(&layer->shaders, s)->handle = 0;  // the view's
 
-  bool ok = copyTable(&shared.triangles, &layer->triangles);
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
-    Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    const int32_t* points = t->points;
-    t->points = ok ? newPolygonPoints(t->count) : nullptr;
-    if (t->points == nullptr) ok = false;
-    else std::memcpy(t->points, points, sizeof(int32_t) * static_cast<size_t>(t->count));
-  }
-  ok = copyTable(&shared.lines, &layer->lines) && ok;
-  for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0;
-       s = tableNextSlot(&layer->lines, s)) {
-    Line* l = tableAt<Line>(&layer->lines, s);
-    const int32_t* points = l->points;
-    l->points = ok ? newPolygonPoints(l->count) : nullptr;
-    if (l->points == nullptr) ok = false;
-    else std::memcpy(l->points, points, sizeof(int32_t) * static_cast<size_t>(l->count));
-  }
+  bool ok = copyPolygonTable<Triangle>(&shared.triangles, &layer->triangles, true);
+  ok = copyPolygonTable<Line>(&shared.lines, &layer->lines, ok);
   ok = copyTable(&shared.images, &layer->images) && ok;
   for (int32_t s = tableNextSlot(&layer->images, -1); s >= 0;
        s = tableNextSlot(&layer->images, s)) {
@@ -368,7 +378,7 @@ bool ownLayer(Layer* layer) {
          copyTexture(&original.alpha, &image->alpha) &&
          copyTable(&original.uvees, &image->uvees);
   }
-  if (ok) touchLayer(layer);
+  if (ok) touchLayer(model, layer);
   return ok;
 }
 
@@ -380,6 +390,9 @@ Model* copyModel(const Model* from, Model* parent, const Ancestry* up) {
   std::memcpy(to->boundsMin, from->boundsMin, sizeof to->boundsMin);
   std::memcpy(to->boundsMax, from->boundsMax, sizeof to->boundsMax);
   to->uveesStale = from->uveesStale;
+  // The layers arrive with the original's revisions: later ones must not
+  // repeat them.
+  to->revisionCounter = from->revisionCounter;
   bool ok = copyTable(&from->points, &to->points) &&
             copyTable(&from->colours, &to->colours) &&
             copyTable(&from->normals, &to->normals) &&
@@ -392,7 +405,7 @@ Model* copyModel(const Model* from, Model* parent, const Ancestry* up) {
        s = tableNextSlot(&to->layers, s)) {
     Layer* layer = tableAt<Layer>(&to->layers, s);
     if (ok) {
-      ok = ownLayer(layer);
+      ok = ownLayer(to, layer);
     } else {
       initLayerTables(layer);  // nothing shared with the original
     }
@@ -461,9 +474,9 @@ bool bakeMirror(Model* model, const char* layer, bool sharePoints) {
     deleteLayer(model, mirrorName);
     return false;
   }
-  touchLayer(target);
+  touchLayer(model, target);
   source->mirror = 0;
-  touchLayer(source);
+  touchLayer(model, source);
   // The new layer's images without uvees of their own want automatic ones.
   markUveesStale(model);
   return true;

@@ -134,6 +134,7 @@ Model* createModel(Model* parent, const char* path, const char* directory) {
   tableInit(&model->collides, sizeof(CollideObject), kIntKeyed);
   tableInit(&model->namedTexts, kNamedTextBytes, kStringKeyed);
   tableInit(&model->worldMorphs, sizeof(Morph), kIntKeyed);
+  tableInit(&model->parkedUvees, sizeof(Uvee), kIntKeyed);
   model->displayHandle = -1;
   return model;
 }
@@ -141,9 +142,10 @@ Model* createModel(Model* parent, const char* path, const char* directory) {
 void releaseTexture(TextureSlot* texture) {
   std::free(texture->pixels);
   texture->pixels = nullptr;
-  for (unsigned char*& face : texture->faces) {
-    std::free(face);
-    face = nullptr;
+  for (int face = 0; face < kCubeFaces; ++face) {
+    std::free(texture->faces[face]);
+    texture->faces[face] = nullptr;
+    texture->faceWidth[face] = texture->faceHeight[face] = 0;
   }
   texture->loaded = 0;
   texture->width = texture->height = 0;
@@ -212,6 +214,7 @@ void freeModel(Model* model) {
   tableRelease(&model->collides);
   tableRelease(&model->namedTexts);
   tableRelease(&model->worldMorphs);
+  tableRelease(&model->parkedUvees);
   std::free(model);
 }
 

@@ -90,6 +90,7 @@ struct TextureSlot {
   int32_t loaded;
   unsigned char* pixels;                 // RGB, width * height * 3
   unsigned char* faces[kCubeFaces];      // cube maps only
+  int32_t faceWidth[kCubeFaces], faceHeight[kCubeFaces];
   uint32_t glName;                       // texture name owned by the view
 };
 
@@ -202,6 +203,13 @@ struct CollideObject {
   int32_t flags;
 };
 
+// The centre the selection turns and scales about, and the axis of turning
+// relative to it (zero: no axis).
+struct SelectionPivot {
+  float centre[3];
+  float axis[3];
+};
+
 struct Model {
   Model* parent;
   int32_t id;
@@ -223,4 +231,9 @@ struct Model {
   int32_t displayHandle;
   int32_t uveesStale;  // automatic uvees are due (see flushDerived)
   uint32_t revision;   // bumped by every change to points or model tables
+  // The last revision handed out to this model or its layers: the view
+  // tells layers apart by revision, so one model never repeats a number.
+  uint32_t revisionCounter;
+  KeyedTable parkedUvees;  // int-keyed, Uvee: uvees waiting for their image
+  SelectionPivot pivot;
 };

@@ -16,8 +16,6 @@ namespace {
 
 using namespace selection_detail;
 
-SelectionPivot g_pivot;
-
 template <class Polygon>
 Polygon* findPolygon(Model* model, KeyedTable Layer::*member, int32_t id,
                      Layer** owner) {
@@ -42,7 +40,7 @@ bool markPolygon(Model* model, KeyedTable Layer::*member, int32_t id, bool on,
     return false;
   }
   setMark(&polygon->flags, on);
-  touchLayer(layer);
+  touchLayer(model, layer);
   return true;
 }
 
@@ -212,7 +210,7 @@ void clearSelection(Model* model) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
     // Bitwise or: both tables are cleared whatever the first held.
     if (clearMarks<Triangle>(&layer->triangles) | clearMarks<Line>(&layer->lines)) {
-      touchLayer(layer);
+      touchLayer(model, layer);
     }
   }
   touchModel(model);
@@ -220,17 +218,18 @@ void clearSelection(Model* model) {
 
 // ---- Pivot ------------------------------------------------------------------
 
-const SelectionPivot& selectionPivot() { return g_pivot; }
-
-void setPivotCentre(const float centre[3]) {
-  std::memcpy(g_pivot.centre, centre, sizeof g_pivot.centre);
+const SelectionPivot& selectionPivot(const Model* model) {
+  return model->pivot;
 }
 
-void setPivotAxis(const float through[3]) {
-  for (int i = 0; i < 3; ++i) g_pivot.axis[i] = through[i] - g_pivot.centre[i];
+void setPivotCentre(Model* model, const float centre[3]) {
+  std::memcpy(model->pivot.centre, centre, sizeof model->pivot.centre);
 }
 
-void resetPivot() { g_pivot = SelectionPivot{}; }
+void setPivotAxis(Model* model, const float through[3]) {
+  SelectionPivot& pivot = model->pivot;
+  for (int i = 0; i < 3; ++i) pivot.axis[i] = through[i] - pivot.centre[i];
+}
 
 void selectionTurn(const float angles[3], const float axis[3],
                    float rotation[9]) {

@@ -32,19 +32,12 @@ void clearSelection(Model* model);
 
 // ---- Where the selection turns ---------------------------------------------
 
-// The centre the selection turns and scales about, and the axis of turning
-// relative to it (zero: no axis). One for the whole process, as the scratch
-// matrix is; it survives model changes.
-struct SelectionPivot {
-  float centre[3];
-  float axis[3];
-};
-
-const SelectionPivot& selectionPivot();
-void setPivotCentre(const float centre[3]);
+// The model's pivot (see SelectionPivot in records.h); it survives every
+// change to the model's contents.
+const SelectionPivot& selectionPivot(const Model* model);
+void setPivotCentre(Model* model, const float centre[3]);
 // The axis runs from the stored centre through `through`.
-void setPivotAxis(const float through[3]);
-void resetPivot();
+void setPivotAxis(Model* model, const float through[3]);
 
 // The turn of `select rotate`: degrees about x, then y, then z
 // (R = Rz * Ry * Rx). With a non-zero axis, the first angle turns about

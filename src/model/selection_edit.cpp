@@ -175,9 +175,23 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
   }
   source->boundsStale = 1;
   target->boundsStale = 1;
-  touchLayer(source);
-  touchLayer(target);
+  touchLayer(model, source);
+  touchLayer(model, target);
   markUveesStale(model);
+}
+
+// The numbers of the marked points, as a list and a set; false (reported)
+// when out of memory.
+bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set) {
+  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
+       s = tableNextSlot(&model->points, s)) {
+    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
+    list->push(tableIntKeyAt(&model->points, s));
+    set->add(tableIntKeyAt(&model->points, s));
+  }
+  if (!list->failed) return true;
+  lastErrorReport("out of memory");
+  return false;
 }
 
 }  // namespace
@@ -188,16 +202,7 @@ int32_t copySelection(Model* model) {
   flushDerived(model);
   IntList originals;
   NumberSet originalSet;
-  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
-       s = tableNextSlot(&model->points, s)) {
-    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
-    originals.push(tableIntKeyAt(&model->points, s));
-    originalSet.add(tableIntKeyAt(&model->points, s));
-  }
-  if (originals.failed) {
-    lastErrorReport("out of memory");
-    return -1;
-  }
+  if (!collectMarkedPoints(model, &originals, &originalSet)) return -1;
   if (originals.count == 0) return 0;
   const int32_t highest = highestPointNumber(model);
   if (highest > INT32_MAX - originals.count) {
@@ -247,7 +252,7 @@ int32_t copySelection(Model* model) {
     }
     copyPolygons<Triangle>(model, layer, &Layer::triangles, &renumber);
     copyPolygons<Line>(model, layer, &Layer::lines, &renumber);
-    touchLayer(layer);
+    touchLayer(model, layer);
   }
   tableRelease(&renumber);
   markUveesStale(model);
@@ -259,16 +264,7 @@ int32_t deleteSelection(Model* model) {
   flushDerived(model);
   IntList doomed;
   NumberSet doomedSet;
-  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
-       s = tableNextSlot(&model->points, s)) {
-    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
-    doomed.push(tableIntKeyAt(&model->points, s));
-    doomedSet.add(tableIntKeyAt(&model->points, s));
-  }
-  if (doomed.failed) {
-    lastErrorReport("out of memory");
-    return -1;
-  }
+  if (!collectMarkedPoints(model, &doomed, &doomedSet)) return -1;
 
   // Polygons first, while the points still carry their marks.
   int32_t deleted = 0;
@@ -280,7 +276,7 @@ int32_t deleteSelection(Model* model) {
     const bool entries = removeEntries(&layer->colours, doomed, doomedSet) |
                          removeEntries(&layer->normals, doomed, doomedSet) |
                          removeEntries(&layer->surface, doomed, doomedSet);
-    if (polygons > 0 || entries) touchLayer(layer);
+    if (polygons > 0 || entries) touchLayer(model, layer);
     deleted += polygons;
   }
   for (int32_t i = 0; i < doomed.count; ++i) tableRemove(&model->points, doomed.items[i]);
@@ -366,6 +362,6 @@ bool setAutoNormals(Model* model, const char* name, bool on) {
     return false;
   }
   layer->autoNormals = on ? 1 : 0;
-  touchLayer(layer);
+  touchLayer(model, layer);
   return true;
 }

@@ -172,7 +172,7 @@ bool resolveLayer(const Model* model, const char* name, Layer** layer) {
 
 void touchOwner(Model* model, Layer* layer) {
   if (layer != nullptr) {
-    touchLayer(layer);
+    touchLayer(model, layer);
   } else {
     touchModel(model);
   }

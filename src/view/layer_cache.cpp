@@ -6,11 +6,10 @@
 #include <cstring>
 
 #include "model/geometry.h"
+#include "model/posing.h"
 
 namespace {
 
-// Smoothing leaves edges sharper than 60 degrees sharp (boxes stay boxes).
-constexpr float kCreaseCosine = 0.5f;
 const uint8_t kNormalLineColour[4] = {0, 255, 255, 255};
 
 uint8_t toByte(float c) {
@@ -30,15 +29,6 @@ void normalise(float v[3]) {
     v[1] = 0.0f;
     v[2] = 1.0f;
   }
-}
-
-// Slot of the point in the model's table: the per-slot arrays (posed
-// positions, accumulated normals) are indexed by it.
-int32_t pointSlot(const Model* model, const Point* p) {
-  const auto* base = model->points.elements;
-  return static_cast<int32_t>(
-      (reinterpret_cast<const unsigned char*>(p) - base) /
-      static_cast<ptrdiff_t>(sizeof(Point)));
 }
 
 struct Corner {
@@ -84,87 +74,6 @@ void stripNormal(const Corner* corners, int32_t count, float n[3]) {
     n[2] += u[0] * v[1] - u[1] * v[0];
   });
 }
-
-// The faces around every point of a layer, for smoothing: each face's
-// normal (length twice its area, so sums weigh faces by area) and unit
-// normal, and per point slot the faces that use it. Per-slot entries are
-// valid by generation, so a small layer of a big model costs only what it
-// touches.
-struct SmoothScratch {
-  std::vector<float> normals;        // 3 per face
-  std::vector<float> units;          // 3 per face
-  std::vector<int32_t> cornerSlots;  // every corner of every face, in order
-  std::vector<int32_t> faceStart;    // per face: its first corner
-  std::vector<uint32_t> stamp;       // per slot
-  std::vector<int32_t> first;        // per slot: start in `faces`
-  std::vector<int32_t> count;        // per slot
-  std::vector<int32_t> touched;
-  std::vector<int32_t> faces;  // face numbers grouped by slot
-  uint32_t generation = 0;
-
-  void begin(int32_t slots) {
-    if (stamp.size() < static_cast<size_t>(slots)) {
-      stamp.resize(slots, 0);
-      first.resize(slots, 0);
-      count.resize(slots, 0);
-    }
-    if (++generation == 0) {
-      std::fill(stamp.begin(), stamp.end(), 0);
-      generation = 1;
-    }
-    normals.clear();
-    units.clear();
-    cornerSlots.clear();
-    faceStart.clear();
-    touched.clear();
-  }
-  void addCorner(int32_t slot) {
-    cornerSlots.push_back(slot);
-    if (stamp[slot] != generation) {
-      stamp[slot] = generation;
-      count[slot] = 0;
-      touched.push_back(slot);
-    }
-    ++count[slot];
-  }
-  // Groups the faces by slot once every face is in.
-  void index() {
-    int32_t running = 0;
-    for (int32_t slot : touched) {
-      first[slot] = running;
-      running += count[slot];
-      count[slot] = 0;
-    }
-    faces.assign(static_cast<size_t>(running), 0);
-    const int32_t faceCount = static_cast<int32_t>(faceStart.size());
-    for (int32_t f = 0; f < faceCount; ++f) {
-      const int32_t end = f + 1 < faceCount
-                              ? faceStart[f + 1]
-                              : static_cast<int32_t>(cornerSlots.size());
-      for (int32_t c = faceStart[f]; c < end; ++c) {
-        const int32_t slot = cornerSlots[c];
-        faces[first[slot] + count[slot]++] = f;
-      }
-    }
-  }
-  // The normal of face f at the point in `slot`: the faces there that meet
-  // f at less than the crease angle, weighed by area.
-  void cornerNormal(int32_t f, int32_t slot, float out[3]) const {
-    const float* u = &units[3 * static_cast<size_t>(f)];
-    out[0] = out[1] = out[2] = 0.0f;
-    for (int32_t i = first[slot]; i < first[slot] + count[slot]; ++i) {
-      const size_t g = 3 * static_cast<size_t>(faces[i]);
-      if (u[0] * units[g] + u[1] * units[g + 1] + u[2] * units[g + 2] <
-          kCreaseCosine)
-        continue;
-      out[0] += normals[g];
-      out[1] += normals[g + 1];
-      out[2] += normals[g + 2];
-    }
-  }
-};
-
-SmoothScratch g_smooth;
 
 struct LayerSources {
   const Model* model;
@@ -222,8 +131,8 @@ void emitVertex(std::vector<DrawVertex>* to, const float* position,
 }
 
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
-                             const float* positions) {
-  g_smooth.begin(model->points.capacity);
+                             const float* positions, SmoothScratch* smooth) {
+  smooth->begin(model->points.capacity);
   Corner corners[kMaxPolygonPoints];
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
@@ -233,14 +142,14 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
       continue;
     float n[3];
     stripNormal(corners, t->count, n);
-    g_smooth.normals.insert(g_smooth.normals.end(), n, n + 3);
+    smooth->normals.insert(smooth->normals.end(), n, n + 3);
     normalise(n);
-    g_smooth.units.insert(g_smooth.units.end(), n, n + 3);
-    g_smooth.faceStart.push_back(
-        static_cast<int32_t>(g_smooth.cornerSlots.size()));
-    for (int32_t i = 0; i < t->count; ++i) g_smooth.addCorner(corners[i].slot);
+    smooth->units.insert(smooth->units.end(), n, n + 3);
+    smooth->faceStart.push_back(
+        static_cast<int32_t>(smooth->cornerSlots.size()));
+    for (int32_t i = 0; i < t->count; ++i) smooth->addCorner(corners[i].slot);
   }
-  g_smooth.index();
+  smooth->index();
 }
 
 void buildPolygons(const LayerSources& src, const float* positions,
@@ -255,7 +164,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
   }
   out->triangles.reserve(3 * triangles);
   if (mode == kNormalsStoredElseSmooth)
-    accumulateSmoothNormals(model, layer, positions);
+    accumulateSmoothNormals(model, layer, positions, &out->smooth);
 
   Corner corners[kMaxPolygonPoints];
   float normals[kMaxPolygonPoints][3];
@@ -276,7 +185,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
       if (mode == kNormalsFaceOnly ||
           !storedNormal(src, corners[i].number, n)) {
         if (mode == kNormalsStoredElseSmooth) {
-          g_smooth.cornerNormal(faceNumber, corners[i].slot, n);
+          out->smooth.cornerNormal(faceNumber, corners[i].slot, n);
           normalise(n);
         } else {
           std::memcpy(n, face, sizeof face);
@@ -335,131 +244,6 @@ void buildLines(const LayerSources& src, const float* positions,
   out->lines.insert(out->lines.end(), closing.begin(), closing.end());
 }
 
-// Row-major 3x4 affine transform: x -> a * x + b.
-struct Affine {
-  float a[9];
-  float b[3];
-};
-
-const Affine kIdentity = {{1, 0, 0, 0, 1, 0, 0, 0, 1}, {0, 0, 0}};
-
-bool isIdentity(const Affine& m) {
-  return std::memcmp(&m, &kIdentity, sizeof m) == 0;
-}
-
-void apply(const Affine& m, const float in[3], float out[3]) {
-  for (int r = 0; r < 3; ++r) {
-    out[r] = m.a[r * 3] * in[0] + m.a[r * 3 + 1] * in[1] +
-             m.a[r * 3 + 2] * in[2] + m.b[r];
-  }
-}
-
-Affine compose(const Affine& outer, const Affine& inner) {
-  Affine m;
-  for (int r = 0; r < 3; ++r) {
-    for (int c = 0; c < 3; ++c) {
-      m.a[r * 3 + c] = outer.a[r * 3] * inner.a[c] +
-                       outer.a[r * 3 + 1] * inner.a[3 + c] +
-                       outer.a[r * 3 + 2] * inner.a[6 + c];
-    }
-  }
-  apply(outer, inner.b, m.b);
-  return m;
-}
-
-// The joint's own pose about its rest position.
-Affine localPose(const Joint* j) {
-  Affine m;
-  for (int r = 0; r < 3; ++r)
-    for (int c = 0; c < 3; ++c)
-      m.a[r * 3 + c] = j->poseRotation[r * 3 + c] * j->poseScale[c];
-  for (int r = 0; r < 3; ++r) {
-    float moved = 0.0f;
-    for (int c = 0; c < 3; ++c) moved += m.a[r * 3 + c] * j->position[c];
-    m.b[r] = j->position[r] + j->poseTranslation[r] - moved;
-  }
-  // Exactly at rest must stay exactly the identity (no rounding drift).
-  bool rest = true;
-  for (int i = 0; i < 9; ++i)
-    rest = rest && j->poseRotation[i] == kIdentity.a[i];
-  for (int i = 0; i < 3; ++i)
-    rest = rest && j->poseScale[i] == 1.0f && j->poseTranslation[i] == 0.0f;
-  return rest ? kIdentity : m;
-}
-
-// World transforms of every joint by slot; a parent that is missing,
-// "world", or part of a parent loop counts as the world.
-void jointTransforms(const Model* model, std::vector<Affine>* world) {
-  const KeyedTable* joints = &model->joints;
-  world->assign(joints->capacity, kIdentity);
-  std::vector<uint8_t> state(joints->capacity, 0);  // 1 visiting, 2 done
-  std::vector<int32_t> chain;
-  for (int32_t s = tableNextSlot(joints, -1); s >= 0;
-       s = tableNextSlot(joints, s)) {
-    // Walk up to a resolved ancestor, then resolve downwards.
-    chain.clear();
-    int32_t at = s;
-    while (at >= 0 && state[at] == 0) {
-      state[at] = 1;
-      chain.push_back(at);
-      const Joint* j = tableAt<Joint>(joints, at);
-      const Joint* parent = tableFindT<Joint>(joints, j->parent);
-      at = parent == nullptr
-               ? -1
-               : static_cast<int32_t>(
-                     (reinterpret_cast<const unsigned char*>(parent) -
-                      joints->elements) /
-                     joints->elementSize);
-    }
-    // A loop ends on a joint still being visited: it is taken as a root.
-    const Affine* base = (at >= 0 && state[at] == 2) ? &(*world)[at] : nullptr;
-    for (size_t i = chain.size(); i-- > 0;) {
-      const int32_t slot = chain[i];
-      const Affine local = localPose(tableAt<Joint>(joints, slot));
-      (*world)[slot] = base ? compose(*base, local) : local;
-      state[slot] = 2;
-      base = &(*world)[slot];
-    }
-  }
-}
-
-void addMorphs(const Model* model, const KeyedTable* morphs, float* xyz) {
-  for (int32_t s = tableNextSlot(morphs, -1); s >= 0;
-       s = tableNextSlot(morphs, s)) {
-    const Point* p =
-        tableFindT<Point>(&model->points, tableIntKeyAt(morphs, s));
-    if (p == nullptr) continue;
-    const Morph* m = tableAt<Morph>(morphs, s);
-    float* at = xyz + 3 * static_cast<size_t>(pointSlot(model, p));
-    at[0] += m->dx;
-    at[1] += m->dy;
-    at[2] += m->dz;
-  }
-}
-
-// Word-wise FNV-1a: enough to notice any change of the hashed bytes.
-struct Hasher {
-  uint64_t h = 14695981039346656037ull;
-  void word(uint32_t w) { h = (h ^ w) * 1099511628211ull; }
-  void bytes(const void* data, size_t n) {
-    const auto* p = static_cast<const unsigned char*>(data);
-    size_t i = 0;
-    for (; i + 4 <= n; i += 4) {
-      uint32_t w;
-      std::memcpy(&w, p + i, 4);
-      word(w);
-    }
-    for (; i < n; ++i) word(p[i]);
-  }
-  void table(const KeyedTable* t) {
-    word(static_cast<uint32_t>(tableCount(t)));
-    for (int32_t s = tableNextSlot(t, -1); s >= 0; s = tableNextSlot(t, s)) {
-      word(static_cast<uint32_t>(tableIntKeyAt(t, s)));
-      bytes(tableElementAt(t, s), static_cast<size_t>(t->elementSize));
-    }
-  }
-};
-
 }  // namespace
 
 void buildLayerVertices(const Model* model, const Layer* layer,
@@ -490,66 +274,3 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   buildLines(src, positions, out);
 }
 
-bool computeDisplayPoints(const Model* model, std::vector<float>* out) {
-  if (tableCount(&model->joints) == 0 && tableCount(&model->worldMorphs) == 0)
-    return false;
-  const KeyedTable* points = &model->points;
-  out->assign(3 * static_cast<size_t>(points->capacity), 0.0f);
-  for (int32_t s = tableNextSlot(points, -1); s >= 0;
-       s = tableNextSlot(points, s)) {
-    const Point* p = tableAt<Point>(points, s);
-    float* at = out->data() + 3 * static_cast<size_t>(s);
-    at[0] = p->x;
-    at[1] = p->y;
-    at[2] = p->z;
-  }
-  float* xyz = out->data();
-  addMorphs(model, &model->worldMorphs, xyz);
-  const KeyedTable* joints = &model->joints;
-  for (int32_t s = tableNextSlot(joints, -1); s >= 0;
-       s = tableNextSlot(joints, s))
-    addMorphs(model, &tableAt<Joint>(joints, s)->morphs, xyz);
-
-  std::vector<Affine> world;
-  jointTransforms(model, &world);
-  const std::vector<float> base(
-      *out);  // every joint blends from the same place
-  for (int32_t s = tableNextSlot(joints, -1); s >= 0;
-       s = tableNextSlot(joints, s)) {
-    if (isIdentity(world[s])) continue;
-    const KeyedTable* weights = &tableAt<Joint>(joints, s)->weights;
-    for (int32_t w = tableNextSlot(weights, -1); w >= 0;
-         w = tableNextSlot(weights, w)) {
-      const Weight* weight = tableAt<Weight>(weights, w);
-      const Point* p = tableFindT<Point>(points, tableIntKeyAt(weights, w));
-      if (p == nullptr) continue;
-      const size_t at = 3 * static_cast<size_t>(pointSlot(model, p));
-      float moved[3];
-      apply(world[s], &base[at], moved);
-      for (int i = 0; i < 3; ++i)
-        xyz[at + i] += weight->weight * (moved[i] - base[at + i]);
-    }
-  }
-  return true;
-}
-
-uint64_t poseSignature(const Model* model) {
-  Hasher h;
-  h.table(&model->worldMorphs);
-  const KeyedTable* joints = &model->joints;
-  h.word(static_cast<uint32_t>(tableCount(joints)));
-  for (int32_t s = tableNextSlot(joints, -1); s >= 0;
-       s = tableNextSlot(joints, s)) {
-    const Joint* j = tableAt<Joint>(joints, s);
-    h.word(static_cast<uint32_t>(s));
-    h.bytes(j->name, std::strlen(j->name));
-    h.bytes(j->position, sizeof j->position);
-    h.bytes(j->parent, std::strlen(j->parent));
-    h.bytes(j->poseTranslation, sizeof j->poseTranslation);
-    h.bytes(j->poseScale, sizeof j->poseScale);
-    h.bytes(j->poseRotation, sizeof j->poseRotation);
-    h.table(&j->weights);
-    h.table(&j->morphs);
-  }
-  return h.h;
-}

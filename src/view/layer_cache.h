@@ -5,9 +5,11 @@
 // tested without a display.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
+#include "model/posing.h"
 #include "model/records.h"
 
 struct DrawVertex {
@@ -29,6 +31,89 @@ enum NormalMode : int32_t {
   kNormalsFaceOnly = 2,
 };
 
+// Smoothing leaves edges sharper than 60 degrees sharp (boxes stay boxes).
+constexpr float kCreaseCosine = 0.5f;
+
+// The faces around every point of a layer, for smoothing (scratch that
+// buildLayerVertices reuses from one call to the next): each face's
+// normal (length twice its area, so sums weigh faces by area) and unit
+// normal, and per point slot the faces that use it. Per-slot entries are
+// valid by generation, so a small layer of a big model costs only what it
+// touches.
+struct SmoothScratch {
+  std::vector<float> normals;        // 3 per face
+  std::vector<float> units;          // 3 per face
+  std::vector<int32_t> cornerSlots;  // every corner of every face, in order
+  std::vector<int32_t> faceStart;    // per face: its first corner
+  std::vector<uint32_t> stamp;       // per slot
+  std::vector<int32_t> first;        // per slot: start in `faces`
+  std::vector<int32_t> count;        // per slot
+  std::vector<int32_t> touched;
+  std::vector<int32_t> faces;  // face numbers grouped by slot
+  uint32_t generation = 0;
+
+  void begin(int32_t slots) {
+    if (stamp.size() < static_cast<size_t>(slots)) {
+      stamp.resize(slots, 0);
+      first.resize(slots, 0);
+      count.resize(slots, 0);
+    }
+    if (++generation == 0) {
+      std::fill(stamp.begin(), stamp.end(), 0);
+      generation = 1;
+    }
+    normals.clear();
+    units.clear();
+    cornerSlots.clear();
+    faceStart.clear();
+    touched.clear();
+  }
+  void addCorner(int32_t slot) {
+    cornerSlots.push_back(slot);
+    if (stamp[slot] != generation) {
+      stamp[slot] = generation;
+      count[slot] = 0;
+      touched.push_back(slot);
+    }
+    ++count[slot];
+  }
+  // Groups the faces by slot once every face is in.
+  void index() {
+    int32_t running = 0;
+    for (int32_t slot : touched) {
+      first[slot] = running;
+      running += count[slot];
+      count[slot] = 0;
+    }
+    faces.assign(static_cast<size_t>(running), 0);
+    const int32_t faceCount = static_cast<int32_t>(faceStart.size());
+    for (int32_t f = 0; f < faceCount; ++f) {
+      const int32_t end = f + 1 < faceCount
+                              ? faceStart[f + 1]
+                              : static_cast<int32_t>(cornerSlots.size());
+      for (int32_t c = faceStart[f]; c < end; ++c) {
+        const int32_t slot = cornerSlots[c];
+        faces[first[slot] + count[slot]++] = f;
+      }
+    }
+  }
+  // The normal of face f at the point in `slot`: the faces there that meet
+  // f at less than the crease angle, weighed by area.
+  void cornerNormal(int32_t f, int32_t slot, float out[3]) const {
+    const float* u = &units[3 * static_cast<size_t>(f)];
+    out[0] = out[1] = out[2] = 0.0f;
+    for (int32_t i = first[slot]; i < first[slot] + count[slot]; ++i) {
+      const size_t g = 3 * static_cast<size_t>(faces[i]);
+      if (u[0] * units[g] + u[1] * units[g + 1] + u[2] * units[g + 2] <
+          kCreaseCosine)
+        continue;
+      out[0] += normals[g];
+      out[1] += normals[g + 1];
+      out[2] += normals[g + 2];
+    }
+  }
+};
+
 struct LayerVertices {
   std::vector<DrawVertex> triangles;  // 3 per triangle
   // 2 per segment; the closing segments (last point back to the first, for
@@ -38,6 +123,7 @@ struct LayerVertices {
   // 2 per polygon corner: the corner and the corner moved along its
   // normal; filled only when a length is asked for.
   std::vector<DrawVertex> normalLines;
+  SmoothScratch smooth;  // working space, kept to reuse its arrays
 };
 
 
@@ -48,19 +134,3 @@ struct LayerVertices {
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, LayerVertices* out);
-
-// The display copy of the points, by point slot: each point moved by its
-// morph offsets (the world morphs and every joint's), then by the joint
-// poses it is weighted to. A joint's pose acts about its rest position:
-//   x -> position + translation + rotation * (scale .* (x - position)),
-// applied after its parent's (the joint's world transform is the parent's
-// world transform times its own). A point weighted w to a joint moves by
-// w times the difference that joint's transform makes (a linear blend;
-// weights are not normalised, so a lone weight of 0.5 moves it halfway).
-// False, with `out` untouched, when the model has no joints and no world
-// morphs (the stored points are the display points).
-bool computeDisplayPoints(const Model* model, std::vector<float>* out);
-
-// A hash of everything computeDisplayPoints reads besides the points:
-// joints (rest position, parent, pose), weights and morphs.
-uint64_t poseSignature(const Model* model);

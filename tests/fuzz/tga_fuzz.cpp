@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "view/tga.h"
+#include "io/tga.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const char* error = nullptr;

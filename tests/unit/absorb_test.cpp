@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "io/texture_files.h"
 #include "model/absorb.h"
 #include "model/children.h"
 #include "model/geometry.h"
@@ -163,7 +164,7 @@ TEST_F(Absorb, MovesImagesWithTheirTexturesAndRekeysUvees) {
   for (int32_t n = 1; n <= 3; ++n) addPoint(wheel, n, n, 1, 0);
   addLayer(wheel, "rim", 0, 0, 0, 1, 0, 0);
   triangle(wheel, "rim", 1, 2, 3);
-  ASSERT_TRUE(addImage(wheel, "rim", 1, file.c_str(), kImageDecal, kAxisX, kAxisY, 1));
+  ASSERT_TRUE(addImageFromFiles(wheel, "rim", 1, file.c_str(), kImageDecal, kAxisX, kAxisY, 1));
   ASSERT_TRUE(addUvee(wheel, "rim", 1, 2, 0.25f, 0.75f));
   ASSERT_TRUE(absorbChild(parent, attach(parent, wheel, "wheel", kNoTurn, kUnit, kNoTurn)));
   std::remove(file.c_str());

@@ -9,7 +9,7 @@
 
 #include "io/capture_file.h"
 #include "model/last_error.h"
-#include "view/tga.h"
+#include "io/tga.h"
 
 namespace {
 

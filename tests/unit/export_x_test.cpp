@@ -16,6 +16,7 @@
 #include "io/export_support.h"
 #include "io/export_x.h"
 #include "io/exporters.h"
+#include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -73,7 +74,7 @@ struct DirectXExport : ::testing::Test {
 // image and uvees for two of its three points.
 TEST_F(DirectXExport, WritesTwoLayerModelExactly) {
   layer("empty");
-  addImage(m, "empty", 1, "unused.tga", kImageDecal, kAxisX, kAxisY, 1);
+  addImageFromFiles(m, "empty", 1, "unused.tga", kImageDecal, kAxisX, kAxisY, 1);
   layer("body");
   layer("decal", 255, 51, 0);
   points({{10, 1, 0, 0}, {11, 1, 1, 0}, {12, 0, 0, 0}, {13, 0, 1, 0},
@@ -89,7 +90,7 @@ TEST_F(DirectXExport, WritesTwoLayerModelExactly) {
   ASSERT_TRUE(addColour(m, nullptr, 10, 0, 0, 1, 0.5f));
   polygon("decal", {20, 22, 21});
   ASSERT_TRUE(setTransparency(m, "decal", 0.25f));
-  addImage(m, "decal", 1, "skin.tga", kImageDecal, kAxisX, kAxisY, 1);
+  addImageFromFiles(m, "decal", 1, "skin.tga", kImageDecal, kAxisX, kAxisY, 1);
   ASSERT_TRUE(addUvee(m, "decal", 1, 20, 0.25f, 0.75f));
   ASSERT_TRUE(addUvee(m, "decal", 1, 22, 1, 0.5f));
   flushDerived(m);
@@ -148,7 +149,7 @@ TEST_F(DirectXExport, BreaksLongMaterialListsIntoLines) {
     strip.push_back(i);
   }
   polygon("strip", strip);
-  addImage(m, "strip", 1, "t.tga", kImageDecal, kAxisX, kAxisY, 1);
+  addImageFromFiles(m, "strip", 1, "t.tga", kImageDecal, kAxisX, kAxisY, 1);
   ASSERT_TRUE(writeDirectX(m, "strip.x"));
   EXPECT_NE(readFile("strip.x")
                 .find("\t\t\t18; // Number of faces\n"

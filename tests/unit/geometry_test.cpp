@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -157,7 +158,7 @@ TEST_F(Geometry, RefusalsLeaveNoPolygonAndNamesMustFit) {
 TEST_F(Images, DeletingAnImageMovesTheFollowingOnesDown) {
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);
   for (int n = 1; n <= 3; ++n)
-    ASSERT_TRUE(addImage(m, "a", n, "absent.tga", kImageDecal, 1, 2, n * 10.0f));
+    ASSERT_TRUE(addImageFromFiles(m, "a", n, "absent.tga", kImageDecal, 1, 2, n * 10.0f));
   ASSERT_TRUE(deleteImage(m, "a", 2));
   EXPECT_EQ(tableCount(&layer("a")->images), 2);
   EXPECT_FLOAT_EQ(image("a", 1)->strength, 10);
@@ -167,25 +168,30 @@ TEST_F(Images, DeletingAnImageMovesTheFollowingOnesDown) {
   EXPECT_STREQ(lastErrorText(), "invisible color out of range (should be 0.0 to 1.0");
 }
 
-TEST_F(Images, ParkedUveesGoWholeToTheNextNewImageOfAnyModel) {
+TEST_F(Images, ParkedUveesGoWholeToTheModelsNextNewImage) {
   points({{0, 0, 0}, {1, 0, 0}});
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);
-  ASSERT_TRUE(addImage(m, "a", 1, "absent.tga", kImageDecal, 1, 2, 0));
+  ASSERT_TRUE(addImageFromFiles(m, "a", 1, "absent.tga", kImageDecal, 1, 2, 0));
   const int32_t before = tableCount(&image("a", 1)->uvees);
   ASSERT_TRUE(addUvee(m, "a", 3, 1, 0.25f, 0.5f));
   ASSERT_TRUE(addUvee(m, "a", 3, 2, 0.75f, 0.5f));
-  ASSERT_TRUE(addImage(m, "a", 1, "again.tga", kImageDecal, 1, 2, 0));
+  ASSERT_TRUE(addImageFromFiles(m, "a", 1, "again.tga", kImageDecal, 1, 2, 0));
   EXPECT_EQ(tableCount(&image("a", 1)->uvees), before) << "an existing image adopts nothing";
 
+  // Another document's new image takes none of them.
   Model* other = createModel(nullptr, "other", nullptr);
   addLayer(other, "b", 0, 0, 0, 1, 0, 0);
-  ASSERT_TRUE(addImage(other, "b", 7, "absent.tga", kImageDecal, 1, 2, 0));
-  Image* adopted = tableFindT<Image>(&findLayer(other, "b")->images, 7);
+  ASSERT_TRUE(addImageFromFiles(other, "b", 7, "absent.tga", kImageDecal, 1, 2, 0));
+  EXPECT_EQ(tableCount(&tableFindT<Image>(&findLayer(other, "b")->images, 7)->uvees), 0);
+  freeModel(other);
+
+  addLayer(m, "b", 0, 0, 0, 1, 0, 0);
+  ASSERT_TRUE(addImageFromFiles(m, "b", 7, "absent.tga", kImageDecal, 1, 2, 0));
+  Image* adopted = tableFindT<Image>(&findLayer(m, "b")->images, 7);
   EXPECT_EQ(tableCount(&adopted->uvees), 2);
   EXPECT_NE(adopted->hasUvees, 0);
-  ASSERT_TRUE(addImage(other, "b", 8, "absent.tga", kImageDecal, 1, 2, 0));
-  EXPECT_EQ(tableCount(&tableFindT<Image>(&findLayer(other, "b")->images, 8)->uvees), 0);
-  freeModel(other);
+  ASSERT_TRUE(addImageFromFiles(m, "b", 8, "absent.tga", kImageDecal, 1, 2, 0));
+  EXPECT_EQ(tableCount(&tableFindT<Image>(&findLayer(m, "b")->images, 8)->uvees), 0);
 
   EXPECT_FALSE(addUvee(m, "nowhere", 1, 1, 0, 0));
   EXPECT_STREQ(lastErrorText(), "cannot find layer for uvee");
@@ -197,8 +203,8 @@ TEST_F(Images, AutomaticUveesFollowTheAxisTableExactly) {
   points({{0, 0, 0}, {2, 4, 8}, {0.5f, 1, 6}});
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);
   for (int code = 0; code <= 7; ++code)
-    addImage(m, "a", code + 1, "absent.tga", kImageDecal, code, kAxisX, 0);
-  addImage(m, "a", 9, "absent.tga", kImageDecal, kAxisX, kAxisX, 0);
+    addImageFromFiles(m, "a", code + 1, "absent.tga", kImageDecal, code, kAxisX, 0);
+  addImageFromFiles(m, "a", 9, "absent.tga", kImageDecal, kAxisX, kAxisX, 0);
   addUvee(m, "a", 9, 3, 0.125f, 0.125f);
   const int32_t tri[] = {1, 2, 3};
   addTriangle(m, "a", 3, tri, 0);
@@ -215,7 +221,7 @@ TEST_F(Images, AutomaticUveesFollowTheAxisTableExactly) {
 
   // A flat layer divides by a zero extent; that must not bring us down.
   addLayer(m, "flat", 0, 0, 0, 1, 0, 0);
-  addImage(m, "flat", 1, "absent.tga", kImageDecal, kAxisZ, kAxisX, 0);
+  addImageFromFiles(m, "flat", 1, "absent.tga", kImageDecal, kAxisZ, kAxisX, 0);
   addPoint(m, 4, 1, 1, 0);
   addPoint(m, 5, 3, 3, 0);
   const int32_t flat[] = {1, 4, 5};
@@ -232,21 +238,21 @@ TEST_F(Images, CubeMapNeedsAllSixFacesWhilePlainImageMayBeMissing) {
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);
   const std::string sky = dir + "sky.tga";
 
-  EXPECT_FALSE(addImage(m, "a", 1, sky.c_str(), kImageCubeMap, 1, 2, 0));
+  EXPECT_FALSE(addImageFromFiles(m, "a", 1, sky.c_str(), kImageCubeMap, 1, 2, 0));
   ASSERT_NE(image("a", 1), nullptr) << "the image stays with its failed slot";
   EXPECT_EQ(image("a", 1)->main.loaded, 0);
   for (unsigned char* face : image("a", 1)->main.faces) EXPECT_EQ(face, nullptr);
   EXPECT_NE(std::string(lastErrorText()).find("sky_bottom.tga"), std::string::npos);
 
   writeTga(dir + "sky_bottom.tga", 2, 1);
-  ASSERT_TRUE(addImage(m, "a", 1, sky.c_str(), kImageCubeMap, 1, 2, 0));
+  ASSERT_TRUE(addImageFromFiles(m, "a", 1, sky.c_str(), kImageCubeMap, 1, 2, 0));
   EXPECT_EQ(image("a", 1)->main.loaded, 1);
   for (unsigned char* face : image("a", 1)->main.faces) EXPECT_NE(face, nullptr);
 
   writeTga(dir + "plain.tga", 3, 2);
-  ASSERT_TRUE(addImage(m, "a", 2, (dir + "plain.tga").c_str(), kImageDecal, 1, 2, 0));
+  ASSERT_TRUE(addImageFromFiles(m, "a", 2, (dir + "plain.tga").c_str(), kImageDecal, 1, 2, 0));
   EXPECT_EQ(image("a", 2)->main.height, 2);
-  ASSERT_TRUE(addImage(m, "a", 2, (dir + "gone.tga").c_str(), kImageSelectMirror, 1, 2, 0));
+  ASSERT_TRUE(addImageFromFiles(m, "a", 2, (dir + "gone.tga").c_str(), kImageSelectMirror, 1, 2, 0));
   EXPECT_EQ(image("a", 2)->mirror.loaded, 0);
   EXPECT_EQ(image("a", 2)->main.loaded, 1) << "a selector leaves the main texture";
 }
@@ -254,7 +260,7 @@ TEST_F(Images, CubeMapNeedsAllSixFacesWhilePlainImageMayBeMissing) {
 TEST_F(Lazy, MovingAPointAfterAddsKeepsWhatTheAddsComputed) {
   points({{0, 0, 0}, {2, 2, 0}, {0, 2, 0}});
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);
-  addImage(m, "a", 1, "absent.tga", kImageDecal, kAxisX, kAxisMinusY, 0);
+  addImageFromFiles(m, "a", 1, "absent.tga", kImageDecal, kAxisX, kAxisMinusY, 0);
   const int32_t tri[] = {1, 2, 3};
   addTriangle(m, "a", 3, tri, 0);
   markUveesStale(m);
@@ -268,7 +274,7 @@ TEST_F(Lazy, MovingAPointAfterAddsKeepsWhatTheAddsComputed) {
 TEST_F(Lazy, DeletingATriangleAfterAddsKeepsItsShareOfBoundsAndUvees) {
   points({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {4, 4, 0}});
   addLayer(m, "a", 0, 0, 0, 1, 0, 0);
-  addImage(m, "a", 1, "absent.tga", kImageDecal, kAxisX, kAxisMinusY, 0);
+  addImageFromFiles(m, "a", 1, "absent.tga", kImageDecal, kAxisX, kAxisMinusY, 0);
   const int32_t small[] = {1, 2, 3}, big[] = {1, 2, 4};
   addTriangle(m, "a", 3, small, 0);
   const int32_t id = addTriangle(m, "a", 3, big, 0);
@@ -280,7 +286,7 @@ TEST_F(Lazy, DeletingATriangleAfterAddsKeepsItsShareOfBoundsAndUvees) {
   // An image added after the last add gets its uvees only at the next add.
   addTriangle(m, "a", 3, small, 0);
   markUveesStale(m);
-  addImage(m, "a", 2, "absent.tga", kImageDecal, kAxisX, kAxisX, 0);
+  addImageFromFiles(m, "a", 2, "absent.tga", kImageDecal, kAxisX, kAxisX, 0);
   flushDerived(m);
   EXPECT_EQ(tableCount(&image("a", 2)->uvees), 0);
   EXPECT_EQ(uvee("a", 1, 4), nullptr) << "the refill saw only the small triangle";

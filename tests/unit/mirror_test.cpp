@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "io/mod_writer.h"
+#include "io/texture_files.h"
 #include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -229,16 +230,16 @@ TEST_F(Mirror, CopiesImagesWithAxesSwappedOnTheMirrorAxis) {
   // 1: main texture, projected x and y; 2: mirror texture, -x and z,
   // uvees of its own (one of them for a point no longer there) and an
   // invisible colour; 3: a texture that did not load.
-  ASSERT_TRUE(addImage(m, "half", 1, skin.c_str(), kImageDecal, kAxisX, kAxisY, 0.5f));
-  ASSERT_TRUE(addImage(m, "half", 2, skin.c_str(), kImageSmooth, kAxisMinusX, kAxisZ, 1));
-  ASSERT_TRUE(addImage(m, "half", 2, back.c_str(), kImageSelectMirror, 0, 0, 0));
+  ASSERT_TRUE(addImageFromFiles(m, "half", 1, skin.c_str(), kImageDecal, kAxisX, kAxisY, 0.5f));
+  ASSERT_TRUE(addImageFromFiles(m, "half", 2, skin.c_str(), kImageSmooth, kAxisMinusX, kAxisZ, 1));
+  ASSERT_TRUE(addImageFromFiles(m, "half", 2, back.c_str(), kImageSelectMirror, 0, 0, 0));
   ASSERT_TRUE(setInvisibleColour(m, "half", 2, 0.25f, 0.5f, 1));
   ASSERT_TRUE(addUvee(m, "half", 2, 3, 0.5f, 0.75f));
   addPoint(m, 10, 9, 9, 9);
   ASSERT_TRUE(addUvee(m, "half", 2, 10, 0.1f, 0.2f));
   deletePoint(m, 10);
-  addImage(m, "half", 3, "missing.tga", kImageDecal, kAxisX, kAxisY, 1);
-  ASSERT_TRUE(addImage(m, "half", 1, back.c_str(), kImageSelectAlpha, 0, 0, 0));
+  addImageFromFiles(m, "half", 3, "missing.tga", kImageDecal, kAxisX, kAxisY, 1);
+  ASSERT_TRUE(addImageFromFiles(m, "half", 1, back.c_str(), kImageSelectAlpha, 0, 0, 0));
   ASSERT_TRUE(bakeMirror(m, "half", false));
   std::remove(skin.c_str());
   std::remove(back.c_str());
@@ -309,7 +310,7 @@ struct ExportCopy : Mirror {
     addNormal(m, "body", 1, 1, 0, 0);
     addColour(m, "body", 2, 0, 1, 0, 1);
     setTransparency(m, "body", 0.5f);
-    addImage(m, "body", 1, skin.c_str(), kImageDecal, kAxisX, kAxisY, 1);
+    addImageFromFiles(m, "body", 1, skin.c_str(), kImageDecal, kAxisX, kAxisY, 1);
     addUvee(m, "body", 1, 2, 0.25f, 0.5f);
     addLayer(m, "flat", 1, 2, 3, 0, 0, 0);
     polygon("flat", {5, 4, 3});

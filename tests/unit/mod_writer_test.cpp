@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "io/mod_writer.h"
+#include "io/texture_files.h"
 #include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -75,18 +76,18 @@ struct ModWriter : ::testing::Test {
     ASSERT_NE(addTriangle(m, "body", 3, tri, 0), 0);
     ASSERT_NE(addTriangle(m, "body", 4, quad, 2), 0);
     ASSERT_NE(addLine(m, "body", 2, line, 1), 0);
-    ASSERT_TRUE(addImage(m, "body", 1, "skin.tga", kImageSmooth, kAxisX,
+    ASSERT_TRUE(addImageFromFiles(m, "body", 1, "skin.tga", kImageSmooth, kAxisX,
                          kAxisY, 0.5f));
-    ASSERT_TRUE(addImage(m, "body", 1, "skin_m.tga", kImageSelectMirror, 0,
+    ASSERT_TRUE(addImageFromFiles(m, "body", 1, "skin_m.tga", kImageSelectMirror, 0,
                          0, 0));
     ASSERT_TRUE(addUvee(m, "body", 1, 1, 0.5f, 0.25f));
-    ASSERT_TRUE(addImage(m, "body", 2, "env.tga", kImageReflect, 0, 0, 0.25f));
+    ASSERT_TRUE(addImageFromFiles(m, "body", 2, "env.tga", kImageReflect, 0, 0, 0.25f));
     ASSERT_TRUE(setInvisibleColour(m, "body", 2, 1, 0, 0));
 
     ASSERT_NE(addLayer(m, "arm", 0, 0, 0, 0, 1, kAxisMinusY), nullptr);
-    ASSERT_TRUE(addImage(m, "arm", 1, "bump.tga", kImageNormalMap, kAxisX,
+    ASSERT_TRUE(addImageFromFiles(m, "arm", 1, "bump.tga", kImageNormalMap, kAxisX,
                          kAxisY, 1));
-    ASSERT_TRUE(addImage(m, "arm", 1, "bump_a.tga", kImageSelectAlpha, 0, 0,
+    ASSERT_TRUE(addImageFromFiles(m, "arm", 1, "bump_a.tga", kImageSelectAlpha, 0, 0,
                          0));
 
     const float at[3] = {1, 2, 3};
@@ -187,13 +188,13 @@ TEST_F(ModWriter, WritesEverySectionInTheFileLayout) {
 // slot without a file name is written "none".
 TEST_F(ModWriter, ImageLinesFollowNumbersAndModes) {
   ASSERT_NE(addLayer(m, "skin", 0, 0, 0, 1, 1, 99), nullptr);
-  ASSERT_TRUE(addImage(m, "skin", 1, "a.tga", kImageDecal, kAxisZ,
+  ASSERT_TRUE(addImageFromFiles(m, "skin", 1, "a.tga", kImageDecal, kAxisZ,
                        kAxisMinusX, 1));
-  ASSERT_TRUE(addImage(m, "skin", 2, "b.tga", kImageAdditive, 0, 0, 0.5f));
-  ASSERT_TRUE(addImage(m, "skin", 4, "d.tga", kImageDisplace, kAxisX, kAxisY,
+  ASSERT_TRUE(addImageFromFiles(m, "skin", 2, "b.tga", kImageAdditive, 0, 0, 0.5f));
+  ASSERT_TRUE(addImageFromFiles(m, "skin", 4, "d.tga", kImageDisplace, kAxisX, kAxisY,
                        2));
   ASSERT_NE(addLayer(m, "sky", 0, 0, 0, 0, 0, kAxisX), nullptr);
-  ASSERT_FALSE(addImage(m, "sky", 1, "cube.tga", kImageCubeMap, 0, 0, 1))
+  ASSERT_FALSE(addImageFromFiles(m, "sky", 1, "cube.tga", kImageCubeMap, 0, 0, 1))
       << "faces are missing; the record stays";
   tableFindT<Image>(&findLayer(m, "sky")->images, 1)->mirrorFlag = 1;
   const std::string path = dir + "images.mod";

@@ -3,6 +3,7 @@
 // move them shows stale geometry.
 #include <gtest/gtest.h>
 
+#include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/model.h"
 
@@ -42,7 +43,7 @@ TEST_F(Revisions, LayerContentChangesTouchOnlyThatLayer) {
   EXPECT_TOUCHES(deleteColour(m, "a", 1), false, true, false);
   EXPECT_TOUCHES(deleteNormal(m, "a", 1), false, true, false);
   EXPECT_TOUCHES(setTransparency(m, "a", 0.5f), false, true, false);
-  EXPECT_TOUCHES(addImage(m, "a", 1, "none", kImageSmooth, 1, 2, 1.0f), false,
+  EXPECT_TOUCHES(addImageFromFiles(m, "a", 1, "none", kImageSmooth, 1, 2, 1.0f), false,
                  true, false);
   EXPECT_TOUCHES(addUvee(m, "a", 1, 1, 0.5f, 0.5f), false, true, false);
   EXPECT_TOUCHES(setInvisibleColour(m, "a", 1, 0, 0, 0), false, true, false);

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "io/texture_files.h"
 #include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -19,12 +20,8 @@ struct SelectionFixture : ::testing::Test {
   Model* m = nullptr;
   void SetUp() override {
     m = createModel(nullptr, "sel.mod", nullptr);
-    resetPivot();
   }
-  void TearDown() override {
-    freeModel(m);
-    resetPivot();
-  }
+  void TearDown() override { freeModel(m); }
   // A strip of n quads along x: points 1..2n+2, quads as two triangles.
   void strip(int32_t n) {
     for (int32_t i = 0; i <= n; ++i) {
@@ -80,14 +77,14 @@ TEST_F(BulkSelection, FourQuarterTurnsOfALargeSelectionReturnEveryPoint) {
   strip(quads);
   for (int32_t n = 1; n <= 2 * (quads + 1); n += 2) ASSERT_TRUE(markPoint(m, n, true));
   const float centre[3] = {3.0f, -2.0f, 1.0f};
-  setPivotCentre(centre);
+  setPivotCentre(m, centre);
   const float quarter[3] = {0, 0, 90};
-  EXPECT_EQ(rotateSelection(m, quarter, selectionPivot()), quads + 1);
+  EXPECT_EQ(rotateSelection(m, quarter, selectionPivot(m)), quads + 1);
   // Point 3 (1, 0, 0) turned about (3, -2): (1, 0) - c = (-2, 2) -> (-2, -2).
   EXPECT_FLOAT_EQ(findPoint(m, 3)->x, 1.0f);
   EXPECT_FLOAT_EQ(findPoint(m, 3)->y, -4.0f);
   EXPECT_FLOAT_EQ(findPoint(m, 4)->y, 1.0f);  // unmarked: stays
-  for (int i = 0; i < 3; ++i) rotateSelection(m, quarter, selectionPivot());
+  for (int i = 0; i < 3; ++i) rotateSelection(m, quarter, selectionPivot(m));
   for (int32_t n = 1; n <= 2 * (quads + 1); ++n) {
     const Point* p = findPoint(m, n);
     ASSERT_NEAR(p->x, static_cast<float>((n - 1) / 2), 1e-5f) << n;
@@ -130,7 +127,7 @@ TEST_F(SelectionEdits, CopyNumbersAfterTheHighestAndCarriesEntriesWeightsAndUvee
   ASSERT_TRUE(addNormal(m, nullptr, 2, 0, 1, 0));
   ASSERT_NE(addJoint(m, "hip", 0, 0, 0, "world", 1, 1, 1), nullptr);
   ASSERT_TRUE(addWeight(m, "hip", 2, 0.5f));
-  ASSERT_TRUE(addImage(m, "strip", 1, "none", 1, kAxisX, kAxisY, 1));
+  ASSERT_TRUE(addImageFromFiles(m, "strip", 1, "none", 1, kAxisX, kAxisY, 1));
   ASSERT_TRUE(addUvee(m, "strip", 1, 2, 0.25f, 0.75f));
   // Points 1, 2, 4 carry triangle {1, 4, 2} but not {1, 3, 4}.
   for (int32_t n : {1, 2, 4}) ASSERT_TRUE(markPoint(m, n, true));
@@ -223,11 +220,11 @@ TEST_F(SelectionTurn, RotateTurnsChildOrientationAndAxisRunsFromTheCentre) {
   const int32_t k = addChild(m, nullptr, "kid", p, one, r, nullptr, 0);
   ASSERT_TRUE(markChild(m, k, true));
   const float centre[3] = {1, 1, 1}, through[3] = {1, 1, 5};
-  setPivotCentre(centre);
-  setPivotAxis(through);  // along +z
-  EXPECT_FLOAT_EQ(selectionPivot().axis[2], 4.0f);
+  setPivotCentre(m, centre);
+  setPivotAxis(m, through);  // along +z
+  EXPECT_FLOAT_EQ(selectionPivot(m).axis[2], 4.0f);
   const float angles[3] = {90, 0, 0};
-  ASSERT_EQ(rotateSelection(m, angles, selectionPivot()), 1);
+  ASSERT_EQ(rotateSelection(m, angles, selectionPivot(m)), 1);
   const Child* child = tableFindT<Child>(&m->children, k);
   // (2, 0, 0) - (1, 1, 1) = (1, -1, -1) -> (1, 1, -1) about z.
   EXPECT_NEAR(child->position[0], 2.0f, 1e-6f);
@@ -242,7 +239,7 @@ TEST_F(SelectionTurn, AScaleOutOfRangeMovesNothing) {
   ASSERT_TRUE(markPoint(m, 1, true));
   ASSERT_TRUE(markPoint(m, 2, true));
   const float huge[3] = {1e20f, 1, 1};
-  EXPECT_EQ(scaleSelection(m, huge, selectionPivot()), -1);
+  EXPECT_EQ(scaleSelection(m, huge, selectionPivot(m)), -1);
   EXPECT_STREQ(lastErrorText(), "result out of range");
   EXPECT_FLOAT_EQ(findPoint(m, 1)->x, 1.0f);
 }

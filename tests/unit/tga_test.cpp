@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "view/tga.h"
+#include "io/tga.h"
 
 namespace {
 

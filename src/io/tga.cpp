@@ -1,4 +1,4 @@
-#include "view/tga.h"
+#include "io/tga.h"
 
 #include <cstdio>
 #include <cstdlib>

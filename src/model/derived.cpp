@@ -1,0 +1,98 @@
+// Derived data: layer bounds and automatic uvees, recomputed when due
+// (see geometry.h).
+#include "model/geometry.h"
+#include "model/geometry_support.h"
+
+namespace {
+
+// Calls visit(number, point) for every corner of the layer's triangles
+// whose point exists, in slot order; stops when visit returns false.
+template <class Visit>
+void forEachTriangleCorner(const Model* model, const Layer* layer,
+                           Visit visit) {
+  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+       s = tableNextSlot(&layer->triangles, s)) {
+    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
+    for (int32_t i = 0; i < t->count; ++i) {
+      const Point* p = findPoint(model, t->points[i]);
+      if (p != nullptr && !visit(t->points[i], p)) return;
+    }
+  }
+}
+
+void recomputeLayerBounds(const Model* model, Layer* layer) {
+  bool first = true;
+  float* b = layer->bounds;
+  for (int i = 0; i < 6; ++i) b[i] = 0.0f;
+  forEachTriangleCorner(model, layer, [&](int32_t, const Point* p) {
+    const float v[3] = {p->x, p->y, p->z};
+    for (int k = 0; k < 3; ++k) {
+      if (first || v[k] < b[k]) b[k] = v[k];
+      if (first || v[k] > b[k + 3]) b[k + 3] = v[k];
+    }
+    first = false;
+    return true;
+  });
+}
+
+// One texture coordinate by the image's axis code. The y and z rows run
+// opposite to x on purpose: that is how existing models were textured.
+float axisCoordinate(int32_t code, const Point* p, const float* bounds) {
+  const float dx = bounds[3] - bounds[0];
+  const float dy = bounds[4] - bounds[1];
+  const float dz = bounds[5] - bounds[2];
+  switch (code) {
+    case kAxisX: return (p->x - bounds[0]) / dx;
+    case kAxisY: return 1.0f - (p->y - bounds[1]) / dy;
+    case kAxisZ: return 1.0f - (p->z - bounds[2]) / dz;
+    case kAxisMinusX: return 1.0f - (p->x - bounds[0]) / dx;
+    case kAxisMinusY: return (p->y - bounds[1]) / dy;
+    case kAxisMinusZ: return (p->z - bounds[2]) / dz;
+    default: return 0.0f;
+  }
+}
+
+void refillAutomaticUvees(const Model* model, const Layer* layer,
+                          Image* image) {
+  tableRelease(&image->uvees);
+  forEachTriangleCorner(model, layer, [&](int32_t number, const Point* p) {
+    Uvee* uvee = tableInsertT<Uvee>(&image->uvees, number);
+    if (uvee == nullptr) return false;
+    uvee->word = number;
+    uvee->u = axisCoordinate(image->axisU, p, layer->bounds);
+    uvee->v = axisCoordinate(image->axisV, p, layer->bounds);
+    return true;
+  });
+}
+
+}  // namespace
+
+void flushDerived(Model* model) {
+  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+       s = tableNextSlot(&model->layers, s)) {
+    Layer* layer = tableAt<Layer>(&model->layers, s);
+    if (!layer->boundsStale) continue;
+    recomputeLayerBounds(model, layer);
+    layer->boundsStale = 0;
+    touchLayer(model, layer);
+  }
+  if (!model->uveesStale) return;
+  model->uveesStale = 0;
+  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+       s = tableNextSlot(&model->layers, s)) {
+    Layer* layer = tableAt<Layer>(&model->layers, s);
+    if (tableCount(&layer->triangles) == 0) continue;
+    bool refilled = false;
+    for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
+         i = tableNextSlot(&layer->images, i)) {
+      Image* image = tableAt<Image>(&layer->images, i);
+      if (image->hasUvees) continue;
+      refillAutomaticUvees(model, layer, image);
+      refilled = true;
+    }
+    if (refilled) touchLayer(model, layer);
+  }
+}
+
+
+void markUveesStale(Model* model) { model->uveesStale = 1; }

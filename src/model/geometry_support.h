@@ -1,0 +1,33 @@
+// Helpers shared by the files that implement geometry.h; not for callers
+// outside the model folder.
+#pragma once
+
+#include <cstdint>
+
+#include "model/geometry.h"
+#include "model/records.h"
+
+namespace geometry_detail {
+
+// No name, "" and "(global)" stand for the model-level tables.
+bool isGlobalName(const char* name);
+bool fitsName(const char* text);
+// The named layer, or null with the reason reported.
+Layer* requireLayer(const Model* model, const char* name);
+// The layer's image `number`, or null with the reason reported.
+Image* requireImage(Model* model, const char* layerName, int32_t number);
+
+void growModelBounds(Model* model, float x, float y, float z);
+
+inline bool usesPoint(const int32_t* points, int32_t count, int32_t number) {
+  for (int32_t i = 0; i < count; ++i)
+    if (points[i] == number) return true;
+  return false;
+}
+// Whether any polygon or line of the layer uses the point.
+bool layerUsesPoint(const Layer* layer, int32_t number);
+// Removes the layer's polygons and lines that use the point; true when any
+// went.
+bool removePolygonsUsingPoint(Layer* layer, int32_t number);
+
+}  // namespace geometry_detail

@@ -1,0 +1,157 @@
+#include <cstring>
+
+#include "model/geometry.h"
+#include "model/geometry_support.h"
+#include "model/last_error.h"
+#include "model/model.h"
+
+using namespace geometry_detail;
+
+namespace {
+
+// Shared by triangles and lines: both keep {id, flags, count, kind, points}.
+template <class Polygon>
+int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
+                   int32_t minCount, int32_t count, const int32_t* points,
+                   int32_t kind) {
+  if (count < minCount || count > kMaxPolygonPoints || points == nullptr) {
+    lastErrorReportf("bad point count: %d", count);
+    return 0;
+  }
+  if (kind < 0 || kind > 4) {
+    lastErrorReportf("bad polygon kind: %d", kind);
+    return 0;
+  }
+  for (int32_t i = 0; i < count; ++i) {
+    if (findPoint(model, points[i]) == nullptr) {
+      lastErrorReportf("point not found: %d", points[i]);
+      return 0;
+    }
+  }
+  int32_t* copy = newPolygonPoints(count);
+  if (copy == nullptr) {
+    lastErrorReport("out of memory");
+    return 0;
+  }
+  std::memcpy(copy, points, sizeof(int32_t) * static_cast<size_t>(count));
+  const int32_t id = nextPolygonId();
+  Polygon* polygon = tableInsertT<Polygon>(&(layer->*table), id);
+  if (polygon == nullptr) {
+    freePolygonPoints(copy, count);
+    lastErrorReport("out of memory");
+    return 0;
+  }
+  polygon->id = id;
+  polygon->flags = 0;
+  polygon->count = static_cast<int16_t>(count);
+  polygon->kind = static_cast<int16_t>(kind);
+  polygon->points = copy;
+
+  // The reflected half is drawn too, so it counts for the model's extent.
+  const int32_t axis = layer->mirrorAxis;
+  if (layer->mirror && axis >= kAxisX && axis <= kAxisZ) {
+    for (int32_t i = 0; i < count; ++i) {
+      const Point* p = findPoint(model, points[i]);
+      float r[3] = {p->x, p->y, p->z};
+      r[axis - 1] = -r[axis - 1];
+      growModelBounds(model, r[0], r[1], r[2]);
+    }
+  }
+  layer->boundsStale = 1;
+  touchLayer(model, layer);
+  return id;
+}
+
+template <class Polygon>
+bool deletePolygon(Model* model, KeyedTable Layer::*table, int32_t id) {
+  flushDerived(model);
+  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+       s = tableNextSlot(&model->layers, s)) {
+    Layer* layer = tableAt<Layer>(&model->layers, s);
+    Polygon* polygon = tableFindT<Polygon>(&(layer->*table), id);
+    if (polygon == nullptr) continue;
+    freePolygonPoints(polygon->points, polygon->count);
+    tableRemove(&(layer->*table), id);
+    touchLayer(model, layer);
+    return true;
+  }
+  return false;
+}
+
+// True when any was removed.
+template <class Polygon>
+bool removePolygonsUsing(KeyedTable* table, int32_t number) {
+  bool removed = false;
+  for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
+    Polygon* polygon = tableAt<Polygon>(table, s);
+    if (!usesPoint(polygon->points, polygon->count, number)) continue;
+    freePolygonPoints(polygon->points, polygon->count);
+    tableRemove(table, tableIntKeyAt(table, s));
+    removed = true;
+  }
+  return removed;
+}
+
+}  // namespace
+
+namespace geometry_detail {
+
+bool layerUsesPoint(const Layer* layer, int32_t number) {
+  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+       s = tableNextSlot(&layer->triangles, s)) {
+    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
+    if (usesPoint(t->points, t->count, number)) return true;
+  }
+  for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0;
+       s = tableNextSlot(&layer->lines, s)) {
+    const Line* l = tableAt<Line>(&layer->lines, s);
+    if (usesPoint(l->points, l->count, number)) return true;
+  }
+  return false;
+}
+
+bool removePolygonsUsingPoint(Layer* layer, int32_t number) {
+  // Bitwise or: both tables are cleaned whatever the first held.
+  return removePolygonsUsing<Triangle>(&layer->triangles, number) |
+         removePolygonsUsing<Line>(&layer->lines, number);
+}
+
+}  // namespace geometry_detail
+
+int32_t addTriangle(Model* model, const char* layerName, int32_t count,
+                    const int32_t* points, int32_t kind) {
+  Layer* layer = requireLayer(model, layerName);
+  if (layer == nullptr) return 0;
+  return addTriangleToLayer(model, layer, count, points, kind);
+}
+
+int32_t addLine(Model* model, const char* layerName, int32_t count,
+                const int32_t* points, int32_t kind) {
+  Layer* layer = requireLayer(model, layerName);
+  if (layer == nullptr) return 0;
+  return addLineToLayer(model, layer, count, points, kind);
+}
+
+int32_t addTriangleToLayer(Model* model, Layer* layer, int32_t count,
+                           const int32_t* points, int32_t kind) {
+  return addPolygon<Triangle>(model, layer, &Layer::triangles, 3, count, points,
+                              kind);
+}
+
+int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
+                       const int32_t* points, int32_t kind) {
+  return addPolygon<Line>(model, layer, &Layer::lines, 2, count, points, kind);
+}
+
+bool deleteTriangle(Model* model, int32_t id) {
+  if (deletePolygon<Triangle>(model, &Layer::triangles, id)) return true;
+  lastErrorReportf("triangle not found: %d", id);
+  return false;
+}
+
+bool deleteLine(Model* model, int32_t id) {
+  if (deletePolygon<Line>(model, &Layer::lines, id)) return true;
+  lastErrorReportf("line not found: %d", id);
+  return false;
+}
+
