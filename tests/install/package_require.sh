@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# cmake --install into a temporary prefix, then a plain tclsh finds the
+# package through the directory that holds it, as /usr/lib/tcltk is found
+# on Debian, loads it and runs a command.
+set -euo pipefail
+build_dir="$1"
+package_dir="$2"   # relative to the prefix
+prefix="$(mktemp -d)"
+trap 'rm -rf "$prefix"' EXIT
+cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+test -f "$prefix/$package_dir/pkgIndex.tcl"
+test -f "$prefix/$package_dir/libmodelr.so"
+answer=$(cd / && TCLLIBPATH="$(dirname "$prefix/$package_dir")" tclsh <<'TCL'
+package require modelr
+modelr create model installed
+puts [modelr get name]
+TCL
+)
+if [[ "$answer" != "installed" ]]; then
+  echo "expected 'installed', got '$answer'" >&2
+  exit 1
+fi
+echo "installed package answered: $answer"
