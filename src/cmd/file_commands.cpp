@@ -178,14 +178,11 @@ void fileSave(Workspace& ws, char** words) {
     setResult(ws, "0");
     return;
   }
-  // The writer only reads: automatic uvees and bounds due from the last
-  // edits must be in the model first.
-  flushDerived(model);
   std::string name;
   if (!fileNameFrom(words, &name) && model->name[0] != '\0') {
     name = std::string(model->directory) + model->name;
   }
-  setResult(ws, writeModelFile(model, name.empty() ? nullptr : name.c_str())
+  setResult(ws, saveModelDocument(model, name.empty() ? nullptr : name.c_str())
                 ? "1"
                 : "0");
 }
@@ -221,10 +218,7 @@ void fileExport(Workspace& ws, char** words) {
     setResult(ws, "0");
     return;
   }
-  // The exporters only read: uvees and bounds due from the last edits must
-  // be in the model first.
-  flushDerived(model);
-  setIntResult(ws, exporter(model));
+  setIntResult(ws, exportModelDocument(model, exporter));
 }
 
 // file savescreen <filename>: the view's viewport as a TGA file. Without a

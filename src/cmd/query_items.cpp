@@ -119,8 +119,7 @@ const LayerQuery kLayerQueries[] = {
        setIds(ws, numbers);
      }},
     {"bounds", [](Workspace& ws, Model* m, Layer* l) {
-       flushDerived(m);
-       setFloats(ws, l->bounds, 6);
+       setFloats(ws, layerBounds(m, l), 6);
      }},
 };
 
@@ -153,9 +152,7 @@ void getLayer(Workspace& ws, char** words) {
     }
     Layer* layer = model ? findLayer(model, name) : nullptr;
     if (layer == nullptr) return;
-    flushDerived(model);
-    const Image* found = tableFindT<Image>(&layer->images, image);
-    const Uvee* uvee = found ? tableFindT<Uvee>(&found->uvees, point) : nullptr;
+    const Uvee* uvee = layerUvee(model, layer, image, point);
     if (uvee != nullptr) {
       float uv[2] = {uvee->u, uvee->v};
       setFloats(ws, uv, 2);

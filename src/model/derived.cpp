@@ -96,3 +96,14 @@ void flushDerived(Model* model) {
 
 
 void markUveesStale(Model* model) { model->uveesStale = 1; }
+
+const float* layerBounds(Model* model, Layer* layer) {
+  flushDerived(model);
+  return layer->bounds;
+}
+
+const Uvee* layerUvee(Model* model, Layer* layer, int32_t image, int32_t point) {
+  flushDerived(model);
+  const Image* found = tableFindT<Image>(&layer->images, image);
+  return found ? tableFindT<Uvee>(&found->uvees, point) : nullptr;
+}

@@ -78,6 +78,11 @@ constexpr float kOnTheFlyLayerGrey = 127.0f;
 
 // Does any recomputation that is due. Cheap when nothing is.
 void flushDerived(Model* model);
+// Readers of what flushDerived keeps: the layer's bounds (min x y z, then
+// max x y z) and the uvee of a point for an image of the layer, both up to
+// date. Null when the image or the point has none.
+const float* layerBounds(Model* model, Layer* layer);
+const Uvee* layerUvee(Model* model, Layer* layer, int32_t image, int32_t point);
 // Marks the automatic uvees of the whole model as due (the add triangle and
 // add line commands do this after every polygon or line).
 void markUveesStale(Model* model);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "io/mod_reader.h"
+#include "io/mod_writer.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "view/draw_model.h"
@@ -118,4 +119,14 @@ bool removeModelDocument(Workspace& ws, int32_t id) {
   registryRemove(&ws.registry, id);
   freeModel(model);
   return true;
+}
+
+bool saveModelDocument(Model* model, const char* path) {
+  flushDerived(model);
+  return writeModelFile(model, path);
+}
+
+int exportModelDocument(Model* model, int (*exporter)(const Model* model)) {
+  flushDerived(model);
+  return exporter(model);
 }

@@ -34,3 +34,10 @@ int reloadModelDocuments(Workspace& ws);
 // Releases, frees and unregisters one open model; false when the id is not
 // open.
 bool removeModelDocument(Workspace& ws, int32_t id);
+
+// Writes the model to its file (`path`, or its own name when null): 1 or 0
+// as the writer answers. The writer only reads, so what the last edits left
+// due (automatic uvees, bounds) is brought up to date first.
+bool saveModelDocument(Model* model, const char* path);
+// The same for an exporter (io/exporters.h): its answer.
+int exportModelDocument(Model* model, int (*exporter)(const Model* model));
