@@ -46,10 +46,11 @@ void fileValidate(Workspace& ws, char** words) {
     setResult(ws, "modelr: usage: modelr file validate <filename.tga>");
     return;
   }
-  const char* error = nullptr;
+  TgaMessage error;
+  error.text[0] = '\0';
   TgaImage* image = readTga(name.c_str(), &error);
   if (image == nullptr) {
-    setResult(ws, error);
+    setResult(ws, error.text);
     return;
   }
   freeTga(image);

@@ -13,17 +13,20 @@ const char* const kCubeFaceNames[kCubeFaces] = {"right", "left", "back",
 
 // One TGA file into a malloc'd RGB buffer; null with *error set.
 unsigned char* readPixels(const char* path, int32_t* width, int32_t* height,
-                          const char** error) {
-  TgaImage* tga = readTga(path, error);
+                          char (&error)[kErrorTextBytes]) {
+  TgaMessage message;
+  message.text[0] = '\0';
+  TgaImage* tga = readTga(path, &message);
   if (tga == nullptr) {
-    if (*error == nullptr) *error = "TGA read failed";
+    std::snprintf(error, sizeof error, "%s",
+                  message.text[0] ? message.text : "TGA read failed");
     return nullptr;
   }
   const size_t bytes = static_cast<size_t>(tga->width) * tga->height * 3;
   auto* pixels = static_cast<unsigned char*>(std::malloc(bytes ? bytes : 1));
   if (pixels == nullptr) {
     freeTga(tga);
-    *error = "out of memory";
+    std::snprintf(error, sizeof error, "out of memory");
     return nullptr;
   }
   if (bytes) std::memcpy(pixels, tga->pixels, bytes);
@@ -42,7 +45,7 @@ void readTexturePixels(const char* file, bool cubeMap, TexturePixels* out) {
       std::strcmp(file, "none") == 0)
     return;
   if (!cubeMap) {
-    out->pixels = readPixels(file, &out->width, &out->height, &out->error);
+    out->pixels = readPixels(file, &out->width, &out->height, out->error);
     out->ok = out->pixels != nullptr;
     return;
   }
@@ -56,7 +59,7 @@ void readTexturePixels(const char* file, bool cubeMap, TexturePixels* out) {
     char path[kNameBytes + 16];
     std::snprintf(path, sizeof path, "%s_%s.tga", base, kCubeFaceNames[face]);
     out->faces[face] = readPixels(path, &out->faceWidth[face],
-                                  &out->faceHeight[face], &out->error);
+                                  &out->faceHeight[face], out->error);
     if (out->faces[face] == nullptr) {
       releaseTexturePixels(out);
       out->ok = false;

@@ -11,13 +11,8 @@ constexpr size_t kHeaderBytes = 18;
 // disk image, a device) from being slurped whole.
 constexpr size_t kMaxFileBytes = size_t{256} << 20;
 
-// The one message buffer; the next failing read overwrites it. Long enough
-// for any sane path, and snprintf cuts the rest.
-char g_message[1536];
-
-TgaImage* fail(const char** error, const char* what, const char* path) {
-  std::snprintf(g_message, sizeof g_message, "%s%s", what, path ? path : "");
-  if (error) *error = g_message;
+TgaImage* fail(TgaMessage* error, const char* what, const char* path) {
+  if (error) std::snprintf(error->text, sizeof error->text, "%s%s", what, path ? path : "");
   return nullptr;
 }
 
@@ -28,7 +23,7 @@ uint16_t littleEndian16(const unsigned char* bytes) {
 }  // namespace
 
 TgaImage* readTgaBytes(const unsigned char* data, size_t size,
-                       const char* path, const char** error) {
+                       const char* path, TgaMessage* error) {
   if (data == nullptr) size = 0;
   if (size < kHeaderBytes) return fail(error, "TGA read failed: ", path);
   if (data[2] != 2) {
@@ -97,7 +92,7 @@ TgaImage* readTgaBytes(const unsigned char* data, size_t size,
   return image;
 }
 
-TgaImage* readTga(const char* path, const char** error) {
+TgaImage* readTga(const char* path, TgaMessage* error) {
   std::FILE* file = path ? std::fopen(path, "rb") : nullptr;
   if (file == nullptr) return fail(error, "cannot open TGA file: ", path);
 

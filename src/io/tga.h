@@ -16,14 +16,19 @@ struct TgaImage {
   unsigned char* pixels;  // width * height * 3 bytes, RGB, top row first
 };
 
-// Returns the image (free it with freeTga), or null with *error pointing at
-// a message that the next failing read overwrites:
+// Why a read failed. Long enough for any sane path; a longer one is cut.
+struct TgaMessage {
+  char text[1536];
+};
+
+// Returns the image (free it with freeTga), or null with the message in
+// *error (when given):
 //   "cannot open TGA file: %s", "TGA read failed: %s",
 //   "TGA file is not type 2 (true color, uncompressed): %s",
 //   "TGA image is not 24 or 32 bits per pixel: %s"   (%s: the path as given)
-TgaImage* readTga(const char* path, const char** error);
+TgaImage* readTga(const char* path, TgaMessage* error);
 // The same over bytes already in memory (for the fuzz target); `path` only
 // names the source in messages.
 TgaImage* readTgaBytes(const unsigned char* data, size_t size,
-                       const char* path, const char** error);
+                       const char* path, TgaMessage* error);
 void freeTga(TgaImage* image);

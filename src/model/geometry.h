@@ -23,6 +23,7 @@
 
 #include <cstdint>
 
+#include "model/last_error.h"
 #include "model/records.h"
 
 // Revisions. The view keeps each layer's vertex data and rebuilds it only
@@ -149,11 +150,10 @@ bool deleteLine(Model* model, int32_t id);
 // A texture as read from its file(s) (io reads them; the model reads no
 // files): RGB rows, width * height * 3 malloc'd bytes, or for a cube map
 // the six faces, each with its own size; width and height are then the
-// first face's. `ok` false: nothing was read and `error` (owned by the
-// reader) says why.
+// first face's. `ok` false: nothing was read and `error` says why.
 struct TexturePixels {
   bool ok;
-  const char* error;
+  char error[kErrorTextBytes];
   int32_t width, height;
   unsigned char* pixels;
   unsigned char* faces[kCubeFaces];

@@ -19,7 +19,7 @@ bool storeTexture(TextureSlot* texture, const char* file,
   std::strcpy(texture->file, file);
   if (std::strcmp(file, "none") == 0) return true;
   if (!read->ok) {
-    lastErrorReport(read->error ? read->error : "TGA read failed");
+    lastErrorReport(read->error[0] ? read->error : "TGA read failed");
     return false;
   }
   texture->width = read->width;

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kErrorBytes = 256;
+constexpr int kErrorBytes = kErrorTextBytes;
 
 char* g_text = nullptr;
 char g_contextFile[kErrorBytes];

@@ -3,6 +3,9 @@
 // context makes every report carry its position.
 #pragma once
 
+// Room for one text, its terminator included: longer ones are cut.
+constexpr int kErrorTextBytes = 256;
+
 // Replaces the text; null or "" clears it. With a reading context the text
 // becomes "%s (file: %s, line: %d)", or "%s (line: %d)" when only a line is
 // known. The result is cut to 255 characters.

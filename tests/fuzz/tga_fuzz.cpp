@@ -7,7 +7,8 @@
 #include "io/tga.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const char* error = nullptr;
+  TgaMessage error;
+  error.text[0] = '\0';
   TgaImage* image = readTgaBytes(data, size, "fuzz.tga", &error);
   if (image != nullptr) {
     // Touch every output byte so an undersized buffer shows up.
@@ -15,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     size_t bytes = size_t{image->width} * image->height * 3;
     for (size_t i = 0; i < bytes; ++i) sink = sink ^ image->pixels[i];
     if (image->pixels == nullptr || std::strlen(image->id) > 255) std::abort();
-  } else if (error == nullptr || std::strstr(error, "fuzz.tga") == nullptr) {
+  } else if (std::strstr(error.text, "fuzz.tga") == nullptr) {
     std::abort();
   }
   freeTga(image);

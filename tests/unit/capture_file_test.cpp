@@ -60,9 +60,10 @@ TEST(CaptureBytes, SizesTheHeaderCannotHoldGiveNothing) {
 TEST(CaptureFile, ReadsBackUprightThroughTheTextureReader) {
   const std::string path = tempPath("capture_roundtrip.tga");
   ASSERT_TRUE(writeCaptureFile(path.c_str(), 2, 2, kBottomUp));
-  const char* error = nullptr;
+  TgaMessage error;
+  error.text[0] = '\0';
   TgaImage* image = readTga(path.c_str(), &error);
-  ASSERT_NE(image, nullptr) << error;
+  ASSERT_NE(image, nullptr) << error.text;
   EXPECT_EQ(image->width, 2);
   EXPECT_EQ(image->height, 2);
   const std::vector<unsigned char> topDownBgr = {255, 0, 0, 255, 255, 255,
