@@ -10,6 +10,9 @@ namespace {
 
 constexpr int kErrorBytes = kErrorTextBytes;
 
+// The one channel through which every document operation says why it
+// refused; it outlives any one document (a failed load has none), so it
+// is the process's, as errno is.
 char* g_text = nullptr;
 char g_contextFile[kErrorBytes];
 bool g_hasContextFile = false;

@@ -7,6 +7,11 @@
 
 namespace {
 
+// Ids are unique in the process, not per document: a view cache, a
+// script or a simulation body may still hold the id of a model or polygon
+// that was closed, and must never find another under it. So the counters
+// live with the code that hands them out, for the life of the process
+// (the workspace holds no counter of its own).
 int32_t g_modelCounter = 0;
 int32_t g_polygonCounter = 0;
 int32_t g_childCounter = 0;
@@ -28,7 +33,8 @@ bool endsWithMod(const char* name, size_t length) {
 
 // The pool of 16-byte slots for point arrays of up to four points: a free
 // list threaded through the free slots, refilled from blocks that live as
-// long as the process.
+// long as the process. An allocator, like malloc's own state: shared by
+// every document, owned by none.
 constexpr int32_t kPoolPoints = 4;
 constexpr size_t kPoolBlockSlots = 4096;
 
