@@ -230,34 +230,11 @@ void fileSaveScreen(Workspace& ws, char** words) {
     setResult(ws, "modelr: usage: modelr file savescreen <filename>");
     return;
   }
-  PlatformWindow* window = viewWindow(ws.view);
-  if (window == nullptr) return;
-  int windowWidth = 0;
-  int windowHeight = 0;
-  platformWindowSize(window, &windowWidth, &windowHeight);
-  const int viewWidth = ws.view.camera.viewWidth;
-  const int viewHeight = ws.view.camera.viewHeight;
-  // A fixed-size viewport sits centred in the window; it may overhang it.
-  int x = 0;
-  int y = 0;
-  if (ws.view.camera.fixedSize != 0) {
-    x = windowWidth / 2 - viewWidth / 2;
-    y = windowHeight / 2 - viewHeight / 2;
-  }
-  if (x < 0) x = 0;
-  if (y < 0) y = 0;
-  const int width = std::max(0, std::min(viewWidth, windowWidth - x));
-  const int height = std::max(0, std::min(viewHeight, windowHeight - y));
+  ViewportPixels pixels;
+  if (!captureViewport(ws.view, &pixels)) return;
   // Pixels the window cannot give stay black.
-  const size_t bytes = static_cast<size_t>(width) * height * 3;
-  unsigned char* pixels =
-      static_cast<unsigned char*>(std::calloc(bytes != 0 ? bytes : 1, 1));
-  if (pixels == nullptr) return;
-  if (bytes != 0) platformReadPixels(window, x, y, width, height, pixels);
-  if (!writeCaptureFile(name.c_str(), width, height, pixels)) {
-    reportError(ws, lastErrorText());
-  }
-  std::free(pixels);
+  if (!writeCaptureFile(name.c_str(), pixels.width, pixels.height, pixels.rgb.data()))
+    reportLastError(ws);
 }
 
 const SubCommand kFileWords[] = {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "view/camera.h"
@@ -295,7 +296,12 @@ bool captureViewport(const View& v, ViewportPixels* out) {
   }
   out->width = std::max(0, std::min(view.viewWidth, windowWidth - x));
   out->height = std::max(0, std::min(view.viewHeight, windowHeight - y));
-  out->rgb.assign(static_cast<size_t>(out->width) * out->height * 3, 0);
+  try {
+    out->rgb.assign(static_cast<size_t>(out->width) * out->height * 3, 0);
+  } catch (const std::bad_alloc&) {
+    *out = ViewportPixels();
+    return false;
+  }
   out->read = !out->rgb.empty() &&
               platformReadPixels(window, x, y, out->width, out->height, out->rgb.data());
   return true;

@@ -43,8 +43,9 @@ void viewHandleEvent(View& view, const ViewEvent* event);
 
 // The view's viewport as the window shows it, RGB, bottom row first (as GL
 // reads them): the centred rectangle when the size is fixed, cut to the
-// window. False without a window. `read` is false when nothing could be
-// read (an empty rectangle, or the window refused); the pixels stay black.
+// window. False without a window or without the memory for the pixels.
+// `read` is false when nothing could be read (an empty rectangle, or the
+// window refused); the pixels stay black.
 struct ViewportPixels {
   int width = 0, height = 0;
   std::vector<unsigned char> rgb;

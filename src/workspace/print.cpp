@@ -113,7 +113,8 @@ std::string sendToPrinter(const std::string& file) {
 // restore afterwards.
 std::string printView(Workspace& ws) {
   ViewportPixels pixels;
-  if (!captureViewport(ws.view, &pixels)) return "no view window";
+  if (viewWindow(ws.view) == nullptr) return "no view window";
+  if (!captureViewport(ws.view, &pixels)) return "the view cannot be read";
   if (!pixels.read) return "the view cannot be read";
   std::string file;
   if (!writeTemporaryPpm(pixels.rgb, pixels.width, pixels.height, &file))
