@@ -209,37 +209,40 @@ void drawLimit(const Limit& limit) {
   glBindBuffer(GL_ARRAY_BUFFER, 0);
 }
 
-double timedFrame(Model* model, const DisplayFlags& flags, const Limit* limit,
-                  int32_t* primitives) {
+double timedFrame(ModelDisplays* store, Model* model, const RenderState& render,
+                  const Limit* limit, int32_t* primitives) {
   glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
   glFinish();
   const Clock::time_point t0 = Clock::now();
   if (limit != nullptr) {
     drawLimit(*limit);
   } else {
-    *primitives = drawModel(model, &flags);
+    *primitives = drawModel(store, model, &render);
   }
   glFinish();
   return msSince(t0);
 }
 
-void runSize(int triangles, int frames) {
+void runSize(ModelDisplays* store, int triangles, int frames) {
   const DisplayFlags flags = defaultFlags();
+  RenderState render;
+  initRenderState(&render);
+  render.display = flags;
   Clock::time_point t0 = Clock::now();
   Model* model = buildGrid(triangles);
   const double buildMs = msSince(t0);
 
   setCamera();
   int32_t primitives = 0;
-  const double first = timedFrame(model, flags, nullptr, &primitives);
+  const double first = timedFrame(store, model, render, nullptr, &primitives);
   const Limit limit = prepareLimit(model, flags);
-  timedFrame(model, flags, &limit, nullptr);  // the limit's own first use
+  timedFrame(store, model, render, &limit, nullptr);  // the limit's own first use
   double later = 0.0, worst = 0.0, limitSum = 0.0;
   for (int i = 0; i < frames; ++i) {
-    const double t = timedFrame(model, flags, nullptr, &primitives);
+    const double t = timedFrame(store, model, render, nullptr, &primitives);
     later += t;
     if (t > worst) worst = t;
-    limitSum += timedFrame(model, flags, &limit, nullptr);
+    limitSum += timedFrame(store, model, render, &limit, nullptr);
   }
   later /= frames;
   const double limitMean = limitSum / frames;
@@ -247,14 +250,14 @@ void runSize(int triangles, int frames) {
   // One point moved: the model's vertex data is built again.
   const Point* p = findPoint(model, 1);
   addPoint(model, 1, p->x, p->y, p->z + 0.01f);
-  const double edited = timedFrame(model, flags, nullptr, &primitives);
+  const double edited = timedFrame(store, model, render, nullptr, &primitives);
 
   std::printf("%9d %10.1f %9.2f %9.2f %9.2f %9.2f %7.3f %9.2f %9d\n", triangles,
               buildMs, first, later, worst, limitMean, later / limitMean,
               edited, primitives);
   std::fflush(stdout);
   glDeleteBuffers(1, &limit.buffer);
-  releaseModelDisplay(model);
+  releaseModelDisplay(store, model);
   freeModel(model);
 }
 
@@ -264,6 +267,7 @@ int main(int argc, char** argv) {
   GlWindow window;
   if (!openWindow(&window)) return 1;
   initState();
+  ModelDisplays* store = newModelDisplays();
   std::printf("renderer: %s\n",
               reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
   std::printf("%9s %10s %9s %9s %9s %9s %7s %9s %9s\n", "triangles", "build ms",
@@ -274,10 +278,11 @@ int main(int argc, char** argv) {
   if (sizes.empty()) sizes = {10000, 100000, 1000000};
   for (int n : sizes) {
     if (n < 2) continue;
-    runSize(n, n >= 1000000 ? 10 : n >= 100000 ? 30 : 100);
+    runSize(store, n, n >= 1000000 ? 10 : n >= 100000 ? 30 : 100);
   }
   // The context takes the last model's buffers with it.
-  forgetModelDisplays();
+  forgetModelDisplays(store);
+  freeModelDisplays(store);
   glXMakeCurrent(window.display, None, nullptr);
   glXDestroyContext(window.display, window.context);
   XDestroyWindow(window.display, window.window);

@@ -349,7 +349,7 @@ Row benchSize(const std::string& dir, int32_t around, int32_t across,
   Model* model = openModelDocument(g_ws, mod.c_str());
   if (model) {
     r.secs[kOpen] = bestOf([&] { return openModelDocument(g_ws, mod.c_str()) != nullptr; });
-    model = currentModel();
+    model = currentModel(g_ws);
     Layer* layer = model ? findLayer(model, "mesh") : nullptr;
     int32_t pts = model ? model->points.count : 0;
     int32_t tris = layer ? layer->triangles.count : 0;
@@ -365,7 +365,7 @@ Row benchSize(const std::string& dir, int32_t around, int32_t across,
       openModelDocument(g_ws, mod.c_str());
     }
     r.secs[kClose] = close;
-    model = currentModel();
+    model = currentModel(g_ws);
   } else {
     const char* why = lastErrorText();
     r.note[kOpen] = std::string("open failed: ") + (why ? why : "no reason given");
@@ -427,7 +427,6 @@ Row benchSize(const std::string& dir, int32_t around, int32_t across,
 int main(int argc, char** argv) {
   workspaceInit(&g_ws, nullptr, nullptr, nullptr);
   long maxPoints = argc > 1 ? atol(argv[1]) : 1000000;
-  zeroAppContext();
 
   const char* tmp = getenv("TMPDIR");
   std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/modelr_io_XXXXXX";
