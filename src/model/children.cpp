@@ -2,18 +2,17 @@
 
 #include <cstring>
 
+#include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
+
+using geometry_detail::fitsName;
 
 namespace {
 
 const float kOrigin[3] = {0.0f, 0.0f, 0.0f};
 const float kUnitScale[3] = {1.0f, 1.0f, 1.0f};
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-bool fitsName(const char* text) {
-  return std::strlen(text) < static_cast<size_t>(kNameBytes);
-}
 
 bool anyZero(const float v[3]) {
   return v[0] == 0.0f || v[1] == 0.0f || v[2] == 0.0f;

@@ -2,8 +2,11 @@
 
 #include <cstring>
 
+#include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
+
+using geometry_detail::fitsName;
 
 namespace {
 
@@ -11,10 +14,6 @@ namespace {
 float clampUnit(float value) {
   if (!(value >= 0.0f)) return 0.0f;
   return value > 1.0f ? 1.0f : value;
-}
-
-bool fitsName(const char* text) {
-  return std::strlen(text) < static_cast<size_t>(kNameBytes);
 }
 
 Joint* requireJoint(const Model* model, const char* name) {

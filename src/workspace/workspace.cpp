@@ -1,6 +1,5 @@
 #include "workspace/workspace.h"
 
-#include "workspace/documents.h"
 
 void setIdentity(float matrix[16]) {
   for (int i = 0; i < 16; ++i) matrix[i] = (i % 5 == 0) ? 1.0f : 0.0f;
