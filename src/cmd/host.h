@@ -9,8 +9,8 @@
 // result as it is.
 void setResult(Workspace& ws, const char* text);
 
-// Sends the text to the registered error procedure as the script
-// "%s \"%s\"\n"; silent when none is registered or the text is null.
+// Calls the registered error procedure with the text as its one argument,
+// never substituted; silent when none is registered or the text is null.
 void reportError(Workspace& ws, const char* text);
 void reportErrorf(Workspace& ws, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
@@ -19,17 +19,11 @@ void reportLastError(Workspace& ws);
 // The same with the status procedure.
 void reportStatus(Workspace& ws, const char* text);
 
-// Evaluates a script in the global interpreter: 0 on success, 1 on error
-// (then reported as a script error). The command's result is left empty.
-int hostEvaluate(Workspace& ws, const char* script);
-// The same for a callback line: the command's result is kept as it was.
-int hostEvaluateCallback(Workspace& ws, const char* script);
-
 // "tcl/tk script error: %s \nline: %d \nreason: %s" through showErrorDialog.
 void hostReportScriptError(Workspace& ws, const char* script,
                            const char* reason, int line);
-// Through the error reporter procedure when one is set, else a Tk message
-// box; double quotes become single quotes so the text stays one word.
+// Through the error reporter procedure when one is set (the text as its
+// one argument), else a Tk message box.
 void showErrorDialog(Workspace& ws, const char* text);
 void showInformation(Workspace& ws, const char* text);
 

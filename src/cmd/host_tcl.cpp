@@ -23,50 +23,70 @@ struct InterpHead {
 };
 
 constexpr int kReportBytes = 1024;
-constexpr int kCallbackLineBytes = 1024;
-const char kErrorBox[] = "tk_messageBox -type ok -title Error -icon error -message";
-const char kInfoBox[] = "tk_messageBox -type ok -title Information -icon info -message";
 
-std::string singleQuoted(const char* text) {
-  std::string out = text ? text : "unknown";
-  for (char& c : out) {
-    if (c == '"') c = '\'';
-  }
-  return out;
-}
-
-std::string quotedCall(const char* command, const std::string& text) {
-  std::string script = command;
-  script += " \"";
-  script += text;
-  script += "\"";
-  return script;
-}
-
-int evalGlobal(Extension& x, const std::string& script) {
-  return Tcl_EvalEx(x.interp, script.c_str(), -1, TCL_EVAL_GLOBAL);
-}
+// A Tcl word holding the text, or "unknown" for none.
+Tcl_Obj* word(const char* text) { return Tcl_NewStringObj(text ? text : "unknown", -1); }
 
 // A message box, or stderr when no message box can be shown (no Tk).
-void messageBox(Extension& x, const char* boxCommand, const std::string& text) {
-  if (evalGlobal(x, quotedCall(boxCommand, text)) != TCL_OK) {
+void messageBox(Extension& x, const char* title, const char* icon, const std::string& text) {
+  Tcl_Obj* objv[] = {word("tk_messageBox"), word("-type"),  word("ok"),
+                     word("-title"),        word(title),    word("-icon"),
+                     word(icon),            word("-message"), word(text.c_str())};
+  const int objc = static_cast<int>(sizeof objv / sizeof objv[0]);
+  for (Tcl_Obj* o : objv) Tcl_IncrRefCount(o);
+  if (Tcl_EvalObjv(x.interp, objc, objv, TCL_EVAL_GLOBAL) != TCL_OK) {
     std::fprintf(stderr, "modelr: %s\n", text.c_str());
   }
+  for (Tcl_Obj* o : objv) Tcl_DecrRefCount(o);
   Tcl_ResetResult(x.interp);
 }
 
-// Formats "%s \"%s\"\n" into a bounded buffer; a text too long for it is
-// cut so that the closing quote always survives.
+// Calls the procedure with the values as its arguments, one word each, in
+// the global scope: nothing in a value is ever substituted or run, whatever
+// brackets, dollars or quotes it holds (texts carry words from files). On
+// failure `*failure` gets the call (as a list) and the interpreter result
+// holds the reason. The objects are released here.
+int callWords(Extension& x, Tcl_Obj** objv, int objc, std::string* failure) {
+  for (int i = 0; i < objc; ++i) Tcl_IncrRefCount(objv[i]);
+  int status = Tcl_EvalObjv(x.interp, objc, objv, TCL_EVAL_GLOBAL);
+  if (status != TCL_OK && failure != nullptr) {
+    Tcl_Obj* call = Tcl_NewListObj(objc, objv);
+    Tcl_IncrRefCount(call);
+    *failure = Tcl_GetString(call);
+    Tcl_DecrRefCount(call);
+  }
+  for (int i = 0; i < objc; ++i) Tcl_DecrRefCount(objv[i]);
+  return status;
+}
+
+// A callback: the procedure and its values. The command's result stays as
+// it was, and a failing procedure is reported as a script error.
+void fireCallback(Workspace& ws, Tcl_Obj** objv, int objc) {
+  Extension& x = extensionOf(ws);
+  Tcl_Obj* saved = Tcl_GetObjResult(x.interp);
+  Tcl_IncrRefCount(saved);
+  std::string call;
+  if (callWords(x, objv, objc, &call) != TCL_OK) {
+    std::string reason = Tcl_GetStringResult(x.interp);
+    hostReportScriptError(ws, call.c_str(), reason.c_str(), Tcl_GetErrorLine(x.interp));
+  }
+  Tcl_SetObjResult(x.interp, saved);
+  Tcl_DecrRefCount(saved);
+}
+
+// The text as the procedure's one argument. A text longer than the report
+// buffer of old is cut there, so that every procedure sees what it always
+// saw of a long text.
 void fireProcedure(Workspace& ws, const char* procedure, const char* text) {
   if (extensionOf(ws).interp == nullptr || procedure == nullptr || text == nullptr) {
     return;
   }
-  char buffer[kReportBytes];
   int fixed = static_cast<int>(std::strlen(procedure)) + 4;  // ' ', '"', '"', '\n'
   if (fixed >= kReportBytes) return;
   int room = kReportBytes - 1 - fixed;
-  std::snprintf(buffer, sizeof buffer, "%s \"%.*s\"\n", procedure, room, text);
-  hostEvaluateCallback(ws, buffer);
+  int length = static_cast<int>(std::strlen(text));
+  Tcl_Obj* objv[] = {word(procedure), Tcl_NewStringObj(text, length < room ? length : room)};
+  fireCallback(ws, objv, 2);
 }
 
 }  // namespace
@@ -115,32 +135,19 @@ void Extension::workspaceStatus(const char* line) { reportStatus(ws, line); }
 void Extension::viewMouse(int32_t button, int32_t x, int32_t y, int32_t dx,
                           int32_t dy) {
   const char* procedure = callbackProcedure(ws, kCallbackMouse);
-  if (procedure == nullptr) return;
-  char line[kCallbackLineBytes];
-  int length = std::snprintf(line, sizeof line, "%s %d %d %d %d %d\n",
-                             procedure, button, x, y, dx, dy);
-  if (length < 0 || length >= static_cast<int>(sizeof line)) return;
-  hostEvaluateCallback(ws, line);
+  if (procedure == nullptr || interp == nullptr) return;
+  Tcl_Obj* objv[] = {word(procedure), Tcl_NewIntObj(button), Tcl_NewIntObj(x),
+                     Tcl_NewIntObj(y),    Tcl_NewIntObj(dx),     Tcl_NewIntObj(dy)};
+  fireCallback(ws, objv, 6);
 }
 
-// The key's character as one Tcl word: characters the interpreter would
-// read as syntax get a backslash, others outside printable ASCII a \x
-// escape, so that the procedure always receives the character itself.
+// The key's character (Latin-1) as the procedure's one argument.
 void Extension::viewKey(int32_t character) {
   const char* procedure = callbackProcedure(ws, kCallbackKeyboard);
-  if (procedure == nullptr || character <= 0 || character > 0xff) return;
-  char word[8];
-  if (character < 0x20 || character >= 0x7f) {
-    std::snprintf(word, sizeof word, "\\x%02x", character);
-  } else if (std::strchr("\\[]{}\"$; ", character) != nullptr) {
-    std::snprintf(word, sizeof word, "\\%c", character);
-  } else {
-    std::snprintf(word, sizeof word, "%c", character);
-  }
-  char line[kCallbackLineBytes];
-  int length = std::snprintf(line, sizeof line, "%s %s\n", procedure, word);
-  if (length < 0 || length >= static_cast<int>(sizeof line)) return;
-  hostEvaluateCallback(ws, line);
+  if (procedure == nullptr || interp == nullptr || character <= 0 || character > 0xff) return;
+  Tcl_UniChar code = static_cast<Tcl_UniChar>(character);
+  Tcl_Obj* objv[] = {word(procedure), Tcl_NewUnicodeObj(&code, 1)};
+  fireCallback(ws, objv, 2);
 }
 
 void Extension::viewError(const char* line) { reportError(ws, line); }
@@ -176,30 +183,6 @@ void reportStatus(Workspace& ws, const char* text) {
   fireProcedure(ws, callbackProcedure(ws, kCallbackStatus), text);
 }
 
-int hostEvaluate(Workspace& ws, const char* script) {
-  Extension& x = extensionOf(ws);
-  if (x.interp == nullptr || script == nullptr) return 1;
-  // Evaluate a copy: the script may come from a buffer that a nested
-  // command rewrites while this one runs.
-  std::string copy = script;
-  if (evalGlobal(x, copy) == TCL_OK) return 0;
-  std::string reason = Tcl_GetStringResult(x.interp);
-  hostReportScriptError(ws, copy.c_str(), reason.c_str(), Tcl_GetErrorLine(x.interp));
-  return 1;
-}
-
-int hostEvaluateCallback(Workspace& ws, const char* script) {
-  Extension& x = extensionOf(ws);
-  if (x.interp == nullptr) return 1;
-  // A callback never disturbs the result of the command that fired it.
-  Tcl_Obj* saved = Tcl_GetObjResult(x.interp);
-  Tcl_IncrRefCount(saved);
-  int status = hostEvaluate(ws, script);
-  Tcl_SetObjResult(x.interp, saved);
-  Tcl_DecrRefCount(saved);
-  return status;
-}
-
 void hostReportScriptError(Workspace& ws, const char* script, const char* reason,
                            int line) {
   std::string message = "tcl/tk script error: ";
@@ -212,28 +195,29 @@ void hostReportScriptError(Workspace& ws, const char* script, const char* reason
 void showErrorDialog(Workspace& ws, const char* text) {
   Extension& x = extensionOf(ws);
   if (x.interp == nullptr) return;
-  std::string message = singleQuoted(text);
+  std::string message = text ? text : "unknown";
   Tcl_ResetResult(x.interp);
   // Copied: the procedure may register another reporter while it runs.
   const std::string reporter = x.errorReporter;
   if (reporter.empty()) {
-    messageBox(x, kErrorBox, message);
+    messageBox(x, "Error", "error", message);
     return;
   }
-  if (evalGlobal(x, quotedCall(reporter.c_str(), message)) == TCL_OK) {
+  Tcl_Obj* objv[] = {word(reporter.c_str()), word(message.c_str())};
+  if (callWords(x, objv, 2, nullptr) == TCL_OK) {
     Tcl_ResetResult(x.interp);
     return;
   }
-  std::string complaint = singleQuoted(Tcl_GetStringResult(x.interp));
-  messageBox(x, kErrorBox, "Error TCL error script: " + reporter +
-                               "\nhas an error: " + complaint);
+  std::string complaint = Tcl_GetStringResult(x.interp);
+  messageBox(x, "Error", "error",
+             "Error TCL error script: " + reporter + "\nhas an error: " + complaint);
 }
 
 void showInformation(Workspace& ws, const char* text) {
   Extension& x = extensionOf(ws);
   if (x.interp == nullptr) return;
   Tcl_ResetResult(x.interp);
-  messageBox(x, kInfoBox, singleQuoted(text));
+  messageBox(x, "Information", "info", text ? text : "unknown");
 }
 
 // Looking for events costs a system call or two (about 15 us), which would
