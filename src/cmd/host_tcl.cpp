@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "cmd/host.h"
 #include "model/last_error.h"
@@ -59,14 +60,23 @@ int callWords(Extension& x, Tcl_Obj** objv, int objc, std::string* failure) {
   return status;
 }
 
-// A callback: the procedure and its values. The command's result stays as
-// it was, and a failing procedure is reported as a script error.
-void fireCallback(Workspace& ws, Tcl_Obj** objv, int objc) {
+const char* const kTypeNames[kCallbackTypes] = {"error",    "keyboard", "mouse",
+                                                "joystick", "simulate", "status"};
+
+// Runs one queued callback: the procedure and its values as words. The
+// command's result stays as it was, and a failing procedure is reported as
+// a script error.
+void deliver(Workspace& ws, const PendingCallback& item) {
   Extension& x = extensionOf(ws);
   Tcl_Obj* saved = Tcl_GetObjResult(x.interp);
   Tcl_IncrRefCount(saved);
+  int objc = 0;
+  Tcl_Obj** objv = nullptr;
+  Tcl_ListObjGetElements(nullptr, item.call, &objc, &objv);
+  std::vector<Tcl_Obj*> words(objv, objv + objc);  // the list may change
   std::string call;
-  if (callWords(x, objv, objc, &call) != TCL_OK) {
+  x.runningMask = item.causes | (1u << item.type);
+  if (callWords(x, words.data(), objc, &call) != TCL_OK) {
     std::string reason = Tcl_GetStringResult(x.interp);
     hostReportScriptError(ws, call.c_str(), reason.c_str(), Tcl_GetErrorLine(x.interp));
   }
@@ -74,10 +84,67 @@ void fireCallback(Workspace& ws, Tcl_Obj** objv, int objc) {
   Tcl_DecrRefCount(saved);
 }
 
+// A callback whose own type is among its causes came, however indirectly,
+// from a procedure of that type: running it could go on for ever (a status
+// procedure that opens a model reports status again). It is dropped, and
+// the error procedure hears of it once per delivery.
+void dropLoop(Workspace& ws, const PendingCallback& item, uint32_t* said) {
+  Extension& x = extensionOf(ws);
+  if (*said & (1u << item.type)) return;
+  *said |= 1u << item.type;
+  std::string text = std::string("modelr: the ") + kTypeNames[item.type] +
+                     " procedure caused another " + kTypeNames[item.type] +
+                     " report, which was dropped";
+  const uint32_t errorBit = 1u << kCallbackError;
+  const char* procedure = callbackProcedure(ws, kCallbackError);
+  if (item.type == kCallbackError || procedure == nullptr || (item.causes & errorBit)) {
+    std::fprintf(stderr, "%s\n", text.c_str());
+    return;
+  }
+  Tcl_Obj* objv[] = {word(procedure), word(text.c_str())};
+  PendingCallback note = {kCallbackError, Tcl_NewListObj(2, objv), item.causes};
+  Tcl_IncrRefCount(note.call);
+  x.pending.push_back(note);
+}
+
+// Delivers what is queued, in order, unless a command is running (its
+// handler may hold document records that a procedure could free) or this
+// is already under way further up.
+void flushCallbacks(Workspace& ws) {
+  Extension& x = extensionOf(ws);
+  if (x.commandDepth > 0 || x.delivering || x.interp == nullptr) return;
+  x.delivering = true;
+  uint32_t said = 0;  // the types whose loops were reported
+  while (!x.pending.empty()) {
+    PendingCallback item = x.pending.front();
+    x.pending.pop_front();
+    if (item.causes & (1u << item.type)) {
+      dropLoop(ws, item, &said);
+    } else {
+      deliver(ws, item);
+    }
+    Tcl_DecrRefCount(item.call);
+  }
+  x.runningMask = 0;
+  x.delivering = false;
+}
+
+// Queues a callback (the procedure, then each value as one word) and
+// delivers the queue when no command is running.
+void fireCallback(Workspace& ws, CallbackType type, Tcl_Obj** objv, int objc) {
+  Extension& x = extensionOf(ws);
+  PendingCallback item = {type, Tcl_NewListObj(objc, objv),
+                          x.delivering ? x.runningMask : 0u};
+  Tcl_IncrRefCount(item.call);
+  x.pending.push_back(item);
+  flushCallbacks(ws);
+}
+
 // The text as the procedure's one argument. A text longer than the report
 // buffer of old is cut there, so that every procedure sees what it always
 // saw of a long text.
-void fireProcedure(Workspace& ws, const char* procedure, const char* text) {
+void fireProcedure(Workspace& ws, CallbackType type, const char* procedure,
+                   const char* text) {
   if (extensionOf(ws).interp == nullptr || procedure == nullptr || text == nullptr) {
     return;
   }
@@ -86,7 +153,7 @@ void fireProcedure(Workspace& ws, const char* procedure, const char* text) {
   int room = kReportBytes - 1 - fixed;
   int length = static_cast<int>(std::strlen(text));
   Tcl_Obj* objv[] = {word(procedure), Tcl_NewStringObj(text, length < room ? length : room)};
-  fireCallback(ws, objv, 2);
+  fireCallback(ws, type, objv, 2);
 }
 
 }  // namespace
@@ -138,7 +205,7 @@ void Extension::viewMouse(int32_t button, int32_t x, int32_t y, int32_t dx,
   if (procedure == nullptr || interp == nullptr) return;
   Tcl_Obj* objv[] = {word(procedure), Tcl_NewIntObj(button), Tcl_NewIntObj(x),
                      Tcl_NewIntObj(y),    Tcl_NewIntObj(dx),     Tcl_NewIntObj(dy)};
-  fireCallback(ws, objv, 6);
+  fireCallback(ws, kCallbackMouse, objv, 6);
 }
 
 // The key's character (Latin-1) as the procedure's one argument.
@@ -147,7 +214,7 @@ void Extension::viewKey(int32_t character) {
   if (procedure == nullptr || interp == nullptr || character <= 0 || character > 0xff) return;
   Tcl_UniChar code = static_cast<Tcl_UniChar>(character);
   Tcl_Obj* objv[] = {word(procedure), Tcl_NewUnicodeObj(&code, 1)};
-  fireCallback(ws, objv, 2);
+  fireCallback(ws, kCallbackKeyboard, objv, 2);
 }
 
 void Extension::viewError(const char* line) { reportError(ws, line); }
@@ -165,7 +232,7 @@ void setResult(Workspace& ws, const char* text) {
 }
 
 void reportError(Workspace& ws, const char* text) {
-  fireProcedure(ws, callbackProcedure(ws, kCallbackError), text);
+  fireProcedure(ws, kCallbackError, callbackProcedure(ws, kCallbackError), text);
 }
 
 void reportErrorf(Workspace& ws, const char* format, ...) {
@@ -180,7 +247,7 @@ void reportErrorf(Workspace& ws, const char* format, ...) {
 void reportLastError(Workspace& ws) { reportError(ws, lastErrorText()); }
 
 void reportStatus(Workspace& ws, const char* text) {
-  fireProcedure(ws, callbackProcedure(ws, kCallbackStatus), text);
+  fireProcedure(ws, kCallbackStatus, callbackProcedure(ws, kCallbackStatus), text);
 }
 
 void hostReportScriptError(Workspace& ws, const char* script, const char* reason,
@@ -236,3 +303,11 @@ void hostDrainEvents(Workspace& ws) {
 }
 
 ResultText* resultText(Workspace& ws) { return &extensionOf(ws).text; }
+
+void hostCommandBegins(Workspace& ws) { ++extensionOf(ws).commandDepth; }
+
+void hostCommandEnds(Workspace& ws) {
+  Extension& x = extensionOf(ws);
+  if (x.commandDepth > 0) --x.commandDepth;
+  flushCallbacks(ws);
+}

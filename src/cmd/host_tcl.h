@@ -7,10 +7,20 @@
 #include <tcl.h>
 
 #include <chrono>
+#include <cstdint>
+#include <deque>
 #include <string>
 
 #include "cmd/format.h"
 #include "workspace/workspace.h"
+
+// A callback waiting to run: its type, the call (a list: the procedure,
+// then its values) and the types of the callbacks that led to it.
+struct PendingCallback {
+  CallbackType type;
+  Tcl_Obj* call;
+  uint32_t causes;
+};
 
 struct Extension final : WorkspaceHost, ViewSink {
   Tcl_Interp* interp = nullptr;
@@ -18,6 +28,12 @@ struct Extension final : WorkspaceHost, ViewSink {
   std::string errorReporter;  // the error procedure, for message boxes too
   std::chrono::steady_clock::time_point lastDrain;
   ResultText text;  // the formatted result of the running command
+  // Callbacks wait while a command runs and are delivered, in order, when
+  // it ends: no procedure can free what a handler holds.
+  std::deque<PendingCallback> pending;
+  int commandDepth = 0;
+  bool delivering = false;
+  uint32_t runningMask = 0;  // the delivering callback's type and causes
   Workspace ws;
 
   void workspaceStatus(const char* text) override;
@@ -36,6 +52,11 @@ bool hostBindStubs(Tcl_Interp* interp, bool* hasTk);
 
 // The extension a workspace belongs to.
 Extension& extensionOf(Workspace& ws);
+
+// Around every modelr command: callbacks raised meanwhile wait, and run
+// when the outermost command ends.
+void hostCommandBegins(Workspace& ws);
+void hostCommandEnds(Workspace& ws);
 
 extern "C" {
 // For an embedding program that made its own interpreter (see embed.h).

@@ -30,9 +30,12 @@ int modelrCommand(ClientData data, Tcl_Interp*, int argc, const char* argv[]) {
     freeCommandWords(list);
     return TCL_OK;  // busy stays set, as for the failure above
   }
+  hostCommandBegins(ws);
   dispatchCommand(ws, list);
   freeCommandWords(list);
   ws.busy = 0;
+  // The procedures run now, with the command's result already set.
+  hostCommandEnds(ws);
   return TCL_OK;
 }
 
