@@ -35,13 +35,6 @@ const char kTriangleNotFound[] = "modelr: triangle not found";
 const char kLineNotFound[] = "modelr: line not found";
 const char kCollideNotFound[] = "modelr: collision object id not found";
 
-bool readFloats(char** words, float* out, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!parseFloat(&out[i], words[i])) return false;
-  }
-  return true;
-}
-
 void passOnReason(Workspace& ws) {
   const char* reason = lastErrorText();
   if (reason != nullptr && *reason != '\0') reportError(ws, reason);
