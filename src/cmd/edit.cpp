@@ -82,12 +82,8 @@ const char* const kUsageTexts[] = {
 static_assert(sizeof kUsageTexts / sizeof kUsageTexts[0] == kUsageCount,
               "one usage text per sub-command");
 
-void usage(Workspace& ws, Usage which) { reportError(ws, kUsageTexts[which]); }
-
-// The words were read; else the usage text.
 bool wordsRead(Workspace& ws, bool read, Usage which) {
-  if (!read) usage(ws, which);
-  return read;
+  return wordsRead(ws, read, kUsageTexts[which]);
 }
 
 // Point words of add line and add triangle end where word 512, counted from
@@ -334,10 +330,6 @@ const AddWord kAddWords[] = {
 };
 
 // ---- delete ---------------------------------------------------------------
-
-// The key a delete form names its item by: a number or a name.
-bool nextKey(char**& w, int32_t* number) { return nextInt(w, number); }
-bool nextKey(char**& w, const char** name) { return nextString(w, name); }
 
 // delete child, collide, joint, layer, line, point and triangle: one key.
 // delete child takes the child's model id, which is what the document

@@ -16,6 +16,12 @@ void reportErrorf(Workspace& ws, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 // The document's reason for its last refusal (LastError), when it has one.
 void reportLastError(Workspace& ws);
+// The words were read; else the usage text to the error procedure.
+inline bool wordsRead(Workspace& ws, bool read, const char* usage) {
+  if (!read) reportError(ws, usage);
+  return read;
+}
+
 // An operation's outcome: on refusal its reason goes to the error procedure.
 // Callers clear LastError before the operation, so that a refusal without a
 // reason of its own does not repeat an old one.

@@ -79,6 +79,11 @@ inline bool nextFloats(char**& word, float* out, int count) {
   return true;
 }
 
+// The key an item is named by: a number (points, children, collides) or a
+// name (joints, layers).
+inline bool nextKey(char**& word, int32_t* number) { return nextInt(word, number); }
+inline bool nextKey(char**& word, const char** name) { return nextString(word, name); }
+
 // count floats from words[0] on, without a cursor to move.
 inline bool readFloats(char** words, float* out, int count) {
   return nextFloats(words, out, count);
