@@ -66,11 +66,8 @@ void scaleWords(Workspace& ws, char** words) {
 // The selected points of the current model, or all of them when none is
 // selected.
 void applyWords(Workspace& ws, char**) {
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  Model* model = selectedModel(ws);
+  if (model == nullptr) return;
   lastErrorClear();
   if (applyMatrixToPoints(model, ws.matrix) < 0) {
     const char* reason = lastErrorText();

@@ -145,26 +145,6 @@ void poseReset(Workspace& ws, char** words) {
   }
 }
 
-// Joins words[0..] with single blanks: the word splitter cut the file name
-// at its blanks. False when there is no word.
-bool fileNameFrom(char** words, std::string* name) {
-  name->clear();
-  for (char** w = words; *w != nullptr; ++w) {
-    const char* word = nullptr;
-    if (!parseString(&word, *w)) return false;
-    if (w != words) *name += ' ';
-    *name += word;
-  }
-  return !name->empty();
-}
-
-// Save and load answer "1" or "0"; a failure also sends its reason to the
-// error procedure.
-void answer(Workspace& ws, bool ok) {
-  setResult(ws, ok ? "1" : "0");
-  if (!ok && lastErrorText() != nullptr) reportError(ws, lastErrorText());
-}
-
 void poseSave(Workspace& ws, char** words) {
   const char* which = nullptr;
   std::string file;
@@ -172,13 +152,12 @@ void poseSave(Workspace& ws, char** words) {
     setResult(ws, "modelr: usage: modelr pose save <all|selected> <filename>");
     return;
   }
-  const Model* model = currentModel(ws);
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
+  // Save and load answer "1" or "0"; a failure also sends its reason to the
+  // error procedure.
+  const Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
   lastErrorClear();
-  answer(ws, writePoseFile(model, file.c_str(), std::strcmp(which, "selected") == 0));
+  answerOutcome(ws, writePoseFile(model, file.c_str(), std::strcmp(which, "selected") == 0));
 }
 
 void poseLoad(Workspace& ws, char** words) {
@@ -187,12 +166,9 @@ void poseLoad(Workspace& ws, char** words) {
     setResult(ws, "modelr: usage: modelr pose load <filename>");
     return;
   }
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
-  answer(ws, readPoseFile(model, file.c_str()));
+  Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
+  answerOutcome(ws, readPoseFile(model, file.c_str()));
 }
 
 const SubCommand kPoseWords[] = {
