@@ -111,7 +111,7 @@ const LayerQuery kLayerQueries[] = {
        setResult(ws, l->mirror ? axisName(l->mirrorAxis) : "none");
      }},
     {"images", [](Workspace& ws, Model*, Layer* l) {
-       IdList numbers;
+       IntList numbers;
        for (int32_t s = tableNextSlot(&l->images, -1); s >= 0;
             s = tableNextSlot(&l->images, s)) {
          numbers.push(tableIntKeyAt(&l->images, s));
