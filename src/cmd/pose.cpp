@@ -29,44 +29,42 @@ Joint* currentJoint(Workspace& ws, const char* name) {
   return model != nullptr ? findJoint(model, name) : nullptr;
 }
 
-void poseMove(Workspace& ws, char** words) {
+// move, rotate and scale: <jointname> <x> <y> <z>, applied to the joint.
+void poseJoint(Workspace& ws, char** words, const char* usage,
+               void (*apply)(Joint* joint, const float xyz[3])) {
   const char* name = nullptr;
   float xyz[3];
   if (!jointAndTriple(words, &name, xyz)) {
-    setResult(ws, "modelr: usage: modelr pose move <jointname> <x> <y> <z>");
+    setResult(ws, usage);
     return;
   }
   Joint* joint = currentJoint(ws, name);
-  if (joint == nullptr) return;
-  for (int i = 0; i < 3; ++i) joint->poseTranslation[i] += xyz[i];
+  if (joint != nullptr) apply(joint, xyz);
+}
+
+void poseMove(Workspace& ws, char** words) {
+  poseJoint(ws, words, "modelr: usage: modelr pose move <jointname> <x> <y> <z>",
+            [](Joint* joint, const float xyz[3]) {
+              for (int i = 0; i < 3; ++i) joint->poseTranslation[i] += xyz[i];
+            });
 }
 
 // Angles in degrees, turned about x, then y, then z; the new turn comes
 // after the present one, about the parent's axes: R * current.
 void poseRotate(Workspace& ws, char** words) {
-  const char* name = nullptr;
-  float angles[3];
-  if (!jointAndTriple(words, &name, angles)) {
-    setResult(ws, "modelr: usage: modelr pose rotate <jointname> <x> <y> <z>");
-    return;
-  }
-  Joint* joint = currentJoint(ws, name);
-  if (joint == nullptr) return;
-  float turn[9];
-  rotationFromAngles(angles, turn);
-  multiply3x3(turn, joint->poseRotation, joint->poseRotation);
+  poseJoint(ws, words, "modelr: usage: modelr pose rotate <jointname> <x> <y> <z>",
+            [](Joint* joint, const float angles[3]) {
+              float turn[9];
+              rotationFromAngles(angles, turn);
+              multiply3x3(turn, joint->poseRotation, joint->poseRotation);
+            });
 }
 
 void poseScale(Workspace& ws, char** words) {
-  const char* name = nullptr;
-  float xyz[3];
-  if (!jointAndTriple(words, &name, xyz)) {
-    setResult(ws, "modelr: usage: modelr pose scale <jointname> <x> <y> <z>");
-    return;
-  }
-  Joint* joint = currentJoint(ws, name);
-  if (joint == nullptr) return;
-  for (int i = 0; i < 3; ++i) joint->poseScale[i] *= xyz[i];
+  poseJoint(ws, words, "modelr: usage: modelr pose scale <jointname> <x> <y> <z>",
+            [](Joint* joint, const float xyz[3]) {
+              for (int i = 0; i < 3; ++i) joint->poseScale[i] *= xyz[i];
+            });
 }
 
 // Point numbers start at 1; anything else is a usage error here rather
