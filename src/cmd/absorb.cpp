@@ -17,20 +17,11 @@ void absorbChildWords(Workspace& ws, char** words) {
     reportError(ws, "modelr: usage: modelr absorb child <id>");
     return;
   }
-  Model* model = currentModel(ws);
   // No model to absorb into is just a failed merge.
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
+  Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
   lastErrorClear();
-  if (absorbChild(model, id)) {
-    setResult(ws, "1");
-    return;
-  }
-  setResult(ws, "0");
-  const char* reason = lastErrorText();
-  if (reason != nullptr && *reason != '\0') reportError(ws, reason);
+  answerOutcome(ws, absorbChild(model, id));
 }
 
 const SubCommand kAbsorbCommands[] = {

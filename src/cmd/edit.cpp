@@ -82,39 +82,14 @@ const char* const kUsageTexts[] = {
 static_assert(sizeof kUsageTexts / sizeof kUsageTexts[0] == kUsageCount,
               "one usage text per sub-command");
 
-void usage(Workspace& ws, Usage which) { reportError(ws, kUsageTexts[which]); }
+bool wordsRead(Workspace& ws, bool read, Usage which) {
+  return wordsRead(ws, read, kUsageTexts[which]);
+}
 
 // Point words of add line and add triangle end where word 512, counted from
 // "add", would be: 508 points when nothing was skipped.
 constexpr int kPolygonWordBound = kMaxPolygonPoints;
 constexpr const char* kGlobalLayer = "(global)";
-
-// Sequential readers: each takes the next word and moves on only when it
-// was accepted, so a missing word (the list's null) fails like a bad one.
-bool nextInt(char**& word, int32_t* out) {
-  if (!parseInt(out, *word)) return false;
-  ++word;
-  return true;
-}
-
-bool nextFloat(char**& word, float* out) {
-  if (!parseFloat(out, *word)) return false;
-  ++word;
-  return true;
-}
-
-bool nextFloats(char**& word, float* out, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!nextFloat(word, &out[i])) return false;
-  }
-  return true;
-}
-
-bool nextString(char**& word, const char** out) {
-  if (!parseString(out, *word)) return false;
-  ++word;
-  return true;
-}
 
 // "(global)" names the model-level tables, which the operations take as no
 // layer at all.
@@ -122,20 +97,9 @@ const char* layerArgument(const char* name) {
   return std::strcmp(name, kGlobalLayer) == 0 ? nullptr : name;
 }
 
-// Cleared before each operation so that a refusal without a reason of its
-// own (an unknown point, child or collide id) does not repeat an old one.
-void beginOperation() { lastErrorClear(); }
-
-void reportRefusal(Workspace& ws) {
-  const char* reason = lastErrorText();
-  if (reason != nullptr && *reason != '\0') reportError(ws, reason);
-}
-
-void finish(Workspace& ws, bool ok) {
-  if (!ok) reportRefusal(ws);
-}
-
-void setIdResult(Workspace& ws, int32_t id) {
+// The new item's id as the result; 0 is a refusal.
+void answerId(Workspace& ws, int32_t id) {
+  if (!passOnRefusal(ws, id != 0)) return;
   char text[16];
   std::snprintf(text, sizeof text, "%d", id);
   setResult(ws, text);
@@ -148,15 +112,14 @@ void addChildWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* name = nullptr;
   float position[3], scale[3], angles[3];
-  if (!nextString(w, &name) || !nextFloats(w, position, 3) ||
-      !nextFloats(w, scale, 3) || !nextFloats(w, angles, 3)) {
-    usage(ws, kAddChild);
-    return;
-  }
+  if (!wordsRead(ws, nextString(w, &name) &&
+                 nextFloats(w, position, 3) &&
+                 nextFloats(w, scale, 3) &&
+                 nextFloats(w, angles, 3), kAddChild)) return;
   const char* joint = nullptr;
   float jointWeight = 0.0f;
-  if (*w != nullptr && (!nextString(w, &joint) || !nextFloat(w, &jointWeight))) {
-    usage(ws, kAddChild);
+  if (*w != nullptr &&
+      !wordsRead(ws, nextString(w, &joint) && nextFloat(w, &jointWeight), kAddChild)) {
     return;
   }
 
@@ -167,15 +130,11 @@ void addChildWords(Workspace& ws, char** words, char**) {
   }
   float rotation[9];
   rotationFromAngles(angles, rotation);
-  beginOperation();
+  lastErrorClear();
   int32_t id = addChild(model, child, name, position, scale, rotation, joint,
                         jointWeight);
-  if (id == 0) {
-    freeModel(child);
-    reportRefusal(ws);
-    return;
-  }
-  setIdResult(ws, id);
+  if (id == 0) freeModel(child);
+  answerId(ws, id);
 }
 
 // Shape words in code order: box is 1 ... plane is 6.
@@ -204,22 +163,19 @@ void addCollideWords(Workspace& ws, char** words, char**) {
   const char* name = nullptr;
   int32_t shape = 0, dynamic = 0;
   float position[3], size[3], rotation[9], weight = 0.0f, slip = 0.0f;
-  if (!nextString(w, &name) || !nextShape(w, &shape) ||
-      !nextFloats(w, position, 3) || !nextFloats(w, size, 3) ||
-      !nextFloats(w, rotation, 9) || !nextFloat(w, &weight) ||
-      !nextFloat(w, &slip) || !nextInt(w, &dynamic)) {
-    usage(ws, kAddCollide);
-    return;
-  }
-  beginOperation();
+  if (!wordsRead(ws, nextString(w, &name) &&
+                 nextShape(w, &shape) &&
+                 nextFloats(w, position, 3) &&
+                 nextFloats(w, size, 3) &&
+                 nextFloats(w, rotation, 9) &&
+                 nextFloat(w, &weight) &&
+                 nextFloat(w, &slip) &&
+                 nextInt(w, &dynamic), kAddCollide)) return;
+  lastErrorClear();
   // Slip is the friction; commands give no bounce.
   int32_t id = addCollide(currentModel(ws), name, shape, position, size, rotation,
                           weight, slip, 0.0f, dynamic);
-  if (id == 0) {
-    reportRefusal(ws);
-    return;
-  }
-  setIdResult(ws, id);
+  answerId(ws, id);
 }
 
 void addColorWords(Workspace& ws, char** words, char**) {
@@ -227,12 +183,11 @@ void addColorWords(Workspace& ws, char** words, char**) {
   const char* layer = nullptr;
   int32_t point = 0;
   float rgba[4];
-  if (!nextString(w, &layer) || !nextInt(w, &point) || !nextFloats(w, rgba, 4)) {
-    usage(ws, kAddColor);
-    return;
-  }
-  beginOperation();
-  finish(ws, addColour(currentModel(ws), layerArgument(layer), point, rgba[0], rgba[1],
+  if (!wordsRead(ws, nextString(w, &layer) &&
+                 nextInt(w, &point) &&
+                 nextFloats(w, rgba, 4), kAddColor)) return;
+  lastErrorClear();
+  passOnRefusal(ws, addColour(currentModel(ws), layerArgument(layer), point, rgba[0], rgba[1],
                    rgba[2], rgba[3]));
 }
 
@@ -241,27 +196,23 @@ void addJointWords(Workspace& ws, char** words, char**) {
   const char* name = nullptr;
   const char* parent = nullptr;
   float position[3], rgb[3];
-  if (!nextString(w, &name) || !nextFloats(w, position, 3) ||
-      !nextString(w, &parent) || !nextFloats(w, rgb, 3)) {
-    usage(ws, kAddJoint);
-    return;
-  }
-  beginOperation();
-  finish(ws, addJoint(currentModel(ws), name, position[0], position[1], position[2],
+  if (!wordsRead(ws, nextString(w, &name) &&
+                 nextFloats(w, position, 3) &&
+                 nextString(w, &parent) &&
+                 nextFloats(w, rgb, 3), kAddJoint)) return;
+  lastErrorClear();
+  passOnRefusal(ws, addJoint(currentModel(ws), name, position[0], position[1], position[2],
                   parent, rgb[0], rgb[1], rgb[2]) != nullptr);
 }
 
 void addLayerWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   const char* name = nullptr;
-  if (!nextString(w, &name)) {
-    usage(ws, kAddLayer);
-    return;
-  }
-  beginOperation();
+  if (!wordsRead(ws, nextString(w, &name), kAddLayer)) return;
+  lastErrorClear();
   // A plain new layer: at the origin, single sided, not mirrored; the axis
   // is x so that turning mirroring on later has a sensible axis.
-  finish(ws, addLayer(currentModel(ws), name, 0.0f, 0.0f, 0.0f, 1, 0, kAxisX) !=
+  passOnRefusal(ws, addLayer(currentModel(ws), name, 0.0f, 0.0f, 0.0f, 1, 0, kAxisX) !=
          nullptr);
 }
 
@@ -271,41 +222,31 @@ void addPolygon(Workspace& ws, char** words, char** addWords, bool triangle) {
   char** w = words + 1;
   const char* layer = nullptr;
   int32_t kind = 0;
-  if (!nextString(w, &layer) || !nextInt(w, &kind)) {
-    usage(ws, usageText);
-    return;
-  }
+  if (!wordsRead(ws, nextString(w, &layer) &&
+                 nextInt(w, &kind), usageText)) return;
   int32_t points[kMaxPolygonPoints];
   int32_t count = 0;
   char** bound = addWords + kPolygonWordBound;
   while (*w != nullptr && w < bound) {
-    if (!nextInt(w, &points[count])) {
-      usage(ws, usageText);
-      return;
-    }
+    if (!wordsRead(ws, nextInt(w, &points[count]), usageText)) return;
     ++count;
   }
   // A warning only: the points read so far still make the polygon.
   if (*w != nullptr) reportError(ws, "modelr: too many points!");
 
   if (findLayer(model, layer) == nullptr) {
-    beginOperation();
-    if (addLayer(model, layer, kOnTheFlyLayerGrey, kOnTheFlyLayerGrey,
-                 kOnTheFlyLayerGrey, 1, 0, kAxisNone) == nullptr) {
-      reportRefusal(ws);
+    lastErrorClear();
+    if (!passOnRefusal(ws, addLayer(model, layer, kOnTheFlyLayerGrey, kOnTheFlyLayerGrey,
+                                    kOnTheFlyLayerGrey, 1, 0, kAxisNone) != nullptr)) {
       return;
     }
   }
   if (count < (triangle ? 3 : 2)) return;
 
-  beginOperation();
+  lastErrorClear();
   int32_t id = triangle ? addTriangle(model, layer, count, points, kind)
                         : addLine(model, layer, count, points, kind);
-  if (id == 0) {
-    reportRefusal(ws);
-    return;
-  }
-  markUveesStale(model);
+  if (passOnRefusal(ws, id != 0)) markUveesStale(model);
 }
 
 void addLineWords(Workspace& ws, char** words, char** addWords) {
@@ -322,14 +263,13 @@ void addVector(Workspace& ws, char** words, Usage usageText, bool surface) {
   const char* layer = nullptr;
   int32_t number = 0;
   float v[3];
-  if (!nextString(w, &layer) || !nextInt(w, &number) || !nextFloats(w, v, 3)) {
-    usage(ws, usageText);
-    return;
-  }
-  beginOperation();
+  if (!wordsRead(ws, nextString(w, &layer) &&
+                 nextInt(w, &number) &&
+                 nextFloats(w, v, 3), usageText)) return;
+  lastErrorClear();
   Model* model = currentModel(ws);
   const char* target = layerArgument(layer);
-  finish(ws, surface ? addSurface(model, target, number, v[0], v[1], v[2])
+  passOnRefusal(ws, surface ? addSurface(model, target, number, v[0], v[1], v[2])
                  : addNormal(model, target, number, v[0], v[1], v[2]));
 }
 
@@ -340,12 +280,10 @@ void addPointWords(Workspace& ws, char** words, char**) {
   char** w = words + 1;
   int32_t number = 0;
   float p[3];
-  if (!nextInt(w, &number) || !nextFloats(w, p, 3)) {
-    usage(ws, kAddPoint);
-    return;
-  }
-  beginOperation();
-  finish(ws, addPoint(currentModel(ws), number, p[0], p[1], p[2]));
+  if (!wordsRead(ws, nextInt(w, &number) &&
+                 nextFloats(w, p, 3), kAddPoint)) return;
+  lastErrorClear();
+  passOnRefusal(ws, addPoint(currentModel(ws), number, p[0], p[1], p[2]));
 }
 
 void addUveeWords(Workspace& ws, char** words, char**) {
@@ -353,13 +291,12 @@ void addUveeWords(Workspace& ws, char** words, char**) {
   const char* layer = nullptr;
   int32_t image = 0, point = 0;
   float uv[2];
-  if (!nextString(w, &layer) || !nextInt(w, &image) || !nextInt(w, &point) ||
-      !nextFloats(w, uv, 2)) {
-    usage(ws, kAddUvee);
-    return;
-  }
-  beginOperation();
-  finish(ws, addUvee(currentModel(ws), layer, image, point, uv[0], uv[1]));
+  if (!wordsRead(ws, nextString(w, &layer) &&
+                 nextInt(w, &image) &&
+                 nextInt(w, &point) &&
+                 nextFloats(w, uv, 2), kAddUvee)) return;
+  lastErrorClear();
+  passOnRefusal(ws, addUvee(currentModel(ws), layer, image, point, uv[0], uv[1]));
 }
 
 void addWeightWords(Workspace& ws, char** words, char**) {
@@ -367,12 +304,11 @@ void addWeightWords(Workspace& ws, char** words, char**) {
   const char* joint = nullptr;
   int32_t point = 0;
   float weight = 0.0f;
-  if (!nextString(w, &joint) || !nextInt(w, &point) || !nextFloat(w, &weight)) {
-    usage(ws, kAddWeight);
-    return;
-  }
-  beginOperation();
-  finish(ws, addWeight(currentModel(ws), joint, point, weight));
+  if (!wordsRead(ws, nextString(w, &joint) &&
+                 nextInt(w, &point) &&
+                 nextFloat(w, &weight), kAddWeight)) return;
+  lastErrorClear();
+  passOnRefusal(ws, addWeight(currentModel(ws), joint, point, weight));
 }
 
 // Add handlers also get the list at "add" itself: line and triangle bound
@@ -395,130 +331,75 @@ const AddWord kAddWords[] = {
 
 // ---- delete ---------------------------------------------------------------
 
+// delete child, collide, joint, layer, line, point and triangle: one key.
 // delete child takes the child's model id, which is what the document
 // removes children by.
-void deleteChildWords(Workspace& ws, char** words) {
+template <class Key>
+void deleteByKey(Workspace& ws, char** words, Usage usageText,
+                 bool (*operation)(Model*, Key)) {
   char** w = words + 1;
-  int32_t id = 0;
-  if (!nextInt(w, &id)) {
-    usage(ws, kDeleteChild);
-    return;
-  }
-  beginOperation();
-  finish(ws, deleteChildByModelId(currentModel(ws), id));
-}
-
-void deleteCollideWords(Workspace& ws, char** words) {
-  char** w = words + 1;
-  int32_t id = 0;
-  if (!nextInt(w, &id)) {
-    usage(ws, kDeleteCollide);
-    return;
-  }
-  beginOperation();
-  finish(ws, deleteCollide(currentModel(ws), id));
+  Key key{};
+  if (!wordsRead(ws, nextKey(w, &key), usageText)) return;
+  lastErrorClear();
+  passOnRefusal(ws, operation(currentModel(ws), key));
 }
 
 // delete color, normal and surface: <n> [<layername>]; without a layer name
-// the model-level table is meant, as with "(global)".
-void deletePointEntry(Workspace& ws, char** words, Usage usageText,
+// the model-level table is meant, as with "(global)". delete image,
+// mirrorimage and weight: <name> <n>.
+void deleteKeyedEntry(Workspace& ws, char** words, Usage usageText, bool layerLast,
                       bool (*operation)(Model*, const char*, int32_t)) {
-  char** w = words + 1;
-  int32_t point = 0;
-  if (!nextInt(w, &point)) {
-    usage(ws, usageText);
-    return;
-  }
-  const char* layer = nullptr;
-  if (*w != nullptr && nextString(w, &layer)) layer = layerArgument(layer);
-  beginOperation();
-  finish(ws, operation(currentModel(ws), layer, point));
-}
-
-void deleteColorWords(Workspace& ws, char** words) {
-  deletePointEntry(ws, words, kDeleteColor, deleteColour);
-}
-void deleteNormalWords(Workspace& ws, char** words) {
-  deletePointEntry(ws, words, kDeleteNormal, deleteNormal);
-}
-void deleteSurfaceWords(Workspace& ws, char** words) {
-  deletePointEntry(ws, words, kDeleteSurface, deleteSurface);
-}
-
-// delete image and delete mirrorimage: <layername> <n>.
-void deleteLayerImage(Workspace& ws, char** words, Usage usageText,
-                      bool (*operation)(Model*, const char*, int32_t)) {
-  char** w = words + 1;
-  const char* layer = nullptr;
-  int32_t number = 0;
-  if (!nextString(w, &layer) || !nextInt(w, &number)) {
-    usage(ws, usageText);
-    return;
-  }
-  beginOperation();
-  finish(ws, operation(currentModel(ws), layer, number));
-}
-
-void deleteImageWords(Workspace& ws, char** words) {
-  deleteLayerImage(ws, words, kDeleteImage, deleteImage);
-}
-void deleteMirrorImageWords(Workspace& ws, char** words) {
-  deleteLayerImage(ws, words, kDeleteMirrorImage, deleteMirrorImage);
-}
-
-// delete joint and delete layer: <name>.
-void deleteNamed(Workspace& ws, char** words, Usage usageText,
-                 bool (*operation)(Model*, const char*)) {
   char** w = words + 1;
   const char* name = nullptr;
-  if (!nextString(w, &name)) {
-    usage(ws, usageText);
+  int32_t number = 0;
+  if (layerLast) {
+    if (!wordsRead(ws, nextInt(w, &number), usageText)) return;
+    if (*w != nullptr && nextString(w, &name)) name = layerArgument(name);
+  } else if (!wordsRead(ws, nextString(w, &name) && nextInt(w, &number), usageText)) {
     return;
   }
-  beginOperation();
-  finish(ws, operation(currentModel(ws), name));
+  lastErrorClear();
+  passOnRefusal(ws, operation(currentModel(ws), name, number));
 }
 
+void deleteChildWords(Workspace& ws, char** words) {
+  deleteByKey(ws, words, kDeleteChild, deleteChildByModelId);
+}
+void deleteCollideWords(Workspace& ws, char** words) {
+  deleteByKey(ws, words, kDeleteCollide, deleteCollide);
+}
 void deleteJointWords(Workspace& ws, char** words) {
-  deleteNamed(ws, words, kDeleteJoint, deleteJoint);
+  deleteByKey(ws, words, kDeleteJoint, deleteJoint);
 }
 void deleteLayerWords(Workspace& ws, char** words) {
-  deleteNamed(ws, words, kDeleteLayer, deleteLayer);
+  deleteByKey(ws, words, kDeleteLayer, deleteLayer);
 }
-
-// delete line, point and triangle: one number.
-void deleteNumbered(Workspace& ws, char** words, Usage usageText,
-                    bool (*operation)(Model*, int32_t)) {
-  char** w = words + 1;
-  int32_t number = 0;
-  if (!nextInt(w, &number)) {
-    usage(ws, usageText);
-    return;
-  }
-  beginOperation();
-  finish(ws, operation(currentModel(ws), number));
-}
-
 void deleteLineWords(Workspace& ws, char** words) {
-  deleteNumbered(ws, words, kDeleteLine, deleteLine);
+  deleteByKey(ws, words, kDeleteLine, deleteLine);
 }
 void deletePointWords(Workspace& ws, char** words) {
-  deleteNumbered(ws, words, kDeletePoint, deletePoint);
+  deleteByKey(ws, words, kDeletePoint, deletePoint);
 }
 void deleteTriangleWords(Workspace& ws, char** words) {
-  deleteNumbered(ws, words, kDeleteTriangle, deleteTriangle);
+  deleteByKey(ws, words, kDeleteTriangle, deleteTriangle);
 }
-
+void deleteColorWords(Workspace& ws, char** words) {
+  deleteKeyedEntry(ws, words, kDeleteColor, true, deleteColour);
+}
+void deleteNormalWords(Workspace& ws, char** words) {
+  deleteKeyedEntry(ws, words, kDeleteNormal, true, deleteNormal);
+}
+void deleteSurfaceWords(Workspace& ws, char** words) {
+  deleteKeyedEntry(ws, words, kDeleteSurface, true, deleteSurface);
+}
+void deleteImageWords(Workspace& ws, char** words) {
+  deleteKeyedEntry(ws, words, kDeleteImage, false, deleteImage);
+}
+void deleteMirrorImageWords(Workspace& ws, char** words) {
+  deleteKeyedEntry(ws, words, kDeleteMirrorImage, false, deleteMirrorImage);
+}
 void deleteWeightWords(Workspace& ws, char** words) {
-  char** w = words + 1;
-  const char* joint = nullptr;
-  int32_t point = 0;
-  if (!nextString(w, &joint) || !nextInt(w, &point)) {
-    usage(ws, kDeleteWeight);
-    return;
-  }
-  beginOperation();
-  finish(ws, deleteWeight(currentModel(ws), joint, point));
+  deleteKeyedEntry(ws, words, kDeleteWeight, false, deleteWeight);
 }
 
 const SubCommand kDeleteWords[] = {
@@ -537,19 +418,13 @@ const SubCommand kDeleteWords[] = {
     {"weight", deleteWeightWords},
 };
 
-// Both families refuse before reading a single argument.
-bool modelSelected(Workspace& ws) {
-  if (currentModel(ws) != nullptr) return true;
-  reportError(ws, "modelr: no model selected!");
-  return false;
-}
-
 }  // namespace
 
 // The same skip loop as runSubCommand, but the handler is also given the
 // list at "add".
+// Both families refuse before reading a single word.
 void addCommand(Workspace& ws, char** words) {
-  if (!modelSelected(ws)) return;
+  if (selectedModel(ws) == nullptr) return;
   for (char** w = words + 1; *w != nullptr; ++w) {
     for (const AddWord& entry : kAddWords) {
       if (std::strcmp(*w, entry.keyword) == 0) {
@@ -562,6 +437,6 @@ void addCommand(Workspace& ws, char** words) {
 }
 
 void deleteCommand(Workspace& ws, char** words) {
-  if (!modelSelected(ws)) return;
+  if (selectedModel(ws) == nullptr) return;
   runSubCommand(ws, words, kDeleteWords, "attribute");
 }

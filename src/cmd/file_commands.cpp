@@ -25,24 +25,11 @@
 
 namespace {
 
-// Joins words[1..] with single blanks: the word splitter cut the file name
-// at its blanks. False when there is no word at all.
-bool fileNameFrom(char** words, std::string* name) {
-  name->clear();
-  for (char** w = words + 1; *w != nullptr; ++w) {
-    const char* word = nullptr;
-    if (!parseString(&word, *w)) return false;
-    if (w != words + 1) *name += ' ';
-    *name += word;
-  }
-  return !name->empty();
-}
-
 // file validate <filename.tga>: "1" when the texture reader takes it, else
 // the reader's reason.
 void fileValidate(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words, &name)) {
+  if (!fileNameFrom(words + 1, &name)) {
     setResult(ws, "modelr: usage: modelr file validate <filename.tga>");
     return;
   }
@@ -67,7 +54,7 @@ void setIntResult(Workspace& ws, int32_t value) {
 // new model's id, or 0 when it did not load (the status line says why).
 void fileOpen(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words, &name)) {
+  if (!fileNameFrom(words + 1, &name)) {
     setResult(ws, "modelr: usage: modelr file open <filename>");
     return;
   }
@@ -80,7 +67,7 @@ void fileOpen(Workspace& ws, char** words) {
 void fileMakeModel(Workspace& ws, char** words, Model* (*make)(Workspace&, const char*), const char* usage,
                    const char* failure) {
   std::string name;
-  if (!fileNameFrom(words, &name)) {
+  if (!fileNameFrom(words + 1, &name)) {
     setResult(ws, usage);
     return;
   }
@@ -146,15 +133,12 @@ void fileRemove(Workspace& ws, char** words) {
 // is saved under by default.
 void fileRename(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words, &name)) {
+  if (!fileNameFrom(words + 1, &name)) {
     setResult(ws, "modelr: usage: modelr file rename <name>");
     return;
   }
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  Model* model = selectedModel(ws);
+  if (model == nullptr) return;
   if (name.size() >= sizeof model->name) {
     reportErrorf(ws, "modelr: file rename failed: a name has at most %d characters",
                  static_cast<int>(sizeof model->name) - 1);
@@ -174,13 +158,10 @@ void fileSave(Workspace& ws, char** words) {
     setResult(ws, "-1");
     return;
   }
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
+  Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
   std::string name;
-  if (!fileNameFrom(words, &name) && model->name[0] != '\0') {
+  if (!fileNameFrom(words + 1, &name) && model->name[0] != '\0') {
     name = std::string(model->directory) + model->name;
   }
   setResult(ws, saveModelDocument(model, name.empty() ? nullptr : name.c_str())
@@ -214,11 +195,8 @@ void fileExport(Workspace& ws, char** words) {
     setResult(ws, "-1");
     return;
   }
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
+  Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
   setIntResult(ws, exportModelDocument(model, exporter));
 }
 
@@ -226,7 +204,7 @@ void fileExport(Workspace& ws, char** words) {
 // view there is nothing to capture and nothing happens.
 void fileSaveScreen(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words, &name)) {
+  if (!fileNameFrom(words + 1, &name)) {
     setResult(ws, "modelr: usage: modelr file savescreen <filename>");
     return;
   }

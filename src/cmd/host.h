@@ -16,6 +16,30 @@ void reportErrorf(Workspace& ws, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 // The document's reason for its last refusal (LastError), when it has one.
 void reportLastError(Workspace& ws);
+// The words were read; else the usage text to the error procedure.
+inline bool wordsRead(Workspace& ws, bool read, const char* usage) {
+  if (!read) reportError(ws, usage);
+  return read;
+}
+
+// An operation's outcome: on refusal its reason goes to the error procedure.
+// Callers clear LastError before the operation, so that a refusal without a
+// reason of its own does not repeat an old one.
+inline bool passOnRefusal(Workspace& ws, bool ok) {
+  if (!ok) reportLastError(ws);
+  return ok;
+}
+// The same for the families that answer "1" or "0" as well.
+inline void answerOutcome(Workspace& ws, bool ok) {
+  setResult(ws, ok ? "1" : "0");
+  passOnRefusal(ws, ok);
+}
+
+// The current model, or null after "modelr: no model selected!".
+Model* selectedModel(Workspace& ws);
+// The current model, or null with "0" as the result: for the families where
+// no model is just a failed outcome.
+Model* modelOrAnswerZero(Workspace& ws);
 // The same with the status procedure.
 void reportStatus(Workspace& ws, const char* text);
 

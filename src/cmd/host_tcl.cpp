@@ -246,6 +246,18 @@ void reportErrorf(Workspace& ws, const char* format, ...) {
 
 void reportLastError(Workspace& ws) { reportError(ws, lastErrorText()); }
 
+Model* selectedModel(Workspace& ws) {
+  Model* model = currentModel(ws);
+  if (model == nullptr) reportError(ws, "modelr: no model selected!");
+  return model;
+}
+
+Model* modelOrAnswerZero(Workspace& ws) {
+  Model* model = currentModel(ws);
+  if (model == nullptr) setResult(ws, "0");
+  return model;
+}
+
 void reportStatus(Workspace& ws, const char* text) {
   fireProcedure(ws, kCallbackStatus, callbackProcedure(ws, kCallbackStatus), text);
 }

@@ -13,13 +13,6 @@
 
 namespace {
 
-bool readFloats(char** words, float* out, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!parseFloat(&out[i], words[i + 1])) return false;
-  }
-  return true;
-}
-
 // scratch = scratch * step, refused when a product would not be a finite
 // float (the scratch matrix then stays as it was).
 void multiplyScratch(Workspace& ws, const float step[16], const char* failure) {
@@ -36,7 +29,7 @@ void identityWords(Workspace& ws, char**) { setIdentity(ws.matrix); }
 
 void multiplyWords(Workspace& ws, char** words) {
   float given[16];
-  if (!readFloats(words, given, 16)) {
+  if (!readFloats(words + 1, given, 16)) {
     reportError(ws, "modelr: usage: modelr matrix multiply <n1> .. <n16>");
     return;
   }
@@ -46,7 +39,7 @@ void multiplyWords(Workspace& ws, char** words) {
 // Degrees about x, then y, then z: the matrix get matrix rotation gives.
 void rotateWords(Workspace& ws, char** words) {
   float angles[3];
-  if (!readFloats(words, angles, 3)) {
+  if (!readFloats(words + 1, angles, 3)) {
     reportError(ws, "modelr: usage: modelr matrix rotate <x> <y> <z>");
     return;
   }
@@ -58,7 +51,7 @@ void rotateWords(Workspace& ws, char** words) {
 
 void scaleWords(Workspace& ws, char** words) {
   float factors[3];
-  if (!readFloats(words, factors, 3)) {
+  if (!readFloats(words + 1, factors, 3)) {
     reportError(ws, "modelr: usage: modelr matrix scale <x> <y> <z>");
     return;
   }
@@ -73,11 +66,8 @@ void scaleWords(Workspace& ws, char** words) {
 // The selected points of the current model, or all of them when none is
 // selected.
 void applyWords(Workspace& ws, char**) {
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  Model* model = selectedModel(ws);
+  if (model == nullptr) return;
   lastErrorClear();
   if (applyMatrixToPoints(model, ws.matrix) < 0) {
     const char* reason = lastErrorText();

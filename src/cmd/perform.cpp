@@ -79,9 +79,6 @@ const SubCommand kPerformWords[] = {
 
 // Like add and delete, refuses before reading a word without a model.
 void performCommand(Workspace& ws, char** words) {
-  if (currentModel(ws) == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  if (selectedModel(ws) == nullptr) return;
   runSubCommand(ws, words, kPerformWords, "command");
 }

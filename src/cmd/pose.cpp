@@ -29,44 +29,42 @@ Joint* currentJoint(Workspace& ws, const char* name) {
   return model != nullptr ? findJoint(model, name) : nullptr;
 }
 
-void poseMove(Workspace& ws, char** words) {
+// move, rotate and scale: <jointname> <x> <y> <z>, applied to the joint.
+void poseJoint(Workspace& ws, char** words, const char* usage,
+               void (*apply)(Joint* joint, const float xyz[3])) {
   const char* name = nullptr;
   float xyz[3];
   if (!jointAndTriple(words, &name, xyz)) {
-    setResult(ws, "modelr: usage: modelr pose move <jointname> <x> <y> <z>");
+    setResult(ws, usage);
     return;
   }
   Joint* joint = currentJoint(ws, name);
-  if (joint == nullptr) return;
-  for (int i = 0; i < 3; ++i) joint->poseTranslation[i] += xyz[i];
+  if (joint != nullptr) apply(joint, xyz);
+}
+
+void poseMove(Workspace& ws, char** words) {
+  poseJoint(ws, words, "modelr: usage: modelr pose move <jointname> <x> <y> <z>",
+            [](Joint* joint, const float xyz[3]) {
+              for (int i = 0; i < 3; ++i) joint->poseTranslation[i] += xyz[i];
+            });
 }
 
 // Angles in degrees, turned about x, then y, then z; the new turn comes
 // after the present one, about the parent's axes: R * current.
 void poseRotate(Workspace& ws, char** words) {
-  const char* name = nullptr;
-  float angles[3];
-  if (!jointAndTriple(words, &name, angles)) {
-    setResult(ws, "modelr: usage: modelr pose rotate <jointname> <x> <y> <z>");
-    return;
-  }
-  Joint* joint = currentJoint(ws, name);
-  if (joint == nullptr) return;
-  float turn[9];
-  rotationFromAngles(angles, turn);
-  multiply3x3(turn, joint->poseRotation, joint->poseRotation);
+  poseJoint(ws, words, "modelr: usage: modelr pose rotate <jointname> <x> <y> <z>",
+            [](Joint* joint, const float angles[3]) {
+              float turn[9];
+              rotationFromAngles(angles, turn);
+              multiply3x3(turn, joint->poseRotation, joint->poseRotation);
+            });
 }
 
 void poseScale(Workspace& ws, char** words) {
-  const char* name = nullptr;
-  float xyz[3];
-  if (!jointAndTriple(words, &name, xyz)) {
-    setResult(ws, "modelr: usage: modelr pose scale <jointname> <x> <y> <z>");
-    return;
-  }
-  Joint* joint = currentJoint(ws, name);
-  if (joint == nullptr) return;
-  for (int i = 0; i < 3; ++i) joint->poseScale[i] *= xyz[i];
+  poseJoint(ws, words, "modelr: usage: modelr pose scale <jointname> <x> <y> <z>",
+            [](Joint* joint, const float xyz[3]) {
+              for (int i = 0; i < 3; ++i) joint->poseScale[i] *= xyz[i];
+            });
 }
 
 // Point numbers start at 1; anything else is a usage error here rather
@@ -145,26 +143,6 @@ void poseReset(Workspace& ws, char** words) {
   }
 }
 
-// Joins words[0..] with single blanks: the word splitter cut the file name
-// at its blanks. False when there is no word.
-bool fileNameFrom(char** words, std::string* name) {
-  name->clear();
-  for (char** w = words; *w != nullptr; ++w) {
-    const char* word = nullptr;
-    if (!parseString(&word, *w)) return false;
-    if (w != words) *name += ' ';
-    *name += word;
-  }
-  return !name->empty();
-}
-
-// Save and load answer "1" or "0"; a failure also sends its reason to the
-// error procedure.
-void answer(Workspace& ws, bool ok) {
-  setResult(ws, ok ? "1" : "0");
-  if (!ok && lastErrorText() != nullptr) reportError(ws, lastErrorText());
-}
-
 void poseSave(Workspace& ws, char** words) {
   const char* which = nullptr;
   std::string file;
@@ -172,13 +150,12 @@ void poseSave(Workspace& ws, char** words) {
     setResult(ws, "modelr: usage: modelr pose save <all|selected> <filename>");
     return;
   }
-  const Model* model = currentModel(ws);
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
+  // Save and load answer "1" or "0"; a failure also sends its reason to the
+  // error procedure.
+  const Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
   lastErrorClear();
-  answer(ws, writePoseFile(model, file.c_str(), std::strcmp(which, "selected") == 0));
+  answerOutcome(ws, writePoseFile(model, file.c_str(), std::strcmp(which, "selected") == 0));
 }
 
 void poseLoad(Workspace& ws, char** words) {
@@ -187,12 +164,9 @@ void poseLoad(Workspace& ws, char** words) {
     setResult(ws, "modelr: usage: modelr pose load <filename>");
     return;
   }
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    setResult(ws, "0");
-    return;
-  }
-  answer(ws, readPoseFile(model, file.c_str()));
+  Model* model = modelOrAnswerZero(ws);
+  if (model == nullptr) return;
+  answerOutcome(ws, readPoseFile(model, file.c_str()));
 }
 
 const SubCommand kPoseWords[] = {

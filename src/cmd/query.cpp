@@ -42,14 +42,14 @@ void getChildren(Workspace& ws, char** words) {
     return;
   }
   const Model* model = currentModel(ws);
-  IdList ids;
+  IntList ids;
   if (model != nullptr) collectChildren(model, onlySelected, &ids);
   setIdsOrUnknown(ws, ids);
 }
 
 void getCollides(Workspace& ws, char**) {
   const Model* model = currentModel(ws);
-  IdList ids;
+  IntList ids;
   if (model != nullptr) {
     for (int32_t s = tableNextSlot(&model->collides, -1); s >= 0;
          s = tableNextSlot(&model->collides, s)) {
@@ -157,7 +157,7 @@ void getJoints(Workspace& ws, char**) {
 template <class T>
 void getPolygonIds(Workspace& ws, char** words, KeyedTable Layer::*member) {
   const Model* model = currentModel(ws);
-  IdList ids;
+  IntList ids;
   if (model != nullptr) {
     Scope scope = readScope(model, words[1]);
     if (scope.kind != kScopeMissing) {
@@ -179,7 +179,7 @@ void getPolygonCount(Workspace& ws, char** words, KeyedTable Layer::*member) {
   if (model == nullptr) return;
   Scope scope = readScope(model, words[1]);
   if (scope.kind == kScopeMissing) return;
-  IdList ids;
+  IntList ids;
   collectPolygons<T>(model, scope, member, &ids);
   if (!ids.failed) setInt(ws, ids.count);
 }
@@ -215,7 +215,7 @@ void getNumPoints(Workspace& ws, char** words) {
     setInt(ws, tableCount(&model->points));
     return;
   }
-  IdList ids;
+  IntList ids;
   collectPoints(model, scope, &ids);
   if (!ids.failed) setInt(ws, ids.count);
 }
@@ -227,7 +227,7 @@ void getNumKids(Workspace& ws, char** words) {
   if (model == nullptr) return;
   bool onlySelected = words[1] != nullptr;
   if (onlySelected && std::strcmp(words[1], kSelected) != 0) return;
-  IdList ids;
+  IntList ids;
   collectChildren(model, onlySelected, &ids);
   if (!ids.failed) setInt(ws, ids.count);
 }
@@ -254,7 +254,7 @@ void getPoint(Workspace& ws, char** words) {
 
 void getPoints(Workspace& ws, char** words) {
   const Model* model = currentModel(ws);
-  IdList ids;
+  IntList ids;
   if (model != nullptr) {
     Scope scope = readScope(model, words[1]);
     if (scope.kind != kScopeMissing) collectPoints(model, scope, &ids);

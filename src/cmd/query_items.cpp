@@ -19,10 +19,36 @@ namespace query {
 
 // --- Item queries: child, collide, layer ---------------------------------
 
-struct ChildQuery {
+// One <what> of an item query and how it answers.
+template <class Item>
+struct ItemQuery {
   const char* what;
-  void (*answer)(Workspace& ws, const Child& child);
+  void (*answer)(Workspace& ws, const Item& item);
 };
+
+// get child|collide <what> <id>: the usage text also answers an unknown
+// <what>; an unknown id answers nothing.
+template <class Item, size_t N>
+void answerItem(Workspace& ws, char** words, const char* usage,
+                const ItemQuery<Item> (&queries)[N],
+                Item* (*find)(const Model*, int32_t)) {
+  const char* what = nullptr;
+  int32_t id = 0;
+  if (!parseString(&what, words[1]) || !parseInt(&id, words[2])) {
+    reportError(ws, usage);
+    return;
+  }
+  for (const ItemQuery<Item>& query : queries) {
+    if (std::strcmp(what, query.what) != 0) continue;
+    Model* model = currentModel(ws);
+    const Item* item = model ? find(model, id) : nullptr;
+    if (item != nullptr) query.answer(ws, *item);
+    return;
+  }
+  reportError(ws, usage);
+}
+
+using ChildQuery = ItemQuery<Child>;
 
 const ChildQuery kChildQueries[] = {
     {"position", [](Workspace& ws, const Child& c) { setFloats(ws, c.position, 3); }},
@@ -37,26 +63,10 @@ const ChildQuery kChildQueries[] = {
 
 // get child <what> <id>, by child id.
 void getChild(Workspace& ws, char** words) {
-  const char* what = nullptr;
-  int32_t id = 0;
-  if (!parseString(&what, words[1]) || !parseInt(&id, words[2])) {
-    reportError(ws, "modelr: usage: modelr get child <what> <id>");
-    return;
-  }
-  for (const ChildQuery& query : kChildQueries) {
-    if (std::strcmp(what, query.what) != 0) continue;
-    Model* model = currentModel(ws);
-    const Child* child = model ? childById(model, id) : nullptr;
-    if (child != nullptr) query.answer(ws, *child);
-    return;
-  }
-  reportError(ws, "modelr: usage: modelr get child <what> <id>");
+  answerItem(ws, words, "modelr: usage: modelr get child <what> <id>", kChildQueries, childById);
 }
 
-struct CollideQuery {
-  const char* what;
-  void (*answer)(Workspace& ws, const CollideObject& collide);
-};
+using CollideQuery = ItemQuery<CollideObject>;
 
 const CollideQuery kCollideQueries[] = {
     {"position", [](Workspace& ws, const CollideObject& c) { setFloats(ws, c.position, 3); }},
@@ -74,20 +84,8 @@ const CollideQuery kCollideQueries[] = {
 
 // get collide <what> <id>
 void getCollide(Workspace& ws, char** words) {
-  const char* what = nullptr;
-  int32_t id = 0;
-  if (!parseString(&what, words[1]) || !parseInt(&id, words[2])) {
-    reportError(ws, "modelr: usage: modelr get collide <what> <id>");
-    return;
-  }
-  for (const CollideQuery& query : kCollideQueries) {
-    if (std::strcmp(what, query.what) != 0) continue;
-    Model* model = currentModel(ws);
-    const CollideObject* collide = model ? collideById(model, id) : nullptr;
-    if (collide != nullptr) query.answer(ws, *collide);
-    return;
-  }
-  reportError(ws, "modelr: usage: modelr get collide <what> <id>");
+  answerItem(ws, words, "modelr: usage: modelr get collide <what> <id>", kCollideQueries,
+             collideById);
 }
 
 static const char* axisName(int32_t code) {
@@ -111,7 +109,7 @@ const LayerQuery kLayerQueries[] = {
        setResult(ws, l->mirror ? axisName(l->mirrorAxis) : "none");
      }},
     {"images", [](Workspace& ws, Model*, Layer* l) {
-       IdList numbers;
+       IntList numbers;
        for (int32_t s = tableNextSlot(&l->images, -1); s >= 0;
             s = tableNextSlot(&l->images, s)) {
          numbers.push(tableIntKeyAt(&l->images, s));

@@ -58,17 +58,17 @@ void textSet(Workspace& ws) {
   if (!list.full) setResult(ws, list.text);
 }
 
-void setIds(Workspace& ws, const IdList& list) {
-  if (!list.failed) setInts(ws, list.ids, list.count);
+void setIds(Workspace& ws, const IntList& list) {
+  if (!list.failed) setInts(ws, list.items, list.count);
 }
 
-void setIdsOrUnknown(Workspace& ws, const IdList& list) {
+void setIdsOrUnknown(Workspace& ws, const IntList& list) {
   if (list.failed) return;
   if (list.count == 0) {
     setUnknown(ws);
     return;
   }
-  setInts(ws, list.ids, list.count);
+  setInts(ws, list.items, list.count);
 }
 
 Scope readScope(const Model* model, const char* word) {
@@ -80,7 +80,7 @@ Scope readScope(const Model* model, const char* word) {
   return {layer ? kScopeLayer : kScopeMissing, layer};
 }
 
-void collectPoints(const Model* model, const Scope& scope, IdList* out) {
+void collectPoints(const Model* model, const Scope& scope, IntList* out) {
   if (scope.kind == kScopeLayer) {
     KeyedTable seen;
     tableInit(&seen, 1, kIntKeyed);
@@ -91,7 +91,7 @@ void collectPoints(const Model* model, const Scope& scope, IdList* out) {
       out->push(tableIntKeyAt(&seen, s));
     }
     tableRelease(&seen);
-    if (!out->failed) std::sort(out->ids, out->ids + out->count);
+    if (!out->failed) std::sort(out->items, out->items + out->count);
     return;
   }
   const KeyedTable* points = &model->points;
@@ -105,7 +105,7 @@ void collectPoints(const Model* model, const Scope& scope, IdList* out) {
   }
 }
 
-void collectChildren(const Model* model, bool onlySelected, IdList* out) {
+void collectChildren(const Model* model, bool onlySelected, IntList* out) {
   const KeyedTable* children = &model->children;
   for (int32_t s = tableNextSlot(children, -1); s >= 0;
        s = tableNextSlot(children, s)) {

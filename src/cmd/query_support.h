@@ -7,6 +7,7 @@ struct Workspace;
 #include <cstdint>
 #include <cstdlib>
 
+#include "model/int_list.h"
 #include "model/records.h"
 
 namespace query {
@@ -28,37 +29,8 @@ void textStart(Workspace& ws);
 void textAdd(Workspace& ws, const char* word);
 void textSet(Workspace& ws);
 
-// A growable list of ids; a failed allocation makes the answer empty rather
-// than short.
-struct IdList {
-  int32_t* ids = nullptr;
-  int count = 0;
-  int capacity = 0;
-  bool failed = false;
-
-  IdList() = default;
-  IdList(const IdList&) = delete;
-  IdList& operator=(const IdList&) = delete;
-  ~IdList() { std::free(ids); }
-
-  void push(int32_t id) {
-    if (failed) return;
-    if (count == capacity) {
-      int grown = capacity ? capacity * 2 : 64;
-      void* more = std::realloc(ids, sizeof(int32_t) * grown);
-      if (more == nullptr) {
-        failed = true;
-        return;
-      }
-      ids = static_cast<int32_t*>(more);
-      capacity = grown;
-    }
-    ids[count++] = id;
-  }
-};
-
-void setIds(Workspace& ws, const IdList& list);
-void setIdsOrUnknown(Workspace& ws, const IdList& list);
+void setIds(Workspace& ws, const IntList& list);
+void setIdsOrUnknown(Workspace& ws, const IntList& list);
 
 // --- What an optional [<layername>] word selects ---------------------------
 
@@ -78,7 +50,7 @@ inline bool selected(int32_t flags) { return (flags & kItemSelected) != 0; }
 // slot order, then each layer's table in slot order.
 template <class T>
 void collectPolygons(const Model* model, const Scope& scope,
-                     KeyedTable Layer::*member, IdList* out) {
+                     KeyedTable Layer::*member, IntList* out) {
   for (int32_t l = tableNextSlot(&model->layers, -1); l >= 0;
        l = tableNextSlot(&model->layers, l)) {
     const Layer* layer = tableAt<Layer>(&model->layers, l);
@@ -95,8 +67,8 @@ void collectPolygons(const Model* model, const Scope& scope,
 
 // Point numbers in scope: slot order for the model and the selection; for
 // a layer, the distinct points its polygons and lines use, ascending.
-void collectPoints(const Model* model, const Scope& scope, IdList* out);
-void collectChildren(const Model* model, bool onlySelected, IdList* out);
+void collectPoints(const Model* model, const Scope& scope, IntList* out);
+void collectChildren(const Model* model, bool onlySelected, IntList* out);
 
 // --- Item and view queries (query_items.cpp) -------------------------------
 

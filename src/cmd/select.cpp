@@ -35,13 +35,6 @@ const char kTriangleNotFound[] = "modelr: triangle not found";
 const char kLineNotFound[] = "modelr: line not found";
 const char kCollideNotFound[] = "modelr: collision object id not found";
 
-bool readFloats(char** words, float* out, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!parseFloat(&out[i], words[i])) return false;
-  }
-  return true;
-}
-
 void passOnReason(Workspace& ws) {
   const char* reason = lastErrorText();
   if (reason != nullptr && *reason != '\0') reportError(ws, reason);
@@ -159,10 +152,7 @@ void selectLayerWords(Workspace& ws, char** words) {
 
 void selectTranslateWords(Workspace& ws, char** words) {
   float offset[3];
-  if (!readFloats(words + 1, offset, 3)) {
-    reportError(ws, kSelectTranslateUsage);
-    return;
-  }
+  if (!wordsRead(ws, readFloats(words + 1, offset, 3), kSelectTranslateUsage)) return;
   Model* model = currentModel(ws);
   if (model == nullptr || translateSelection(model, offset) < 0) {
     reportError(ws, "modelr: translate failed");
@@ -171,10 +161,7 @@ void selectTranslateWords(Workspace& ws, char** words) {
 
 void selectScaleWords(Workspace& ws, char** words) {
   float factors[3];
-  if (!readFloats(words + 1, factors, 3)) {
-    reportError(ws, kSelectScaleUsage);
-    return;
-  }
+  if (!wordsRead(ws, readFloats(words + 1, factors, 3), kSelectScaleUsage)) return;
   // No refusal of its own: without a model, or out of range, nothing moves.
   Model* model = currentModel(ws);
   if (model != nullptr) scaleSelection(model, factors, selectionPivot(model));

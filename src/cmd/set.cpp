@@ -358,14 +358,6 @@ const SubCommand kSetWords[] = {
 }  // namespace
 
 
-// Reads count floats from words[0] on; a missing word fails like a bad one.
-bool readFloats(char** words, float* out, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (words[i] == nullptr || !parseFloat(&out[i], words[i])) return false;
-  }
-  return true;
-}
-
 // Three colour components into 0..1; false leaves `colour` alone.
 bool readColour(char** words, float colour[3]) {
   float rgb[3];

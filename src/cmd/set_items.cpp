@@ -104,11 +104,8 @@ void setChild(Workspace& ws, char** words) {
     reportError(ws, pairUsage);
     return;
   }
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  Model* model = selectedModel(ws);
+  if (model == nullptr) return;
   Child* child = childById(model, id);
   if (child == nullptr) {
     reportError(ws, pairUsage);
@@ -408,11 +405,8 @@ const LayerWord kLayerWords[] = {
 }  // namespace
 
 void setLayer(Workspace& ws, char** words) {
-  Model* model = currentModel(ws);
-  if (model == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  Model* model = selectedModel(ws);
+  if (model == nullptr) return;
   Layer* layer = chosenLayer(ws, model);
   if (layer == nullptr) {
     reportError(ws, "modelr: no layer selected!");

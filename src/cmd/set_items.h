@@ -7,8 +7,6 @@
 #include "model/geometry.h"  // kByteScale
 
 
-// Reads count floats from words[0] on; a missing word fails like a bad one.
-bool readFloats(char** words, float* out, int count);
 // Three colour components into 0..1 (kByteScale above 1); false leaves
 // `colour` alone.
 bool readColour(char** words, float colour[3]);

@@ -18,10 +18,7 @@ const SubCommand* findSubCommand(char** words, const SubCommand* table,
 }
 
 void runRow(Workspace& ws, const SubCommand& row, char** at) {
-  if (row.needsModel && currentModel(ws) == nullptr) {
-    reportError(ws, "modelr: no model selected!");
-    return;
-  }
+  if (row.needsModel && selectedModel(ws) == nullptr) return;
   row.handler(ws, at);
 }
 

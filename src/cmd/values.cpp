@@ -85,3 +85,14 @@ int parseValue(void* destination, const char* word, int kind) {
       return 0;
   }
 }
+
+bool fileNameFrom(char** words, std::string* name) {
+  name->clear();
+  for (char** w = words; *w != nullptr; ++w) {
+    const char* word = nullptr;
+    if (!parseString(&word, *w)) return false;
+    if (w != words) *name += ' ';
+    *name += word;
+  }
+  return !name->empty();
+}

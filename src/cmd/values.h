@@ -13,6 +13,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 enum ValueKind {
   kValueInteger = 1,
@@ -47,3 +48,47 @@ inline bool parseBool(int32_t* out, const char* word) {
 inline bool parseString(const char** out, const char* word) {
   return parseValue(out, word, kValueString) != 0;
 }
+
+// The argument cursor: each reader takes the word under the cursor and moves
+// on only when it was accepted, so the list's closing null fails like a bad
+// word and a handler can read its words in usage order.
+inline bool nextInt(char**& word, int32_t* out) {
+  if (!parseInt(out, *word)) return false;
+  ++word;
+  return true;
+}
+inline bool nextFloat(char**& word, float* out) {
+  if (!parseFloat(out, *word)) return false;
+  ++word;
+  return true;
+}
+inline bool nextBool(char**& word, int32_t* out) {
+  if (!parseBool(out, *word)) return false;
+  ++word;
+  return true;
+}
+inline bool nextString(char**& word, const char** out) {
+  if (!parseString(out, *word)) return false;
+  ++word;
+  return true;
+}
+inline bool nextFloats(char**& word, float* out, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (!nextFloat(word, &out[i])) return false;
+  }
+  return true;
+}
+
+// The key an item is named by: a number (points, children, collides) or a
+// name (joints, layers).
+inline bool nextKey(char**& word, int32_t* number) { return nextInt(word, number); }
+inline bool nextKey(char**& word, const char** name) { return nextString(word, name); }
+
+// count floats from words[0] on, without a cursor to move.
+inline bool readFloats(char** words, float* out, int count) {
+  return nextFloats(words, out, count);
+}
+
+// Joins the words from `words` on with single blanks: the word splitter cut
+// a file name at its blanks. False when there is no word.
+bool fileNameFrom(char** words, std::string* name);

@@ -5,6 +5,7 @@
 #include "model/last_error.h"
 #include "model/mirror.h"
 #include "model/model.h"
+#include "model/transform.h"
 
 std::string exportFileName(const char* name, const char* extension) {
   return savedFileName(name, ".mod", "untitled.mod") + "." + extension;
@@ -28,14 +29,7 @@ void swappedTriple(TextOut* out, double x, double y, double z) {
 }
 
 void normalise(double v[3]) {
-  const double length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-  if (length > 0.0 && std::isfinite(length)) {
-    v[0] /= length;
-    v[1] /= length;
-    v[2] /= length;
-  } else {
-    v[0] = v[1] = v[2] = 0.0;
-  }
+  if (!scaleToUnit(v)) v[0] = v[1] = v[2] = 0.0;
 }
 
 void faceNormal(const Point& a, const Point& b, const Point& c, double n[3]) {

@@ -3,6 +3,7 @@
 // model. Matrices are row by row and act on column vectors.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 #include "model/records.h"
@@ -39,6 +40,17 @@ void rotation4x4(const float rotation[9], float out[16]);
 // out = m * (p, 1), divided by the resulting w unless w is 0.
 void transformPoint4x4(const float m[16], const float p[3], float out[3]);
 bool allFinite(const float* values, int count);
+// Scales v to unit length; false, with v untouched, when its length is zero
+// or not finite (each caller has its own fallback direction).
+template <class T>
+bool scaleToUnit(T v[3]) {
+  const T length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+  if (!(length > T(0) && std::isfinite(length))) return false;
+  v[0] /= length;
+  v[1] /= length;
+  v[2] /= length;
+  return true;
+}
 
 // Document operations on single items. Each returns false with the reason
 // in LastError ("point not found: 7", "joint not found: hip", ...) and

@@ -119,14 +119,7 @@ void drawCursorCross(const ViewState& view) {
   glLineWidth(1.0f);
   const float* bg = view.background;
   glColor3f(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2]);
-  glMatrixMode(GL_PROJECTION);
-  glPushMatrix();
-  glLoadIdentity();
-  glOrtho(viewport[0], viewport[0] + viewport[2], viewport[1], viewport[1] + viewport[3], -1.0,
-          1.0);
-  glMatrixMode(GL_MODELVIEW);
-  glPushMatrix();
-  glLoadIdentity();
+  pushPixelSpace(viewport);
   // Pixel centres, so that the arms cover whole pixels.
   float x = static_cast<float>(static_cast<int>(wx)) + 0.5f;
   float y = static_cast<float>(static_cast<int>(wy)) + 0.5f;
@@ -136,9 +129,7 @@ void drawCursorCross(const ViewState& view) {
   glVertex2f(x, y - kCursorArm);
   glVertex2f(x, y + kCursorArm + 1.0f);
   glEnd();
-  glPopMatrix();
-  glMatrixMode(GL_PROJECTION);
-  glPopMatrix();
+  popPixelSpace();
   glMatrixMode(GL_MODELVIEW);
   glPopAttrib();
 }

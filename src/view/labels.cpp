@@ -326,14 +326,7 @@ int labelLineHeight(const LabelFonts* fonts, int font) {
   return f != nullptr ? f->lineHeight : 0;
 }
 
-void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char* text) {
-  const LabelFont* f = fontOf(fonts, font);
-  if (f == nullptr || text == nullptr) return;
-  GLint viewport[4];
-  GLint mode = GL_MODELVIEW;
-  glGetIntegerv(GL_VIEWPORT, viewport);
-  glGetIntegerv(GL_MATRIX_MODE, &mode);
-  // A projection that maps units to window pixels inside the viewport.
+void pushPixelSpace(const int viewport[4]) {
   glMatrixMode(GL_PROJECTION);
   glPushMatrix();
   glLoadIdentity();
@@ -342,10 +335,25 @@ void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char*
   glMatrixMode(GL_MODELVIEW);
   glPushMatrix();
   glLoadIdentity();
-  glRasterPos2f(x, y);
+}
+
+void popPixelSpace() {
   glPopMatrix();
   glMatrixMode(GL_PROJECTION);
   glPopMatrix();
+}
+
+void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char* text) {
+  const LabelFont* f = fontOf(fonts, font);
+  if (f == nullptr || text == nullptr) return;
+  GLint viewport[4];
+  GLint mode = GL_MODELVIEW;
+  glGetIntegerv(GL_VIEWPORT, viewport);
+  glGetIntegerv(GL_MATRIX_MODE, &mode);
+  // A projection that maps units to window pixels inside the viewport.
+  pushPixelSpace(viewport);
+  glRasterPos2f(x, y);
+  popPixelSpace();
   glMatrixMode(static_cast<GLenum>(mode));
   drawCodes(f, text);
 }

@@ -16,6 +16,11 @@ bool labelsInit(LabelFonts* fonts);
 bool labelsReady(const LabelFonts* fonts);
 // Height of one line of the font in pixels (0 without fonts).
 int labelLineHeight(const LabelFonts* fonts, int font);
+// A projection that maps units to window pixels inside the viewport, on
+// fresh projection and modelview matrices; the pop leaves the matrix mode at
+// GL_PROJECTION for the caller to restore.
+void pushPixelSpace(const int viewport[4]);
+void popPixelSpace();
 // Draws text with its left baseline at the window position (x, y), origin
 // bottom left, in the current colour. font 0 or 1.
 void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char* text);

@@ -7,6 +7,7 @@
 
 #include "model/geometry.h"
 #include "model/posing.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -18,17 +19,12 @@ uint8_t toByte(float c) {
   return static_cast<uint8_t>(c * 255.0f + 0.5f);
 }
 
+// A degenerate normal points along z.
 void normalise(float v[3]) {
-  const float length = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-  if (length > 0.0f && std::isfinite(length)) {
-    v[0] /= length;
-    v[1] /= length;
-    v[2] /= length;
-  } else {
-    v[0] = 0.0f;
-    v[1] = 0.0f;
-    v[2] = 1.0f;
-  }
+  if (scaleToUnit(v)) return;
+  v[0] = 0.0f;
+  v[1] = 0.0f;
+  v[2] = 1.0f;
 }
 
 struct Corner {
