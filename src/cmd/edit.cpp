@@ -334,9 +334,8 @@ const AddWord kAddWords[] = {
 // delete child, collide, joint, layer, line, point and triangle: one key.
 // delete child takes the child's model id, which is what the document
 // removes children by.
-template <class Key>
-void deleteByKey(Workspace& ws, char** words, Usage usageText,
-                 bool (*operation)(Model*, Key)) {
+template <class Key, Usage usageText, bool (*operation)(Model*, Key)>
+void deleteByKey(Workspace& ws, char** words) {
   char** w = words + 1;
   Key key{};
   if (!wordsRead(ws, nextKey(w, &key), usageText)) return;
@@ -347,8 +346,9 @@ void deleteByKey(Workspace& ws, char** words, Usage usageText,
 // delete color, normal and surface: <n> [<layername>]; without a layer name
 // the model-level table is meant, as with "(global)". delete image,
 // mirrorimage and weight: <name> <n>.
-void deleteKeyedEntry(Workspace& ws, char** words, Usage usageText, bool layerLast,
-                      bool (*operation)(Model*, const char*, int32_t)) {
+template <Usage usageText, bool layerLast,
+          bool (*operation)(Model*, const char*, int32_t)>
+void deleteKeyedEntry(Workspace& ws, char** words) {
   char** w = words + 1;
   const char* name = nullptr;
   int32_t number = 0;
@@ -362,60 +362,22 @@ void deleteKeyedEntry(Workspace& ws, char** words, Usage usageText, bool layerLa
   passOnRefusal(ws, operation(currentModel(ws), name, number));
 }
 
-void deleteChildWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeleteChild, deleteChildByModelId);
-}
-void deleteCollideWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeleteCollide, deleteCollide);
-}
-void deleteJointWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeleteJoint, deleteJoint);
-}
-void deleteLayerWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeleteLayer, deleteLayer);
-}
-void deleteLineWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeleteLine, deleteLine);
-}
-void deletePointWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeletePoint, deletePoint);
-}
-void deleteTriangleWords(Workspace& ws, char** words) {
-  deleteByKey(ws, words, kDeleteTriangle, deleteTriangle);
-}
-void deleteColorWords(Workspace& ws, char** words) {
-  deleteKeyedEntry(ws, words, kDeleteColor, true, deleteColour);
-}
-void deleteNormalWords(Workspace& ws, char** words) {
-  deleteKeyedEntry(ws, words, kDeleteNormal, true, deleteNormal);
-}
-void deleteSurfaceWords(Workspace& ws, char** words) {
-  deleteKeyedEntry(ws, words, kDeleteSurface, true, deleteSurface);
-}
-void deleteImageWords(Workspace& ws, char** words) {
-  deleteKeyedEntry(ws, words, kDeleteImage, false, deleteImage);
-}
-void deleteMirrorImageWords(Workspace& ws, char** words) {
-  deleteKeyedEntry(ws, words, kDeleteMirrorImage, false, deleteMirrorImage);
-}
-void deleteWeightWords(Workspace& ws, char** words) {
-  deleteKeyedEntry(ws, words, kDeleteWeight, false, deleteWeight);
-}
-
+// Each row instantiates one of the two forms above with its usage text and
+// document operation.
 const SubCommand kDeleteWords[] = {
-    {"child", deleteChildWords},
-    {"collide", deleteCollideWords},
-    {"color", deleteColorWords},
-    {"image", deleteImageWords},
-    {"joint", deleteJointWords},
-    {"layer", deleteLayerWords},
-    {"line", deleteLineWords},
-    {"mirrorimage", deleteMirrorImageWords},
-    {"normal", deleteNormalWords},
-    {"point", deletePointWords},
-    {"surface", deleteSurfaceWords},
-    {"triangle", deleteTriangleWords},
-    {"weight", deleteWeightWords},
+    {"child", deleteByKey<int32_t, kDeleteChild, deleteChildByModelId>},
+    {"collide", deleteByKey<int32_t, kDeleteCollide, deleteCollide>},
+    {"color", deleteKeyedEntry<kDeleteColor, true, deleteColour>},
+    {"image", deleteKeyedEntry<kDeleteImage, false, deleteImage>},
+    {"joint", deleteByKey<const char*, kDeleteJoint, deleteJoint>},
+    {"layer", deleteByKey<const char*, kDeleteLayer, deleteLayer>},
+    {"line", deleteByKey<int32_t, kDeleteLine, deleteLine>},
+    {"mirrorimage", deleteKeyedEntry<kDeleteMirrorImage, false, deleteMirrorImage>},
+    {"normal", deleteKeyedEntry<kDeleteNormal, true, deleteNormal>},
+    {"point", deleteByKey<int32_t, kDeletePoint, deletePoint>},
+    {"surface", deleteKeyedEntry<kDeleteSurface, true, deleteSurface>},
+    {"triangle", deleteByKey<int32_t, kDeleteTriangle, deleteTriangle>},
+    {"weight", deleteKeyedEntry<kDeleteWeight, false, deleteWeight>},
 };
 
 }  // namespace

@@ -192,9 +192,12 @@ void layerSides(Workspace& ws, Model* model, Layer* layer, char** values) {
   setLayerSides(model, layer, sides == 1);
 }
 
+constexpr char kXAxisUsage[] = "modelr: usage: modelr set layer xaxis <n> x|y|z|-x|-y|-z";
+constexpr char kYAxisUsage[] = "modelr: usage: modelr set layer yaxis <n> x|y|z|-x|-y|-z";
+
 // xaxis|yaxis <n> <axis>: automatic uvees follow the new axis.
-void layerAxis(Workspace& ws, Model* model, Layer* layer, char** values, bool xAxis,
-               const char* usage) {
+template <bool xAxis, const char* usage>
+void layerAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t number = 0;
   if (!parseInt(&number, values[0]) || wordCode(values[1], kAxisWords) < 0) {
     reportError(ws, usage);
@@ -203,16 +206,6 @@ void layerAxis(Workspace& ws, Model* model, Layer* layer, char** values, bool xA
   Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
   setImageAxis(model, layer, image, xAxis, wordCode(values[1], kAxisWords));
-}
-
-void layerXAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
-  layerAxis(ws, model, layer, values, true,
-            "modelr: usage: modelr set layer xaxis <n> x|y|z|-x|-y|-z");
-}
-
-void layerYAxis(Workspace& ws, Model* model, Layer* layer, char** values) {
-  layerAxis(ws, model, layer, values, false,
-            "modelr: usage: modelr set layer yaxis <n> x|y|z|-x|-y|-z");
 }
 
 // none, or the axis the layer is reflected on; "none" keeps the axis.
@@ -256,11 +249,17 @@ void layerTransparency(Workspace& ws, Model* model, Layer* layer, char** values)
   if (!setTransparency(model, layer->name, value)) reportError(ws, lastErrorText());
 }
 
+constexpr char kImageUsage[] = "modelr: usage: modelr set layer image <n> <filename>";
+constexpr char kMirrorImageUsage[] =
+    "modelr: usage: modelr set layer mirrorimage <n> <filename>";
+constexpr char kAlphaImageUsage[] =
+    "modelr: usage: modelr set layer alphaimage <n> <filename>";
+
 // image|mirrorimage|alphaimage <n> <filename>: file name words joined with
 // blanks. A file that does not load keeps the image, unloaded, and its
 // reason is reported.
-void layerImageFile(Workspace& ws, Model* model, Layer* layer, char** values, int32_t mode,
-                    const char* usage) {
+template <int32_t mode, const char* usage>
+void layerImageFile(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t number = 0;
   char file[kNameBytes];
   if (!parseInt(&number, values[0]) || number < 1 ||
@@ -283,21 +282,6 @@ void layerImageFile(Workspace& ws, Model* model, Layer* layer, char** values, in
   const char* reason = lastErrorText();
   if (reason != nullptr && reason[0] != '\0') reportError(ws, reason);
   if (added) markUveesStale(model);
-}
-
-void layerImageMain(Workspace& ws, Model* model, Layer* layer, char** values) {
-  layerImageFile(ws, model, layer, values, kImageSmooth,
-                 "modelr: usage: modelr set layer image <n> <filename>");
-}
-
-void layerImageMirror(Workspace& ws, Model* model, Layer* layer, char** values) {
-  layerImageFile(ws, model, layer, values, kImageSelectMirror,
-                 "modelr: usage: modelr set layer mirrorimage <n> <filename>");
-}
-
-void layerImageAlpha(Workspace& ws, Model* model, Layer* layer, char** values) {
-  layerImageFile(ws, model, layer, values, kImageSelectAlpha,
-                 "modelr: usage: modelr set layer alphaimage <n> <filename>");
 }
 
 void layerBlend(Workspace& ws, Model* model, Layer* layer, char** values) {
@@ -385,15 +369,15 @@ struct LayerWord {
 const LayerWord kLayerWords[] = {
     {"name", layerName},
     {"sides", layerSides},
-    {"xaxis", layerXAxis},
-    {"yaxis", layerYAxis},
+    {"xaxis", layerAxis<true, kXAxisUsage>},
+    {"yaxis", layerAxis<false, kYAxisUsage>},
     {"mirror", layerMirror},
     {"lighting", layerLighting},
     {"color", layerColor},
     {"transparency", layerTransparency},
-    {"image", layerImageMain},
-    {"mirrorimage", layerImageMirror},
-    {"alphaimage", layerImageAlpha},
+    {"image", layerImageFile<kImageSmooth, kImageUsage>},
+    {"mirrorimage", layerImageFile<kImageSelectMirror, kMirrorImageUsage>},
+    {"alphaimage", layerImageFile<kImageSelectAlpha, kAlphaImageUsage>},
     {"blend", layerBlend},
     {"imagemode", layerImageMode},
     {"alphamode", layerAlphaMode},
