@@ -315,12 +315,7 @@ void addWeightWords(Workspace& ws, char** words, char**) {
 // their point words from there.
 using AddHandler = void (*)(Workspace& ws, char** words, char** addWords);
 
-struct AddWord {
-  const char* keyword;
-  AddHandler handler;
-};
-
-const AddWord kAddWords[] = {
+const KeywordRow<AddHandler> kAddWords[] = {
     {"child", addChildWords},       {"collide", addCollideWords},
     {"color", addColorWords},       {"joint", addJointWords},
     {"layer", addLayerWords},       {"line", addLineWords},
@@ -388,11 +383,9 @@ const SubCommand kDeleteWords[] = {
 void addCommand(Workspace& ws, char** words) {
   if (selectedModel(ws) == nullptr) return;
   for (char** w = words + 1; *w != nullptr; ++w) {
-    for (const AddWord& entry : kAddWords) {
-      if (std::strcmp(*w, entry.keyword) == 0) {
-        entry.handler(ws, w, words);
-        return;
-      }
+    if (const KeywordRow<AddHandler>* row = findKeyword(kAddWords, *w)) {
+      row->handler(ws, w, words);
+      return;
     }
   }
   reportUnknownWord(ws, words, "attribute");

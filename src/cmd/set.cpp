@@ -194,31 +194,20 @@ const NamedView kNamedViews[] = {
     {"north", 0, -90},  {"east", 90, -90}, {"west", -90, -90},
 };
 
-const char* viewRotate(Workspace& ws, char** arguments) {
-  float angles[2];
-  if (!readFloats(arguments, angles, 2)) {
-    return "modelr: usage: modelr set view rotate <xangle> <yangle>";
-  }
-  cameraRotate(view(ws), angles[0], angles[1]);
-  return nullptr;
-}
+constexpr char kRotateUsage[] = "modelr: usage: modelr set view rotate <xangle> <yangle>";
+constexpr char kOrthoUsage[] = "modelr: usage: modelr set view ortho <angle> <pitch>";
+constexpr char kPanUsage[] = "modelr: usage: modelr set view pan <angle> <pitch>";
 
-const char* viewOrtho(Workspace& ws, char** arguments) {
-  float angles[2];
-  if (!readFloats(arguments, angles, 2)) {
-    return "modelr: usage: modelr set view ortho <angle> <pitch>";
-  }
-  cameraSetAngles(view(ws), angles[0], angles[1]);
-  return nullptr;
-}
+// The pan's arguments are pixel distances, whatever its usage text calls
+// them.
+void panByPixels(ViewState* camera, float dx, float dy) { cameraPan(camera, dx, dy, true); }
 
-// The arguments are pixel distances, whatever the usage text calls them.
-const char* viewPan(Workspace& ws, char** arguments) {
-  float delta[2];
-  if (!readFloats(arguments, delta, 2)) {
-    return "modelr: usage: modelr set view pan <angle> <pitch>";
-  }
-  cameraPan(view(ws), delta[0], delta[1], true);
+// rotate, ortho and pan: two numbers for a camera operation.
+template <const char* usage, void (*apply)(ViewState*, float, float)>
+const char* viewPair(Workspace& ws, char** arguments) {
+  float pair[2];
+  if (!readFloats(arguments, pair, 2)) return usage;
+  apply(view(ws), pair[0], pair[1]);
   return nullptr;
 }
 
@@ -281,16 +270,11 @@ const char* viewNormal(Workspace& ws, char**) {
   return nullptr;
 }
 
-struct ViewWord {
-  const char* word;
-  ViewHandler handler;
-};
-
 // After the named views, in this order.
-const ViewWord kViewWords[] = {
-    {"rotate", viewRotate},
-    {"ortho", viewOrtho},
-    {"pan", viewPan},
+const KeywordRow<ViewHandler> kViewWords[] = {
+    {"rotate", viewPair<kRotateUsage, cameraRotate>},
+    {"ortho", viewPair<kOrthoUsage, cameraSetAngles>},
+    {"pan", viewPair<kPanUsage, panByPixels>},
     {"parallel", viewParallel},
     {"perspective", viewPerspective},
     {"zoom", viewZoom},
@@ -317,9 +301,8 @@ void setView(Workspace& ws, char** words) {
     updateProjection(ws);
     return;
   }
-  for (const ViewWord& entry : kViewWords) {
-    if (std::strcmp(name, entry.word) != 0) continue;
-    const char* refusal = entry.handler(ws, words + 2);
+  if (const KeywordRow<ViewHandler>* row = findKeyword(kViewWords, name)) {
+    const char* refusal = row->handler(ws, words + 2);
     if (refusal != nullptr) {
       setResult(ws, refusal);
       return;

@@ -72,12 +72,7 @@ bool childWeight(Workspace&, Child* child, char** values) {
   return readFloats(values, &child->jointWeight, 1);
 }
 
-struct ChildWord {
-  const char* word;
-  ChildSetter setter;
-};
-
-const ChildWord kChildWords[] = {
+const KeywordRow<ChildSetter> kChildWords[] = {
     {"position", childPosition}, {"rotation", childRotation},
     {"scale", childScale},       {"joint", childJoint},
     {"weight", childWeight},
@@ -96,8 +91,8 @@ void setChild(Workspace& ws, char** words) {
     return;
   }
   ChildSetter setter = nullptr;
-  for (const ChildWord& entry : kChildWords) {
-    if (std::strcmp(words[1], entry.word) == 0) setter = entry.setter;
+  if (const KeywordRow<ChildSetter>* row = findKeyword(kChildWords, words[1])) {
+    setter = row->handler;
   }
   int32_t id = 0;
   if (setter == nullptr || !parseInt(&id, words[2])) {
@@ -361,12 +356,7 @@ void layerInvisible(Workspace& ws, Model* model, Layer* layer, char** values) {
   if (!setLayerInvisible(model, layer, flag == 1, rgb)) reportError(ws, lastErrorText());
 }
 
-struct LayerWord {
-  const char* word;
-  LayerSetter setter;
-};
-
-const LayerWord kLayerWords[] = {
+const KeywordRow<LayerSetter> kLayerWords[] = {
     {"name", layerName},
     {"sides", layerSides},
     {"xaxis", layerAxis<true, kXAxisUsage>},
@@ -401,9 +391,8 @@ void setLayer(Workspace& ws, char** words) {
     return;
   }
   for (char** w = words + 1; *w != nullptr; ++w) {
-    for (const LayerWord& entry : kLayerWords) {
-      if (std::strcmp(*w, entry.word) != 0) continue;
-      entry.setter(ws, model, layer, w + 1);
+    if (const KeywordRow<LayerSetter>* row = findKeyword(kLayerWords, *w)) {
+      row->handler(ws, model, layer, w + 1);
       return;
     }
   }

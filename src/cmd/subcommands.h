@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 
 struct Workspace;
 
@@ -52,4 +53,24 @@ template <size_t N>
 const SubCommand* findSubCommand(char** words, const SubCommand (&table)[N],
                                  char*** position) {
   return findSubCommand(words, table, N, position);
+}
+
+// A keyword and what it runs, for the tables whose handlers take more than
+// the words (a layer, a child, the view): the same exact, case-sensitive
+// match as the families.
+template <class Handler>
+struct KeywordRow {
+  const char* keyword;
+  Handler handler;
+};
+
+// The row whose keyword is the word, or null (also for a null word).
+template <class Handler, size_t N>
+const KeywordRow<Handler>* findKeyword(const KeywordRow<Handler> (&table)[N],
+                                       const char* word) {
+  if (word == nullptr) return nullptr;
+  for (const KeywordRow<Handler>& row : table) {
+    if (std::strcmp(word, row.keyword) == 0) return &row;
+  }
+  return nullptr;
 }
