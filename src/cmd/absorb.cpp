@@ -13,10 +13,7 @@ namespace {
 
 void absorbChildWords(Workspace& ws, char** words) {
   int32_t id = 0;
-  if (!parseInt(&id, words[1])) {
-    reportError(ws, "modelr: usage: modelr absorb child <id>");
-    return;
-  }
+  if (!wordsRead(ws, parseInt(&id, words[1]), "modelr: usage: modelr absorb child <id>")) return;
   // No model to absorb into is just a failed merge.
   Model* model = modelOrAnswerZero(ws);
   if (model == nullptr) return;

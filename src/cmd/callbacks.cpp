@@ -12,10 +12,9 @@ namespace {
 
 void registerFrom(Workspace& ws, char** words, CallbackType type) {
   const char* procedure = nullptr;
-  if (!parseString(&procedure, words[1])) {
-    reportError(ws, "modelr: usage: modelr callback <type> <proc>");
+  if (!wordsRead(ws, parseString(&procedure, words[1]),
+                 "modelr: usage: modelr callback <type> <proc>"))
     return;
-  }
   // The joystick is never polled; "none" just empties its slot.
   if (type == kCallbackJoystick && std::strcmp(procedure, "none") == 0) {
     procedure = "";

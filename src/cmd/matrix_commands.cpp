@@ -29,20 +29,18 @@ void identityWords(Workspace& ws, char**) { setIdentity(ws.matrix); }
 
 void multiplyWords(Workspace& ws, char** words) {
   float given[16];
-  if (!readFloats(words + 1, given, 16)) {
-    reportError(ws, "modelr: usage: modelr matrix multiply <n1> .. <n16>");
+  if (!wordsRead(ws, readFloats(words + 1, given, 16),
+                 "modelr: usage: modelr matrix multiply <n1> .. <n16>"))
     return;
-  }
   multiplyScratch(ws, given, "modelr: matrix multiply failed");
 }
 
 // Degrees about x, then y, then z: the matrix get matrix rotation gives.
 void rotateWords(Workspace& ws, char** words) {
   float angles[3];
-  if (!readFloats(words + 1, angles, 3)) {
-    reportError(ws, "modelr: usage: modelr matrix rotate <x> <y> <z>");
+  if (!wordsRead(ws, readFloats(words + 1, angles, 3),
+                 "modelr: usage: modelr matrix rotate <x> <y> <z>"))
     return;
-  }
   float rotation[9], step[16];
   turnFromAngles(angles, rotation);
   rotation4x4(rotation, step);
@@ -51,10 +49,9 @@ void rotateWords(Workspace& ws, char** words) {
 
 void scaleWords(Workspace& ws, char** words) {
   float factors[3];
-  if (!readFloats(words + 1, factors, 3)) {
-    reportError(ws, "modelr: usage: modelr matrix scale <x> <y> <z>");
+  if (!wordsRead(ws, readFloats(words + 1, factors, 3),
+                 "modelr: usage: modelr matrix scale <x> <y> <z>"))
     return;
-  }
   float step[16];
   setIdentity(step);
   step[0] = factors[0];

@@ -47,10 +47,7 @@ void messageCommand(Workspace& ws, char** words) {
   int length = 0;
   for (char** w = words + 1; *w != nullptr; ++w) {
     const char* word = nullptr;
-    if (!parseString(&word, *w)) {
-      reportError(ws, "modelr: usage: modelr message <message>");
-      return;
-    }
+    if (!wordsRead(ws, parseString(&word, *w), "modelr: usage: modelr message <message>")) return;
     if (!append(text, kMessageBytes, &length, word, " ")) return;
   }
   postMessageLine(&ws.view.render, text);

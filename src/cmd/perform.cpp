@@ -16,10 +16,9 @@ namespace {
 void performAutoNormalsWords(Workspace& ws, char** words) {
   int32_t on = 0;
   const char* layer = nullptr;
-  if (!parseBool(&on, words[1]) || !parseString(&layer, words[2])) {
-    reportError(ws, "modelr: usage: modelr perform autonormals <0|1> <layer_name>");
+  if (!wordsRead(ws, parseBool(&on, words[1]) && parseString(&layer, words[2]),
+                 "modelr: usage: modelr perform autonormals <0|1> <layer_name>"))
     return;
-  }
   lastErrorClear();
   if (!setAutoNormals(currentModel(ws), layer, on != 0)) {
     const char* reason = lastErrorText();
@@ -43,10 +42,9 @@ bool parseShareWord(const char* word, int32_t* share) {
 void performBakeWords(Workspace& ws, char** words) {
   const char* layer = nullptr;
   int32_t share = 0;
-  if (!parseString(&layer, words[1]) || !parseShareWord(words[2], &share)) {
-    reportError(ws, "modelr: usage: modelr perform bake <layer_name> ?share?");
+  if (!wordsRead(ws, parseString(&layer, words[1]) && parseShareWord(words[2], &share),
+                 "modelr: usage: modelr perform bake <layer_name> ?share?"))
     return;
-  }
   lastErrorClear();
   if (bakeMirror(currentModel(ws), layer, share != 0)) {
     setResult(ws, "1");
@@ -60,10 +58,9 @@ void performBakeWords(Workspace& ws, char** words) {
 
 void performBakeAllWords(Workspace& ws, char** words) {
   int32_t share = 0;
-  if (!parseShareWord(words[1], &share)) {
-    reportError(ws, "modelr: usage: modelr perform bakeall ?share?");
+  if (!wordsRead(ws, parseShareWord(words[1], &share),
+                 "modelr: usage: modelr perform bakeall ?share?"))
     return;
-  }
   bakeAllMirrors(currentModel(ws), share != 0);
   setResult(ws, "1");
 }

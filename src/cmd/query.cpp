@@ -119,10 +119,9 @@ void getHighest(Workspace& ws, char**) {
 // as the float formatter writes it (ending in a space), joined by spaces.
 void getJoint(Workspace& ws, char** words) {
   const char* name = nullptr;
-  if (!parseString(&name, words[1])) {
-    reportError(ws, "modelr: usage: modelr get joint <name>");
+  if (!wordsRead(ws, parseString(&name, words[1]),
+                 "modelr: usage: modelr get joint <name>"))
     return;
-  }
   const Model* model = currentModel(ws);
   const Joint* joint = model ? findJoint(model, name) : nullptr;
   if (joint == nullptr) return;
@@ -335,10 +334,7 @@ void visitModels(Workspace& ws, Visit visit) {
 // a main texture file.
 void findImages(Workspace& ws, char** words) {
   int32_t id = 0;
-  if (!parseInt(&id, words[1])) {
-    reportError(ws, "modelr: usage: modelr find images <id>");
-    return;
-  }
+  if (!wordsRead(ws, parseInt(&id, words[1]), "modelr: usage: modelr find images <id>")) return;
   Model* found = nullptr;
   visitModels(ws, [&](Model* model) {
     if (model->id == id) found = model;
@@ -378,10 +374,9 @@ void findPointCommand(Workspace& ws, char** words) {
 // find model <name>: the id of the first model of that name.
 void findModel(Workspace& ws, char** words) {
   const char* name = nullptr;
-  if (!parseString(&name, words[1])) {
-    reportError(ws, "modelr: usage: modelr find model <name>");
+  if (!wordsRead(ws, parseString(&name, words[1]),
+                 "modelr: usage: modelr find model <name>"))
     return;
-  }
   const Model* found = nullptr;
   visitModels(ws, [&](Model* model) {
     if (std::strcmp(model->name, name) == 0) found = model;

@@ -190,10 +190,9 @@ static void setRotationMatrix(Workspace& ws, float x, float y, float z) {
 // get matrix view|projection|rotation <x> <y> <z>: 16 floats, row order.
 void getMatrix(Workspace& ws, char** words) {
   const char* type = nullptr;
-  if (!parseString(&type, words[1])) {
-    reportError(ws, "modelr: usage: modelr get matrix <type>");
+  if (!wordsRead(ws, parseString(&type, words[1]),
+                 "modelr: usage: modelr get matrix <type>"))
     return;
-  }
   if (std::strcmp(type, "view") == 0) {
     setTransposed(ws, ws.view.camera.modelView);
   } else if (std::strcmp(type, "projection") == 0) {

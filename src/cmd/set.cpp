@@ -39,10 +39,9 @@ void setBackground(Workspace& ws, char** words) {
 void setCursor(Workspace& ws, char** words) {
   if (words[1] != nullptr && std::strcmp(words[1], "position") == 0) {
     float position[3];
-    if (!readFloats(words + 2, position, 3)) {
-      reportError(ws, "modelr: usage: modelr set cursor position <x> <y> <z>");
+    if (!wordsRead(ws, readFloats(words + 2, position, 3),
+                   "modelr: usage: modelr set cursor position <x> <y> <z>"))
       return;
-    }
     std::memcpy(view(ws)->cursor, position, sizeof position);
     return;
   }
@@ -55,19 +54,17 @@ void setCursor(Workspace& ws, char** words) {
 
 void setFocus(Workspace& ws, char** words) {
   float focus[3];
-  if (!readFloats(words + 1, focus, 3)) {
-    reportError(ws, "modelr: usage: modelr set focus <x> <y> <z>");
+  if (!wordsRead(ws, readFloats(words + 1, focus, 3),
+                 "modelr: usage: modelr set focus <x> <y> <z>"))
     return;
-  }
   std::memcpy(view(ws)->focus, focus, sizeof focus);
 }
 
 void setFreeRotate(Workspace& ws, char** words) {
   int32_t on = 0;
-  if (!parseBool(&on, words[1])) {
-    reportError(ws, "modelr: usage: modelr set freerotate <on>");
+  if (!wordsRead(ws, parseBool(&on, words[1]),
+                 "modelr: usage: modelr set freerotate <on>"))
     return;
-  }
   cameraSetFreeRotate(view(ws), on != 0);
 }
 
@@ -92,10 +89,9 @@ void setMatrix(Workspace& ws, char** words) {
 
 void setPointer(Workspace& ws, char** words) {
   int32_t x = 0, y = 0;
-  if (!parseInt(&x, words[1]) || !parseInt(&y, words[2])) {
-    reportError(ws, "modelr: usage: modelr set pointer <x> <y>");
+  if (!wordsRead(ws, parseInt(&x, words[1]) && parseInt(&y, words[2]),
+                 "modelr: usage: modelr set pointer <x> <y>"))
     return;
-  }
   view(ws)->pointerX = x;
   view(ws)->pointerY = y;
 }
@@ -159,10 +155,9 @@ void setSelection(Workspace& ws, char** words) {
 
 void setSprite(Workspace& ws, char** words) {
   int32_t id = 0, on = 0;
-  if (!parseInt(&id, words[1]) || !parseBool(&on, words[2])) {
-    reportError(ws, "modelr: usage: modelr set sprite <id> <on>");
+  if (!wordsRead(ws, parseInt(&id, words[1]) && parseBool(&on, words[2]),
+                 "modelr: usage: modelr set sprite <id> <on>"))
     return;
-  }
   int32_t* stored = tableInsertT<int32_t>(&ws.sprites, id);
   if (stored != nullptr) *stored = on != 0;
 }
@@ -170,10 +165,7 @@ void setSprite(Workspace& ws, char** words) {
 // Kept in the render state; drawing does not use it yet.
 void setShowLayer(Workspace& ws, char** words) {
   int32_t on = 0;
-  if (!parseBool(&on, words[1])) {
-    reportError(ws, "modelr: usage: modelr set showlayer <on>");
-    return;
-  }
+  if (!wordsRead(ws, parseBool(&on, words[1]), "modelr: usage: modelr set showlayer <on>")) return;
   ws.view.render.showLayer = on != 0;
 }
 

@@ -153,10 +153,9 @@ Image* layerImage(Workspace& ws, Layer* layer, int32_t number) {
 
 void layerName(Workspace& ws, Model* model, Layer* layer, char** values) {
   const char* name = nullptr;
-  if (!parseString(&name, values[0])) {
-    reportError(ws, "modelr: usage: modelr set layer name <name>");
+  if (!wordsRead(ws, parseString(&name, values[0]),
+                 "modelr: usage: modelr set layer name <name>"))
     return;
-  }
   if (std::strcmp(name, layer->name) == 0) return;
   // "(global)" names the model's own tables; "global" chooses no layer.
   if (std::strcmp(name, "(global)") == 0 || std::strcmp(name, "global") == 0) {
@@ -217,10 +216,9 @@ void layerMirror(Workspace& ws, Model* model, Layer* layer, char** values) {
 
 void layerLighting(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t on = 0;
-  if (!parseBool(&on, values[0])) {
-    reportError(ws, "modelr: usage: modelr set layer lighting <on>");
+  if (!wordsRead(ws, parseBool(&on, values[0]),
+                 "modelr: usage: modelr set layer lighting <on>"))
     return;
-  }
   setLayerLighting(model, layer, on != 0);
 }
 
@@ -228,19 +226,17 @@ void layerLighting(Workspace& ws, Model* model, Layer* layer, char** values) {
 // renderer reads components above 1 as the 0..255 scale.
 void layerColor(Workspace& ws, Model* model, Layer* layer, char** values) {
   float rgb[3];
-  if (!readFloats(values, rgb, 3)) {
-    reportError(ws, "modelr: usage: modelr set layer color <r> <g> <b>");
+  if (!wordsRead(ws, readFloats(values, rgb, 3),
+                 "modelr: usage: modelr set layer color <r> <g> <b>"))
     return;
-  }
   setLayerColour(model, layer, rgb);
 }
 
 void layerTransparency(Workspace& ws, Model* model, Layer* layer, char** values) {
   float value = 0.0f;
-  if (!parseFloat(&value, values[0])) {
-    reportError(ws, "modelr: usage: modelr set layer transparency <f>");
+  if (!wordsRead(ws, parseFloat(&value, values[0]),
+                 "modelr: usage: modelr set layer transparency <f>"))
     return;
-  }
   if (!setTransparency(model, layer->name, value)) reportError(ws, lastErrorText());
 }
 
@@ -282,10 +278,9 @@ void layerImageFile(Workspace& ws, Model* model, Layer* layer, char** values) {
 void layerBlend(Workspace& ws, Model* model, Layer* layer, char** values) {
   int32_t number = 0;
   float strength = 0.0f;
-  if (!parseInt(&number, values[0]) || !parseFloat(&strength, values[1])) {
-    reportError(ws, "modelr: usage: modelr set layer blend <n> <f>");
+  if (!wordsRead(ws, parseInt(&number, values[0]) && parseFloat(&strength, values[1]),
+                 "modelr: usage: modelr set layer blend <n> <f>"))
     return;
-  }
   Image* image = layerImage(ws, layer, number);
   if (image == nullptr) return;
   setImageStrength(model, layer, image, strength);
