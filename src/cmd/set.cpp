@@ -116,29 +116,17 @@ void setY(Workspace& ws, char** words) {
   setPanAxis(ws, words, &view(ws)->panY, "modelr: usage: modelr set y <value>");
 }
 
-// The words after the setting's keyword; a text too long is refused whole.
-void storeText(Workspace& ws, char** words, char* field, size_t size, const char* usage) {
-  if (!joinWords(words + 1, field, size)) reportError(ws, usage);
-}
+constexpr char kCursorPathUsage[] = "modelr: usage: modelr set cursorpath <value>";
+constexpr char kLicenseUsage[] = "modelr: usage: modelr set license <filename>";
+constexpr char kProductUsage[] = "modelr: usage: modelr set product <key>";
+constexpr char kServerUsage[] = "modelr: usage: modelr set server <hostname>";
 
-void setCursorPath(Workspace& ws, char** words) {
-  storeText(ws, words, ws.texts.cursorPath, sizeof ws.texts.cursorPath,
-            "modelr: usage: modelr set cursorpath <value>");
-}
-
-void setLicense(Workspace& ws, char** words) {
-  storeText(ws, words, ws.texts.license, sizeof ws.texts.license,
-            "modelr: usage: modelr set license <filename>");
-}
-
-void setProduct(Workspace& ws, char** words) {
-  storeText(ws, words, ws.texts.product, sizeof ws.texts.product,
-            "modelr: usage: modelr set product <key>");
-}
-
-void setServer(Workspace& ws, char** words) {
-  storeText(ws, words, ws.texts.server, sizeof ws.texts.server,
-            "modelr: usage: modelr set server <hostname>");
+// cursorpath, license, product and server: the words after the keyword,
+// joined, into their stored text; a text too long is refused whole.
+template <auto field, const char* usage>
+void storeText(Workspace& ws, char** words) {
+  char* text = ws.texts.*field;
+  wordsRead(ws, joinWords(words + 1, text, sizeof(ws.texts.*field)), usage);
 }
 
 void setPoints(Workspace& ws, char** words) {
@@ -312,17 +300,17 @@ const SubCommand kSetWords[] = {
     {"background", setBackground},
     {"child", setChild},
     {"cursor", setCursor},
-    {"cursorpath", setCursorPath},
+    {"cursorpath", storeText<&StoredTexts::cursorPath, kCursorPathUsage>},
     {"focus", setFocus},
     {"freerotate", setFreeRotate},
     {"layer", setLayer},
-    {"license", setLicense},
+    {"license", storeText<&StoredTexts::license, kLicenseUsage>},
     {"matrix", setMatrix},
     {"pointer", setPointer},
     {"points", setPoints},
-    {"product", setProduct},
+    {"product", storeText<&StoredTexts::product, kProductUsage>},
     {"selection", setSelection},
-    {"server", setServer},
+    {"server", storeText<&StoredTexts::server, kServerUsage>},
     {"sprite", setSprite},
     {"showlayer", setShowLayer},
     {"view", setView},
