@@ -386,44 +386,61 @@ bool scalePlacement(float position[3], float size[3], const float factors[3],
   return true;
 }
 
+// Children and collide objects are placed alike: a position, a rotation
+// and the child's scale or the collide object's size.
+Child* requirePlaced(Model* model, int32_t id, Child*) { return requireChild(model, id); }
+CollideObject* requirePlaced(Model* model, int32_t id, CollideObject*) {
+  return requireCollide(model, id);
+}
+float* extentOf(Child* child) { return child->scale; }
+float* extentOf(CollideObject* object) { return object->size; }
+
+template <class Item>
+bool movePlaced(Model* model, int32_t id, const float offset[3]) {
+  Item* item = requirePlaced(model, id, static_cast<Item*>(nullptr));
+  return item != nullptr && movePlacement(item->position, offset);
+}
+
+template <class Item>
+bool rotatePlaced(Model* model, int32_t id, const float rotation[9], const float centre[3]) {
+  Item* item = requirePlaced(model, id, static_cast<Item*>(nullptr));
+  return item != nullptr && rotatePlacement(item->position, item->rotation, rotation, centre);
+}
+
+template <class Item>
+bool scalePlaced(Model* model, int32_t id, const float factors[3], const float centre[3],
+                 bool explicitSize) {
+  Item* item = requirePlaced(model, id, static_cast<Item*>(nullptr));
+  return item != nullptr &&
+         scalePlacement(item->position, extentOf(item), factors, centre, explicitSize);
+}
+
 }  // namespace
 
 bool moveChild(Model* model, int32_t id, const float offset[3]) {
-  Child* child = requireChild(model, id);
-  return child != nullptr && movePlacement(child->position, offset);
+  return movePlaced<Child>(model, id, offset);
 }
 
-bool rotateChild(Model* model, int32_t id, const float rotation[9],
-                 const float centre[3]) {
-  Child* child = requireChild(model, id);
-  return child != nullptr &&
-         rotatePlacement(child->position, child->rotation, rotation, centre);
+bool rotateChild(Model* model, int32_t id, const float rotation[9], const float centre[3]) {
+  return rotatePlaced<Child>(model, id, rotation, centre);
 }
 
-bool scaleChild(Model* model, int32_t id, const float factors[3],
-                const float centre[3], bool explicitSize) {
-  Child* child = requireChild(model, id);
-  return child != nullptr && scalePlacement(child->position, child->scale,
-                                            factors, centre, explicitSize);
+bool scaleChild(Model* model, int32_t id, const float factors[3], const float centre[3],
+                bool explicitSize) {
+  return scalePlaced<Child>(model, id, factors, centre, explicitSize);
 }
 
 bool moveCollide(Model* model, int32_t id, const float offset[3]) {
-  CollideObject* object = requireCollide(model, id);
-  return object != nullptr && movePlacement(object->position, offset);
+  return movePlaced<CollideObject>(model, id, offset);
 }
 
-bool rotateCollide(Model* model, int32_t id, const float rotation[9],
-                   const float centre[3]) {
-  CollideObject* object = requireCollide(model, id);
-  return object != nullptr &&
-         rotatePlacement(object->position, object->rotation, rotation, centre);
+bool rotateCollide(Model* model, int32_t id, const float rotation[9], const float centre[3]) {
+  return rotatePlaced<CollideObject>(model, id, rotation, centre);
 }
 
-bool scaleCollide(Model* model, int32_t id, const float factors[3],
-                  const float centre[3], bool explicitSize) {
-  CollideObject* object = requireCollide(model, id);
-  return object != nullptr && scalePlacement(object->position, object->size,
-                                             factors, centre, explicitSize);
+bool scaleCollide(Model* model, int32_t id, const float factors[3], const float centre[3],
+                  bool explicitSize) {
+  return scalePlaced<CollideObject>(model, id, factors, centre, explicitSize);
 }
 
 int32_t applyMatrixToPoints(Model* model, const float m[16]) {
