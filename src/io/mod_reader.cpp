@@ -512,12 +512,18 @@ Model* readModelBytes(const char* bytes, size_t size, const char* path,
 Model* readModelFile(const char* path, Model* parent, const char* directory) {
   if (path == nullptr) path = "";
   LineStream stream;
-  if (!lineStreamOpen(&stream, path)) {
-    lastErrorReportf("could not find: %s", path);
+  ReadOpen why = kReadOpened;
+  if (!lineStreamOpen(&stream, path, &why)) {
+    lastErrorReportf("%s: %s", readRefusalWords(why), path);
     return nullptr;
   }
   Model* model = readModel(&stream, &stream.line, path, parent, directory);
-  if (model != nullptr && stream.failed) {
+  if (stream.tooLong) {
+    freeModel(model);
+    model = nullptr;
+    lastErrorReportf("line longer than %zu MiB at line %d: %s", kMaxLineBytes >> 20,
+                     stream.line + 1, path);
+  } else if (model != nullptr && stream.failed) {
     // A file that could not be read to its end is not the model it holds.
     freeModel(model);
     model = nullptr;

@@ -116,8 +116,9 @@ bool writePoseFile(const Model* model, const char* name, bool selectedOnly) {
 bool readPoseFile(Model* model, const char* path) {
   lastErrorClearContext();
   TextBuffer buffer;
-  if (path == nullptr || !loadTextFile(path, &buffer)) {
-    lastErrorReportf("could not find: %s", path ? path : "");
+  ReadOpen why = kReadMissing;
+  if (path == nullptr || !loadTextFile(path, &buffer, &why)) {
+    lastErrorReportf("%s: %s", readRefusalWords(why), path ? path : "");
     return false;
   }
   lastErrorClear();

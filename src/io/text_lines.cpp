@@ -54,6 +54,12 @@ bool refill(LineStream* s) {
   s->begin = 0;
   s->end = unread;
   if (unread == s->capacity) {
+    if (s->capacity >= kMaxLineBytes) {
+      s->tooLong = true;
+      s->failed = true;
+      s->atEnd = true;
+      return false;
+    }
     char* grown = static_cast<char*>(std::realloc(s->buffer, 2 * s->capacity + 1));
     if (grown == nullptr) {
       s->failed = true;
@@ -85,10 +91,10 @@ bool nextTokenLine(Source* source, LineTokens* tokens) {
 
 }  // namespace
 
-bool loadTextFile(const char* path, TextBuffer* out) {
+bool loadTextFile(const char* path, TextBuffer* out, ReadOpen* why) {
   out->data = nullptr;
   out->size = 0;
-  FILE* file = std::fopen(path, "rb");
+  FILE* file = openForReading(path, why);
   if (file == nullptr) return false;
   bool ok = std::fseek(file, 0, SEEK_END) == 0;
   long size = ok ? std::ftell(file) : -1;
@@ -137,9 +143,9 @@ bool nextLine(LineCursor* cursor, LineTokens* tokens) {
   return nextTokenLine(cursor, tokens);
 }
 
-bool lineStreamOpen(LineStream* stream, const char* path) {
+bool lineStreamOpen(LineStream* stream, const char* path, ReadOpen* why) {
   std::memset(stream, 0, sizeof *stream);
-  stream->file = std::fopen(path, "rb");
+  stream->file = openForReading(path, why);
   if (stream->file == nullptr) return false;
   stream->buffer = static_cast<char*>(std::malloc(kChunkBytes + 1));
   if (stream->buffer == nullptr) {
@@ -163,7 +169,7 @@ bool nextRawLine(LineStream* s, char** begin, char** end) {
     char* newline = static_cast<char*>(std::memchr(start, '\n', s->end - s->begin));
     if (newline == nullptr) {
       if (refill(s)) continue;
-      if (s->begin == s->end) return false;
+      if (s->begin == s->end || s->tooLong) return false;
       // The last line has no newline: the spare byte ends it.
       start = s->buffer + s->begin;
       newline = s->buffer + s->end;

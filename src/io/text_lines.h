@@ -10,16 +10,22 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "io/read_file.h"
+
 constexpr int kMaxLineTokens = 1024;  // a 512-point polygon line needs 514
+// The longest line a stream reads: far beyond any line a model needs (a
+// 512-point polygon is a few kilobytes), small enough that a file of junk
+// without newlines cannot take the memory.
+constexpr size_t kMaxLineBytes = size_t{16} << 20;
 
 struct TextBuffer {
   char* data;   // NUL-terminated; null when empty
   size_t size;  // bytes, without the terminator
 };
 
-// Reads the whole file. False (nothing allocated) when it cannot be opened
-// or read.
-bool loadTextFile(const char* path, TextBuffer* out);
+// Reads the whole of a regular file. False (nothing allocated) when it
+// cannot be opened (*why says why, when given) or read.
+bool loadTextFile(const char* path, TextBuffer* out, ReadOpen* why = nullptr);
 // Copies bytes (any content, NULs included) into a buffer of its own.
 bool loadTextBytes(const char* bytes, size_t size, TextBuffer* out);
 void freeTextBuffer(TextBuffer* buffer);
@@ -50,11 +56,13 @@ struct LineStream {
   size_t end;       // one past the last byte read
   bool atEnd;       // the file has no more bytes
   bool failed;      // a read error or no memory: the stream ended early
+  bool tooLong;     // a line passed kMaxLineBytes: the stream ended there
   int line;         // number of the line last returned, from 1
 };
 
-// False (nothing open) when the file cannot be opened.
-bool lineStreamOpen(LineStream* stream, const char* path);
+// False (nothing open) when the file cannot be opened: *why (when given)
+// says why. Only regular files are opened (read_file.h).
+bool lineStreamOpen(LineStream* stream, const char* path, ReadOpen* why = nullptr);
 void lineStreamClose(LineStream* stream);
 // Moves to the next line that has a token, skipping blank lines; a token
 // that starts with "#" starts a comment that runs to the end of the line.

@@ -1,5 +1,7 @@
 #include "io/tga.h"
 
+#include "io/read_file.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -93,7 +95,8 @@ TgaImage* readTgaBytes(const unsigned char* data, size_t size,
 }
 
 TgaImage* readTga(const char* path, TgaMessage* error) {
-  std::FILE* file = path ? std::fopen(path, "rb") : nullptr;
+  // Only regular files: a FIFO would block and a device never end.
+  std::FILE* file = openForReading(path, nullptr);
   if (file == nullptr) return fail(error, "cannot open TGA file: ", path);
 
   unsigned char* data = nullptr;
