@@ -37,11 +37,14 @@ void resetOut(TextOut* out) {
   out->used = 0;
   out->capacity = 0;
   out->failed = false;
+  out->linked = false;
+  out->signalSaved = false;
 }
 
 void releaseOut(TextOut* out) {
   if (out->file != nullptr) std::fclose(out->file);
   std::free(out->buffer);
+  if (out->signalSaved) sigaction(SIGXFSZ, &out->previousXfsz, nullptr);
   resetOut(out);
 }
 
@@ -203,6 +206,70 @@ mode_t targetMode(const struct stat* existing, bool exists) {
 
 namespace {
 
+// Follows a chain of symbolic links to the file they name, existing or
+// not (a dangling link names the file to make). False for a loop.
+bool followLinks(std::string* path) {
+  for (int hops = 0; hops < 40; ++hops) {
+    struct stat info;
+    if (lstat(path->c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) return true;
+    std::string target(static_cast<size_t>(info.st_size > 0 ? info.st_size : 255) + 1, '\0');
+    const ssize_t n = readlink(path->c_str(), &target[0], target.size());
+    if (n <= 0 || static_cast<size_t>(n) >= target.size()) return false;
+    target.resize(static_cast<size_t>(n));
+    if (target[0] != '/') {
+      const size_t slash = path->rfind('/');
+      if (slash != std::string::npos) target = path->substr(0, slash + 1) + target;
+    }
+    *path = target;
+  }
+  return false;
+}
+
+// Rewrites `to` with the bytes of `from` (a finished temporary file), in
+// place, so that every hard link to `to` sees the new contents.
+bool copyOver(const std::string& from, const std::string& to) {
+  const int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  if (in < 0) return false;
+  const int out = open(to.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  if (out < 0) {
+    close(in);
+    return false;
+  }
+  bool ok = true;
+  char chunk[1 << 16];
+  for (;;) {
+    const ssize_t got = read(in, chunk, sizeof chunk);
+    if (got == 0) break;
+    if (got < 0) {
+      ok = false;
+      break;
+    }
+    for (ssize_t done = 0; done < got;) {
+      const ssize_t put = write(out, chunk + done, static_cast<size_t>(got - done));
+      if (put <= 0) {
+        ok = false;
+        break;
+      }
+      done += put;
+    }
+    if (!ok) break;
+  }
+  ok = ok && fsync(out) == 0;
+  ok = close(out) == 0 && ok;
+  close(in);
+  return ok;
+}
+
+// The rename itself reaches the disk only with its directory.
+void syncDirectoryOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  fsync(fd);
+  close(fd);
+}
+
 bool openTemporary(TextOut* out, const char* path) {
   resetOut(out);
   out->path = path != nullptr ? path : "";
@@ -210,27 +277,31 @@ bool openTemporary(TextOut* out, const char* path) {
   if (out->path.empty()) return false;
 
   // A link is written through, as opening it would: the file it names is
-  // replaced, the link stays.
+  // replaced (or made, when the link dangles), the link stays.
   struct stat info;
-  if (lstat(out->path.c_str(), &info) == 0 && S_ISLNK(info.st_mode)) {
-    char* resolved = realpath(out->path.c_str(), nullptr);
-    if (resolved != nullptr) {
-      out->path = resolved;
-      std::free(resolved);
-    }
-  }
+  if (!followLinks(&out->path)) return false;
   const bool exists = stat(out->path.c_str(), &info) == 0;
   // A directory, a device, or a file we may not change is not replaced.
   if (exists &&
       (!S_ISREG(info.st_mode) || access(out->path.c_str(), W_OK) != 0))
     return false;
+  out->linked = exists && info.st_nlink > 1;
 
   std::string pattern = tempPattern(out->path);
   const int fd = mkstemp(&pattern[0]);
   if (fd < 0) return false;
   out->temp = pattern;
-  // Should this fail, the file keeps mkstemp's 0600: private, not wrong.
+  // Should these fail, the file keeps mkstemp's 0600 and our own owner:
+  // private, not wrong.
   fchmod(fd, targetMode(&info, exists));
+  if (exists && (info.st_uid != geteuid() || info.st_gid != getegid())) {
+    if (fchown(fd, info.st_uid, info.st_gid) != 0) {
+    }
+  }
+  struct sigaction ignore = {};
+  ignore.sa_handler = SIG_IGN;
+  sigemptyset(&ignore.sa_mask);
+  out->signalSaved = sigaction(SIGXFSZ, &ignore, &out->previousXfsz) == 0;
   out->file = fdopen(fd, "wb");
   out->buffer = static_cast<char*>(std::malloc(kBufferBytes));
   if (out->file == nullptr || out->buffer == nullptr) {
@@ -252,14 +323,23 @@ bool commitTemporary(TextOut* out) {
   flushBuffer(out);
   bool ok = !out->failed && std::fflush(out->file) == 0 &&
             std::ferror(out->file) == 0;
+  // On the disk before it takes the target's name: a crash then leaves the
+  // old file or the new one, never an empty one.
+  ok = ok && fsync(fileno(out->file)) == 0;
   const int closed = std::fclose(out->file);
   out->file = nullptr;
   ok = ok && closed == 0;
-  ok = ok && std::rename(out->temp.c_str(), out->path.c_str()) == 0;
+  if (ok && out->linked) {
+    ok = copyOver(out->temp, out->path);
+    if (ok) std::remove(out->temp.c_str());
+  } else {
+    ok = ok && std::rename(out->temp.c_str(), out->path.c_str()) == 0;
+  }
   if (!ok) {
     textOutAbort(out);
     return false;
   }
+  syncDirectoryOf(out->path);
   out->temp.clear();
   releaseOut(out);
   return true;

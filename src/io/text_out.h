@@ -5,28 +5,40 @@
 // written, so a failed or interrupted save leaves the previous file intact.
 #pragma once
 
+#include <signal.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 
+// While a file is written, SIGXFSZ (a file-size limit reached) is ignored,
+// so that the write fails, the save answers 0 and the model stays open,
+// instead of the signal ending the process; the previous action comes back
+// when the file is committed or dropped.
 struct TextOut {
   FILE* file;         // the temporary file; null when not open
   std::string name;   // the target as given, for messages
-  std::string path;   // the target (a link resolved)
+  std::string path;   // the target (links followed, dangling ones too)
   std::string temp;   // the temporary file beside it
   char* buffer;       // pending bytes
   size_t used;
   size_t capacity;
   bool failed;        // a write failed; commit will refuse
+  bool linked;        // the target has other hard links: rewritten in place
+  bool signalSaved;
+  struct sigaction previousXfsz;
 };
 
 // Creates a temporary file in the target's directory. False when it cannot
 // be created (nothing is left behind), with "could not write: <path>" in
 // LastError.
 bool textOutOpen(TextOut* out, const char* path);
-// Flushes, closes and renames the temporary file over the target. False (and
-// the temporary file removed, the target untouched, "could not write:
+// Flushes, syncs, closes and renames the temporary file over the target,
+// then syncs the directory. An existing target keeps its mode and, where
+// permitted, its owner and group; one with other hard links is rewritten
+// in place from the finished temporary, so the links stay one file. False
+// (and the temporary file removed, the target untouched, "could not write:
 // <path>" in LastError) when any write failed.
 bool textOutCommit(TextOut* out);
 // Drops everything written; the target is untouched.

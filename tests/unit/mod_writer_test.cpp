@@ -248,7 +248,9 @@ TEST_F(ModWriter, SaveIntoAMissingDirectoryFailsAndCreatesNothing) {
 }
 
 // A write that fails halfway (here: the file-size limit) must leave the
-// previous file exactly as it was and no temporary behind.
+// previous file exactly as it was and no temporary behind. SIGXFSZ keeps
+// its default action, which ends the process: the writer must keep it off
+// while it writes, and give it back afterwards.
 TEST_F(ModWriter, FailedWriteKeepsTheOldFileAndLeavesNoTemporary) {
   for (int32_t n = 1; n <= 20000; ++n)
     ASSERT_TRUE(addPoint(m, n, n * 0.5f, -n * 0.25f, 3));
@@ -258,13 +260,13 @@ TEST_F(ModWriter, FailedWriteKeepsTheOldFileAndLeavesNoTemporary) {
 
   struct rlimit saved;
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-  void (*previous)(int) = std::signal(SIGXFSZ, SIG_IGN);
+  void (*previous)(int) = std::signal(SIGXFSZ, SIG_DFL);
   struct rlimit small = saved;
   small.rlim_cur = 4096;
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
   const bool ok = writeModelFile(m, path.c_str());
   setrlimit(RLIMIT_FSIZE, &saved);
-  std::signal(SIGXFSZ, previous);
+  EXPECT_EQ(std::signal(SIGXFSZ, previous), SIG_DFL) << "the action is given back";
 
   EXPECT_FALSE(ok);
   EXPECT_EQ(std::string(lastErrorText()), "could not write: " + path);

@@ -315,6 +315,60 @@ TEST_F(Saving, SavingThroughALinkReplacesTheFileItNames) {
   EXPECT_TRUE(S_ISLNK(info.st_mode));
 }
 
+TEST_F(Saving, ADanglingLinkGetsItsFileMadeAndStaysALink) {
+  const std::string link = dir + "link.mod";
+  ASSERT_EQ(symlink("made.mod", link.c_str()), 0);
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, link.c_str()));
+  outText(&out, "new\n");
+  ASSERT_TRUE(textOutCommit(&out));
+  EXPECT_EQ(readFile(dir + "made.mod"), "new\n");
+  struct stat info;
+  ASSERT_EQ(lstat(link.c_str(), &info), 0);
+  EXPECT_TRUE(S_ISLNK(info.st_mode));
+}
+
+TEST_F(Saving, HardLinksStayOneFileAndTheOwnerIsKept) {
+  const std::string path = dir + "shared.mod";
+  const std::string other = dir + "other.mod";
+  writeFile(path, "old\n");
+  ASSERT_EQ(link(path.c_str(), other.c_str()), 0);
+  // Another owner can be given only by root; elsewhere the owner is ours.
+  const bool root = geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(chown(path.c_str(), 1234, 5678), 0);
+  }
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, path.c_str()));
+  outText(&out, "new\n");
+  ASSERT_TRUE(textOutCommit(&out));
+  EXPECT_EQ(readFile(other), "new\n");
+  struct stat a, b;
+  ASSERT_EQ(stat(path.c_str(), &a), 0);
+  ASSERT_EQ(stat(other.c_str(), &b), 0);
+  EXPECT_EQ(a.st_ino, b.st_ino);
+  if (root) {
+    EXPECT_EQ(a.st_uid, 1234u);
+    EXPECT_EQ(a.st_gid, 5678u);
+  }
+  EXPECT_EQ(entries(dir), (std::vector<std::string>{"other.mod", "shared.mod"}));
+}
+
+TEST_F(Saving, AReplacedFileKeepsItsOwner) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file another owner";
+  const std::string path = dir + "owned.mod";
+  writeFile(path, "old\n");
+  ASSERT_EQ(chown(path.c_str(), 1234, 5678), 0);
+  TextOut out;
+  ASSERT_TRUE(textOutOpen(&out, path.c_str()));
+  outText(&out, "new\n");
+  ASSERT_TRUE(textOutCommit(&out));
+  struct stat info;
+  ASSERT_EQ(stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_uid, 1234u);
+  EXPECT_EQ(info.st_gid, 5678u);
+}
+
 TEST_F(Saving, VeryLongNamesStillGetATemporary) {
   const std::string path = dir + std::string(250, 'n');
   TextOut out;
