@@ -123,17 +123,15 @@ void addChildWords(Workspace& ws, char** words, char**) {
     return;
   }
 
-  Model* child = readModelFile(childModelPath(model, name).c_str(), model, nullptr);
-  if (child == nullptr) {
+  float rotation[9];
+  rotationFromAngles(angles, rotation);
+  bool loaded = false;
+  const int32_t id = addChildFromFile(model, name, position, scale, rotation, joint,
+                                      jointWeight, &loaded);
+  if (!loaded) {
     reportError(ws, "Load failed");
     return;
   }
-  float rotation[9];
-  rotationFromAngles(angles, rotation);
-  lastErrorClear();
-  int32_t id = addChild(model, child, name, position, scale, rotation, joint,
-                        jointWeight);
-  if (id == 0) freeModel(child);
   answerId(ws, id);
 }
 

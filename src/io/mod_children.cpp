@@ -7,6 +7,7 @@
 
 #include "io/mod_reader.h"
 #include "io/mod_reader_state.h"
+#include "model/children.h"
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/transform.h"
@@ -56,28 +57,56 @@ void growBounds(Model* model, const float p[3], bool first) {
   }
 }
 
-// Each placed corner of each child's bounds widens the model's bounds; with
-// no points of its own the first corner sets them.
+// Each placed corner of the child's bounds widens the model's bounds;
+// `first` lets the first corner set them (a model with no points).
+void growByChild(Model* model, const Child* child, bool* first) {
+  const Model* m = child->model;
+  if (m == nullptr) return;
+  for (int corner = 0; corner < 8; ++corner) {
+    const float p[3] = {(corner & 1) ? m->boundsMax[0] : m->boundsMin[0],
+                        (corner & 2) ? m->boundsMax[1] : m->boundsMin[1],
+                        (corner & 4) ? m->boundsMax[2] : m->boundsMin[2]};
+    float placed[3];
+    placePoint(child->position, child->rotation, child->scale, p, placed);
+    growBounds(model, placed, *first);
+    *first = false;
+  }
+}
+
 void growByChildren(Model* model) {
   bool first = tableCount(&model->points) == 0;
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
-    const Child* child = tableAt<Child>(&model->children, s);
-    const Model* m = child->model;
-    if (m == nullptr) continue;
-    for (int corner = 0; corner < 8; ++corner) {
-      const float p[3] = {(corner & 1) ? m->boundsMax[0] : m->boundsMin[0],
-                          (corner & 2) ? m->boundsMax[1] : m->boundsMin[1],
-                          (corner & 4) ? m->boundsMax[2] : m->boundsMin[2]};
-      float placed[3];
-      placePoint(child->position, child->rotation, child->scale, p, placed);
-      growBounds(model, placed, first);
-      first = false;
-    }
+    growByChild(model, tableAt<Child>(&model->children, s), &first);
   }
 }
 
+Model* topOf(Model* model) {
+  while (model->parent != nullptr) model = model->parent;
+  return model;
+}
+
 }  // namespace
+
+int32_t addChildFromFile(Model* parent, const char* name, const float position[3],
+                         const float scale[3], const float rotation[9],
+                         const char* joint, float jointWeight, bool* loaded) {
+  Model* top = topOf(parent);
+  top->modelsLoaded = 0;  // a new load
+  Model* child = readModelFile(childModelPath(parent, name).c_str(), parent, nullptr);
+  *loaded = child != nullptr;
+  if (child == nullptr) return 0;
+  lastErrorClear();
+  const int32_t id = addChild(parent, child, name, position, scale, rotation, joint,
+                              jointWeight);
+  if (id == 0) {
+    freeModel(child);
+    return 0;
+  }
+  bool first = tableCount(&parent->points) == 0 && tableCount(&parent->children) == 1;
+  growByChild(parent, tableFindT<Child>(&parent->children, id), &first);
+  return id;
+}
 
 std::string childModelPath(const Model* parent, const char* name) {
   if (isAbsolute(name)) return std::string(name) + ".mod";
@@ -102,14 +131,22 @@ bool resolveChildren(Model* model) {
       const int32_t id = child->id;
       const std::string path = childModelPath(model, child->name);
       Model* loaded = nullptr;
+      Model* top = topOf(model);
       if (wouldLoop(model, child->name, path)) {
         lastErrorReportf("%s: %s", "Child in child endless loop", child->name);
       } else if (tooDeep) {
         lastErrorReportf("child models nested too deeply: %s", child->name);
+      } else if (top->modelsLoaded >= kMaxModelsPerLoad) {
+        lastErrorReportf("too many child models in one load (limit %d): %s",
+                         kMaxModelsPerLoad, child->name);
       } else {
-        // The children table is not touched while the child reads its own
-        // file, so `child` stays valid.
+        // Counted before it reads its own children, so that the models of
+        // every unfinished branch count too. The children table is not
+        // touched while the child reads its own file, so `child` stays
+        // valid.
+        ++top->modelsLoaded;
         loaded = readModelFile(path.c_str(), model, nullptr);
+        if (loaded == nullptr) --top->modelsLoaded;
       }
       if (loaded == nullptr) {
         if (lastErrorText() != nullptr) dropped = lastErrorText();

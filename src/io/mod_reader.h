@@ -6,6 +6,12 @@
 
 #include "model/records.h"
 
+// One open (or one add child) loads at most this many child models, at
+// any depth: nine files naming the next ten times would otherwise load
+// 10^8 models. Children past it are dropped, with
+// "too many child models in one load (limit 10000): <name>" as the reason.
+constexpr int32_t kMaxModelsPerLoad = 10000;
+
 // Reads the file as a model with the given parent; `directory` overrides
 // the directory part of the path when not null. Child models named in the
 // file are loaded from the model's directory afterwards. Null on failure,
@@ -16,6 +22,14 @@ Model* readModelFile(const char* path, Model* parent, const char* directory);
 // children are still looked up on disk relative to `directory`).
 Model* readModelBytes(const char* bytes, size_t size, const char* path,
                       Model* parent, const char* directory);
+
+// add child: reads "<name>.mod" (childModelPath) and attaches it to
+// `parent` with that placement; the parent's bounds take in the placed
+// child, as when the file is read. The child id; 0 when it was refused
+// (LastError says why), with *loaded false when the file did not load.
+int32_t addChildFromFile(Model* parent, const char* name, const float position[3],
+                         const float scale[3], const float rotation[9],
+                         const char* joint, float jointWeight, bool* loaded);
 
 // The file a child model named `name` is loaded from: "<name>.mod" in the
 // parent's directory, or as it stands when the name is an absolute path.

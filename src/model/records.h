@@ -234,6 +234,9 @@ struct Model {
   // The last revision handed out to this model or its layers: the view
   // tells layers apart by revision, so one model never repeats a number.
   uint32_t revisionCounter;
+  // Models loaded by the read under way, counted on the model at the top
+  // of the tree (see io/mod_reader.h: kMaxModelsPerLoad).
+  int32_t modelsLoaded;
   KeyedTable parkedUvees;  // int-keyed, Uvee: uvees waiting for their image
   SelectionPivot pivot;
 };
