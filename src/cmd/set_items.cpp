@@ -171,7 +171,7 @@ void layerName(Workspace& ws, Model* model, Layer* layer, char** values) {
     return;
   }
   if (!renameLayer(model, layer, name)) {
-    reportError(ws, "out of memory");
+    reportLastError(ws);
     return;
   }
   std::strcpy(ws.view.render.chosenLayer, name);

@@ -7,6 +7,7 @@
 #include "model/model.h"
 
 using geometry_detail::fitsName;
+using geometry_detail::savableName;
 
 namespace {
 
@@ -32,6 +33,10 @@ int32_t addChild(Model* model, Model* child, const char* name,
   }
   if (!fitsName(joint)) {
     lastErrorReport("child joint name too long");
+    return 0;
+  }
+  if (!savableName(name) || (joint[0] != '\0' && !savableName(joint))) {
+    lastErrorReportf("bad child name: %s", savableName(name) ? joint : name);
     return 0;
   }
   if (position == nullptr) position = kOrigin;
@@ -66,6 +71,10 @@ int32_t addCollide(Model* model, const char* name, int32_t shape,
   if (name == nullptr) name = "";
   if (!fitsName(name)) {
     lastErrorReport("collide object name too long");
+    return 0;
+  }
+  if (!savableName(name)) {
+    lastErrorReportf("bad collide object name: %s", name);
     return 0;
   }
   if (position == nullptr) position = kOrigin;

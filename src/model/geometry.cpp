@@ -109,6 +109,10 @@ Layer* addLayer(Model* model, const char* name, float originX, float originY,
     lastErrorReport("layer name too long");
     return nullptr;
   }
+  if (!savableName(name)) {
+    lastErrorReportf("bad layer name: %s", name);
+    return nullptr;
+  }
   if (tableFind(&model->layers, name) != nullptr) {
     lastErrorReport("duplicate layer name not allowed");
     return nullptr;

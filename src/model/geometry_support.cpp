@@ -11,6 +11,11 @@ bool isGlobalName(const char* name) {
          std::strcmp(name, "(global)") == 0;
 }
 
+bool savableName(const char* text) {
+  if (text == nullptr || text[0] == '\0' || text[0] == '#') return false;
+  return std::strpbrk(text, " \t\n\v\f\r") == nullptr;
+}
+
 bool fitsName(const char* text) {
   return std::strlen(text) < static_cast<size_t>(kNameBytes);
 }

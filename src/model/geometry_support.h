@@ -12,6 +12,11 @@ namespace geometry_detail {
 // No name, "" and "(global)" stand for the model-level tables.
 bool isGlobalName(const char* name);
 bool fitsName(const char* text);
+// A name the model file can carry as one word and read back: not empty, no
+// blank (space, tab, CR, VT, FF) or line feed, no leading "#" (a comment).
+// Names that are not are refused where they enter, so that every file the
+// writer produces reads back.
+bool savableName(const char* text);
 // The named layer, or null with the reason reported.
 Layer* requireLayer(const Model* model, const char* name);
 // The layer's image `number`, or null with the reason reported.

@@ -53,6 +53,10 @@ bool addImageTaking(Model* model, const char* layerName, int32_t number,
     lastErrorReport("image file name too long");
     return false;
   }
+  if (!savableName(file)) {
+    lastErrorReportf("bad image file name: %s", file);
+    return false;
+  }
   if (mode < 0 || mode > kImageDisplace) {
     lastErrorReportf("bad image mode: %d", mode);
     return false;

@@ -55,6 +55,10 @@ bool setShader(Model* model, const char* layerName, const char* kind,
     lastErrorReport("shader file name too long");
     return false;
   }
+  if (file[0] != '\0' && !savableName(file)) {
+    lastErrorReportf("bad shader file name: %s", file);
+    return false;
+  }
   ShaderEntry* entry = tableInsertT<ShaderEntry>(&layer->shaders, kind);
   if (entry == nullptr) {
     lastErrorReport("out of memory");
@@ -69,6 +73,10 @@ bool setShader(Model* model, const char* layerName, const char* kind,
 
 
 bool renameLayer(Model* model, Layer* layer, const char* name) {
+  if (!savableName(name)) {
+    lastErrorReportf("bad layer name: %s", name ? name : "");
+    return false;
+  }
   // Rebuilt in slot order: a plain remove and insert could move the layer
   // into an earlier hole. Layers are few; the records move whole.
   KeyedTable renamed;

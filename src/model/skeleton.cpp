@@ -7,6 +7,7 @@
 #include "model/model.h"
 
 using geometry_detail::fitsName;
+using geometry_detail::savableName;
 
 namespace {
 
@@ -33,6 +34,10 @@ Joint* addJoint(Model* model, const char* name, float x, float y, float z,
   if (parent == nullptr || parent[0] == '\0') parent = "world";
   if (!fitsName(name) || !fitsName(parent)) {
     lastErrorReport("joint name too long");
+    return nullptr;
+  }
+  if (!savableName(name) || !savableName(parent)) {
+    lastErrorReportf("bad joint name: %s", savableName(name) ? parent : name);
     return nullptr;
   }
   if (std::strcmp(name, parent) == 0) {
