@@ -39,6 +39,15 @@ const SubCommand kCallbackWords[] = {
 
 }  // namespace
 
+// The type word is the one after "callback", matched exactly; any other
+// word there (or none) is named in the refusal.
 void callbackCommand(Workspace& ws, char** words) {
-  runSubCommand(ws, words, kCallbackWords, "attribute");
+  const char* type = words[1] != nullptr ? words[1] : words[0];
+  for (const SubCommand& row : kCallbackWords) {
+    if (std::strcmp(type, row.keyword) == 0) {
+      row.handler(ws, words + 1);
+      return;
+    }
+  }
+  reportErrorf(ws, "modelr: unknown callback attribute: %s", type);
 }

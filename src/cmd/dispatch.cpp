@@ -15,6 +15,7 @@ const SubCommand kFamilies[] = {
     {"callback", callbackCommand}, {"create", createCommand},
     {"delete", deleteCommand},     {"deselect", deselectCommand},
     {"display", displayCommand},   {"draw", drawCommand},
+    {"encode", encodeCommand},
     {"file", fileCommand},         {"find", findCommand},
     {"get", getCommand},           {"matrix", matrixCommand},
     {"message", messageCommand},   {"move", moveCommand},

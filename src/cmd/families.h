@@ -8,7 +8,8 @@ void absorbCommand(Workspace& ws, char** words);    // absorb.cpp
 void addCommand(Workspace& ws, char** words);       // edit.cpp
 void deleteCommand(Workspace& ws, char** words);    // edit.cpp
 void displayCommand(Workspace& ws, char** words);   // display.cpp
-void drawCommand(Workspace& ws, char** words);      // view_commands.cpp
+void drawCommand(Workspace& ws, char** words);
+void encodeCommand(Workspace& ws, char** words);      // view_commands.cpp
 void callbackCommand(Workspace& ws, char** words);  // callbacks.cpp
 void createCommand(Workspace& ws, char** words);    // create.cpp
 void fileCommand(Workspace& ws, char** words);      // file_commands.cpp

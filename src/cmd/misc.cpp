@@ -15,6 +15,7 @@
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
+#include "cmd/set_items.h"
 #include "cmd/values.h"
 #include "workspace/print.h"
 #include "view/view_window.h"
@@ -120,3 +121,11 @@ void toggleCommand(Workspace& ws, char** words) {
   runSubCommand(ws, words, kToggleWords, "attribute");
 }
 
+
+// modelr encode <words>: the registration words of the licence check. The
+// check always passes, so the words are only kept (joined with blanks); a
+// text too long for them is refused whole.
+void encodeCommand(Workspace& ws, char** words) {
+  wordsRead(ws, joinWords(words + 1, ws.texts.encoded, sizeof ws.texts.encoded),
+            "modelr: usage: modelr encode <words>");
+}

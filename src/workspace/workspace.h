@@ -43,6 +43,7 @@ struct StoredTexts {
   char license[kDirectoryBytes];
   char product[kNameBytes];
   char server[kNameBytes];
+  char encoded[kDirectoryBytes];  // the words of the last "encode"
 };
 
 struct Workspace {
