@@ -197,7 +197,10 @@ void fileExport(Workspace& ws, char** words) {
   }
   Model* model = modelOrAnswerZero(ws);
   if (model == nullptr) return;
-  setIntResult(ws, exportModelDocument(model, exporter));
+  lastErrorClear();
+  const int written = exportModelDocument(model, exporter);
+  setIntResult(ws, written);
+  if (written == 0) reportLastError(ws);
 }
 
 // file savescreen <filename>: the view's viewport as a TGA file. Without a

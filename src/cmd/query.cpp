@@ -27,9 +27,11 @@ void getCentre(Workspace& ws, char**) {
   const Model* model = currentModel(ws);
   if (model == nullptr) return;
   float centre[3];
+  // In double: the extent of a model spread across the float range
+  // overflows a float, its half does not.
   for (int i = 0; i < 3; ++i) {
-    centre[i] = model->boundsMin[i] +
-                (model->boundsMax[i] - model->boundsMin[i]) * 0.5f;
+    const double low = model->boundsMin[i], high = model->boundsMax[i];
+    centre[i] = static_cast<float>(low + (high - low) / 2.0);
   }
   setFloats(ws, centre, 3);
 }
@@ -265,9 +267,12 @@ void getPoints(Workspace& ws, char** words) {
 void getVolume(Workspace& ws, char**) {
   const Model* model = currentModel(ws);
   if (model == nullptr) return;
-  float volume = 1.0f;
-  for (int i = 0; i < 3; ++i) volume *= model->boundsMax[i] - model->boundsMin[i];
-  setFloat(ws, volume);
+  // In double, so that a flat box is 0 whatever its other extents; a
+  // volume beyond the float range answers inf, never nan.
+  double volume = 1.0;
+  for (int i = 0; i < 3; ++i)
+    volume *= static_cast<double>(model->boundsMax[i]) - model->boundsMin[i];
+  setFloat(ws, static_cast<float>(volume));
 }
 
 const SubCommand kGetWords[] = {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <charconv>
+#include <cmath>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -39,6 +40,7 @@ void resetOut(TextOut* out) {
   out->failed = false;
   out->linked = false;
   out->signalSaved = false;
+  out->nonFinite = false;
 }
 
 void releaseOut(TextOut* out) {
@@ -357,8 +359,13 @@ bool textOutOpen(TextOut* out, const char* path) {
 }
 
 bool textOutCommit(TextOut* out) {
+  const bool nonFinite = out->nonFinite;
   if (commitTemporary(out)) return true;
-  lastErrorReportf("could not write: %s", out->name.c_str());
+  if (nonFinite) {
+    lastErrorReportf("could not write: %s (a number is not finite)", out->name.c_str());
+  } else {
+    lastErrorReportf("could not write: %s", out->name.c_str());
+  }
   return false;
 }
 
@@ -437,7 +444,18 @@ void outIntPadRight(TextOut* out, int32_t value, int width) {
   out->used = static_cast<size_t>(end - out->buffer);
 }
 
+// A file with "inf" or "nan" in it is no file any reader takes: the stream
+// is marked failed (the text still goes out, as printf would write it) and
+// the commit refuses it.
+inline void checkFinite(TextOut* out, double value) {
+  if (!std::isfinite(value)) {
+    out->failed = true;
+    out->nonFinite = true;
+  }
+}
+
 void outFixed(TextOut* out, double value, int decimals) {
+  checkFinite(out, value);
   if (decimals < 0) decimals = 6;  // printf's reading of a negative precision
   if (decimals > kDirectDecimals) {
     fixedSlow(out, value, 0, decimals);
@@ -449,6 +467,7 @@ void outFixed(TextOut* out, double value, int decimals) {
 }
 
 void outFixedWidth(TextOut* out, double value, int width, int decimals) {
+  checkFinite(out, value);
   if (decimals < 0) decimals = 6;
   if (decimals > kDirectDecimals || width > static_cast<int>(kFixedRoom) ||
       -width > static_cast<int>(kFixedRoom)) {

@@ -25,6 +25,7 @@ struct TextOut {
   size_t used;
   size_t capacity;
   bool failed;        // a write failed; commit will refuse
+  bool nonFinite;     // an infinite or NaN number was written: refused too
   bool linked;        // the target has other hard links: rewritten in place
   bool signalSaved;
   struct sigaction previousXfsz;
@@ -39,7 +40,8 @@ bool textOutOpen(TextOut* out, const char* path);
 // permitted, its owner and group; one with other hard links is rewritten
 // in place from the finished temporary, so the links stay one file. False
 // (and the temporary file removed, the target untouched, "could not write:
-// <path>" in LastError) when any write failed.
+// <path>" in LastError) when any write failed, or "could not write: <path>
+// (a number is not finite)" when a number written was infinite or NaN.
 bool textOutCommit(TextOut* out);
 // Drops everything written; the target is untouched.
 void textOutAbort(TextOut* out);
