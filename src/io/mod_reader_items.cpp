@@ -42,6 +42,14 @@ Image* imageOf(const ModParseState& s, int32_t number) {
 // not be made at all fails the line.
 bool addImageKept(ModParseState& s, int32_t number, const char* file,
                   int32_t mode, int32_t axisU, int32_t axisV, float strength) {
+  // A path longer than an image keeps is no reason to lose the model: the
+  // image stays without its texture (where its mode allows one without),
+  // and the status line says why.
+  if (std::strlen(file) >= static_cast<size_t>(kNameBytes)) {
+    addImageFromFiles(s.model, s.layer, number, "none", mode, axisU, axisV, strength);
+    lastErrorReportf("image file name too long: %s", file);
+    return true;
+  }
   if (addImageFromFiles(s.model, s.layer, number, file, mode, axisU, axisV,
                         strength))
     return true;

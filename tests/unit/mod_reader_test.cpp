@@ -298,6 +298,21 @@ TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
   freeModel(m);
 }
 
+TEST(ModReader, AnOverlongTexturePathCostsTheTextureNotTheModel) {
+  const std::string path(200, 'p');
+  Model* m = readText(std::string(kTriangle) + "image 1 " + path + ".tga smooth x y\n" +
+                      "triangles\n5 0 1 2 3\n");
+  ASSERT_NE(m, nullptr);
+  EXPECT_EQ(std::string(lastErrorText()).rfind("image file name too long: ppp", 0), 0u);
+  const Layer* a = findLayer(m, "a");
+  ASSERT_NE(a, nullptr);
+  EXPECT_EQ(tableCount(&a->triangles), 1);
+  const Image* image = tableFindT<Image>(&a->images, 1);
+  ASSERT_NE(image, nullptr);
+  EXPECT_STREQ(image->main.file, "none");
+  freeModel(m);
+}
+
 TEST(ModReader, MissingFileIsReportedByName) {
   EXPECT_EQ(readModelFile("/nonexistent/dir/robot.mod", nullptr, nullptr), nullptr);
   EXPECT_STREQ(lastErrorText(), "could not find: /nonexistent/dir/robot.mod");
