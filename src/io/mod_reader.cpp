@@ -262,8 +262,12 @@ bool invisibleLine(ModParseState& s, const LineTokens& t) {
       (t.count >= 5 && !intAt(t, 4, &image)))
     return fail("Bad invisible data");
   if (rgb[0] > 1.0f || rgb[1] > 1.0f || rgb[2] > 1.0f) {
-    // The factor is a hair above 1/255: 255 must still read as 1.0.
-    for (float& v : rgb) v = std::fmin(v * kByteScale, 1.0f);
+    // The factor is a hair above 1/255: 255 must still read as 1.0. Above
+    // 255 the colour is out of range, and the document refuses it.
+    for (float& v : rgb) {
+      v *= kByteScale;
+      if (v > 1.0f && v < 1.0001f) v = 1.0f;
+    }
   }
   if (!needLayer(s, "Bad invisible data")) return false;
   return setInvisibleColour(s.model, s.layer, image, rgb[0], rgb[1], rgb[2]);

@@ -15,6 +15,7 @@
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/skeleton.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -296,6 +297,40 @@ TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(tableCount(&m->children), 0);
   freeModel(m);
+}
+
+TEST(ModReader, AColourAboveOneInAnyComponentScalesAllFromBytes) {
+  Model* m = readText(
+      "points\n1 0 0 0\n2 1 0 0\n3 0 1 0\ncolors\n1 0.5 0.5 2 1\n2 0.5 200 0.5 1\n"
+      "3 0.5 0.5 0.5 1\n");
+  ASSERT_NE(m, nullptr);
+  const Colour* blue = tableFindT<Colour>(&m->colours, 1);
+  const Colour* green = tableFindT<Colour>(&m->colours, 2);
+  const Colour* plain = tableFindT<Colour>(&m->colours, 3);
+  ASSERT_TRUE(blue && green && plain);
+  EXPECT_NEAR(blue->b, 2 * kByteScale, 1e-6);
+  EXPECT_NEAR(blue->r, 0.5 * kByteScale, 1e-6);
+  EXPECT_NEAR(green->g, 200 * kByteScale, 1e-6);
+  EXPECT_NEAR(green->b, 0.5 * kByteScale, 1e-6);
+  EXPECT_FLOAT_EQ(plain->r, 0.5f);
+  freeModel(m);
+}
+
+TEST(ModReader, InvisibleColoursAreBytesUpTo255AndRefusedBeyond) {
+  const std::string layer = std::string(kTriangle) + "image 1 none smooth x y\n";
+  Model* m = readText(layer + "invisible 255 0 0\n");
+  ASSERT_NE(m, nullptr);
+  const Image* image = tableFindT<Image>(&findLayer(m, "a")->images, 1);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->invisible[0], 1.0f);
+  freeModel(m);
+  EXPECT_EQ(errorOf(layer + "invisible 300 0 0\n"),
+            "invisible color out of range (should be 0.0 to 1.0 (file: t.mod, line: 8)");
+}
+
+TEST(ModReader, ATwoPointTriangleLineIsRefusedWithItsPlace) {
+  EXPECT_EQ(errorOf(std::string(kTriangle) + "triangles\n5 0 1 2\n"),
+            "Bad triangle definition (file: t.mod, line: 8)");
 }
 
 TEST(ModReader, AnOverlongTexturePathCostsTheTextureNotTheModel) {
