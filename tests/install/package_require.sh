@@ -10,7 +10,10 @@ trap 'rm -rf "$prefix"' EXIT
 cmake --install "$build_dir" --prefix "$prefix" >/dev/null
 test -f "$prefix/$package_dir/pkgIndex.tcl"
 test -f "$prefix/$package_dir/libmodelr.so"
-answer=$(cd / && TCLLIBPATH="$(dirname "$prefix/$package_dir")" tclsh <<'TCL'
+# Under the sanitizers the interpreter needs their runtime first.
+preload=()
+[[ -n "${MODELR_PRELOAD:-}" ]] && preload=(env "LD_PRELOAD=$MODELR_PRELOAD")
+answer=$(cd / && TCLLIBPATH="$(dirname "$prefix/$package_dir")" "${preload[@]}" tclsh <<'TCL'
 package require modelr
 modelr create model installed
 puts [modelr get name]

@@ -1,5 +1,6 @@
 # Shared set-up of the tcltest files: loads the package from the build
 # directory and records what the error and status procedures receive.
+source [file join [file dirname [file normalize [info script]]] preload.tcl]
 package require tcltest 2.2
 namespace import -force ::tcltest::*
 
