@@ -25,7 +25,9 @@ if [[ "$fuzz_seconds" -gt 0 ]] && command -v clang++ >/dev/null; then
     corpus=$(mktemp -d)
     cp -r tests/data/"$name"/. "$corpus"/ 2>/dev/null || true
     dict=()
-    [[ -f tests/fuzz/$name.dict ]] && dict=(-dict="$root/tests/fuzz/$name.dict")
+    dict_name=$name
+    [[ $name == modtree ]] && dict_name=mod  # the same file format
+    [[ -f tests/fuzz/$dict_name.dict ]] && dict=(-dict="$root/tests/fuzz/$dict_name.dict")
     echo "== fuzzing $name for ${fuzz_seconds}s"
     log="$corpus.log"
     if ! (cd "$corpus" && "$root/build-fuzz/$target" "${dict[@]}" \
