@@ -32,9 +32,12 @@ void onSimulate(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackSimulate
 void onStatus(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackStatus); }
 
 const SubCommand kCallbackWords[] = {
-    {"error", onError},       {"keyboard", onKeyboard},
-    {"mouse", onMouse},       {"joystick", onJoystick},
-    {"simulate", onSimulate}, {"status", onStatus},
+    {"error", onError},
+    {"keyboard", onKeyboard},
+    {"mouse", onMouse},
+    {"joystick", onJoystick},
+    {"simulate", onSimulate},
+    {"status", onStatus},
 };
 
 }  // namespace

@@ -314,12 +314,18 @@ void addWeightWords(Workspace& ws, char** words, char**) {
 using AddHandler = void (*)(Workspace& ws, char** words, char** addWords);
 
 const KeywordRow<AddHandler> kAddWords[] = {
-    {"child", addChildWords},       {"collide", addCollideWords},
-    {"color", addColorWords},       {"joint", addJointWords},
-    {"layer", addLayerWords},       {"line", addLineWords},
-    {"normal", addNormalWords},     {"point", addPointWords},
-    {"surface", addSurfaceWords},   {"triangle", addTriangleWords},
-    {"uvee", addUveeWords},         {"weight", addWeightWords},
+    {"child", addChildWords},
+    {"collide", addCollideWords},
+    {"color", addColorWords},
+    {"joint", addJointWords},
+    {"layer", addLayerWords},
+    {"line", addLineWords},
+    {"normal", addNormalWords},
+    {"point", addPointWords},
+    {"surface", addSurfaceWords},
+    {"triangle", addTriangleWords},
+    {"uvee", addUveeWords},
+    {"weight", addWeightWords},
 };
 
 // ---- delete ---------------------------------------------------------------

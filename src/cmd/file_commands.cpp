@@ -219,10 +219,17 @@ void fileSaveScreen(Workspace& ws, char** words) {
 }
 
 const SubCommand kFileWords[] = {
-    {"open", fileOpen},     {"add", fileAdd},       {"new", fileNew},
-    {"reload", fileReload}, {"name", fileName},     {"remove", fileRemove},
-    {"rename", fileRename}, {"save", fileSave},     {"validate", fileValidate},
-    {"savescreen", fileSaveScreen}, {"export", fileExport},
+    {"open", fileOpen},
+    {"add", fileAdd},
+    {"new", fileNew},
+    {"reload", fileReload},
+    {"name", fileName},
+    {"remove", fileRemove},
+    {"rename", fileRename},
+    {"save", fileSave},
+    {"validate", fileValidate},
+    {"savescreen", fileSaveScreen},
+    {"export", fileExport},
 };
 
 }  // namespace

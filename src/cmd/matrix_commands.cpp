@@ -78,9 +78,12 @@ void resultWords(Workspace& ws, char**) {
 }
 
 const SubCommand kMatrixWords[] = {
-    {"identity", identityWords}, {"multiply", multiplyWords},
-    {"rotate", rotateWords},     {"scale", scaleWords},
-    {"apply", applyWords},       {"result", resultWords},
+    {"identity", identityWords},
+    {"multiply", multiplyWords},
+    {"rotate", rotateWords},
+    {"scale", scaleWords},
+    {"apply", applyWords},
+    {"result", resultWords},
 };
 
 }  // namespace

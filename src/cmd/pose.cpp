@@ -170,9 +170,14 @@ void poseLoad(Workspace& ws, char** words) {
 }
 
 const SubCommand kPoseWords[] = {
-    {"move", poseMove},     {"rotate", poseRotate}, {"scale", poseScale},
-    {"morph", poseMorph},   {"demorph", poseDemorph}, {"reset", poseReset},
-    {"save", poseSave},     {"load", poseLoad},
+    {"move", poseMove},
+    {"rotate", poseRotate},
+    {"scale", poseScale},
+    {"morph", poseMorph},
+    {"demorph", poseDemorph},
+    {"reset", poseReset},
+    {"save", poseSave},
+    {"load", poseLoad},
 };
 
 }  // namespace

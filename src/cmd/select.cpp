@@ -243,21 +243,32 @@ void selectCentreWords(Workspace& ws, char**) {
 }
 
 const SubCommand kSelectWords[] = {
-    {"model", selectModelWords},       {"layer", selectLayerWords},
-    {"point", selectPointWords},       {"triangle", selectTriangleWords},
-    {"line", selectLineWords},         {"joint", selectJointWords},
-    {"child", selectChildWords},       {"collide", selectCollideWords},
-    {"translate", selectTranslateWords}, {"scale", selectScaleWords},
-    {"rotate", selectRotateWords},     {"relocate", selectRelocateWords},
-    {"clear", selectClearWords},       {"copy", selectCopyWords},
-    {"delete", selectDeleteWords},     {"centre", selectCentreWords},
+    {"model", selectModelWords},
+    {"layer", selectLayerWords},
+    {"point", selectPointWords},
+    {"triangle", selectTriangleWords},
+    {"line", selectLineWords},
+    {"joint", selectJointWords},
+    {"child", selectChildWords},
+    {"collide", selectCollideWords},
+    {"translate", selectTranslateWords},
+    {"scale", selectScaleWords},
+    {"rotate", selectRotateWords},
+    {"relocate", selectRelocateWords},
+    {"clear", selectClearWords},
+    {"copy", selectCopyWords},
+    {"delete", selectDeleteWords},
+    {"centre", selectCentreWords},
     {"center", selectCentreWords},
 };
 
 const SubCommand kDeselectWords[] = {
-    {"point", deselectPointWords}, {"triangle", deselectTriangleWords},
-    {"line", deselectLineWords},   {"joint", deselectJointWords},
-    {"child", deselectChildWords}, {"collide", deselectCollideWords},
+    {"point", deselectPointWords},
+    {"triangle", deselectTriangleWords},
+    {"line", deselectLineWords},
+    {"joint", deselectJointWords},
+    {"child", deselectChildWords},
+    {"collide", deselectCollideWords},
 };
 
 }  // namespace

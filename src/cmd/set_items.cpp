@@ -73,8 +73,10 @@ bool childWeight(Workspace&, Child* child, char** values) {
 }
 
 const KeywordRow<ChildSetter> kChildWords[] = {
-    {"position", childPosition}, {"rotation", childRotation},
-    {"scale", childScale},       {"joint", childJoint},
+    {"position", childPosition},
+    {"rotation", childRotation},
+    {"scale", childScale},
+    {"joint", childJoint},
     {"weight", childWeight},
 };
 
@@ -140,8 +142,12 @@ int32_t wordCode(const char* word, const WordCode (&table)[N]) {
 }
 
 const WordCode kAxisWords[] = {
-    {"x", kAxisX},       {"y", kAxisY},       {"z", kAxisZ},
-    {"-x", kAxisMinusX}, {"-y", kAxisMinusY}, {"-z", kAxisMinusZ},
+    {"x", kAxisX},
+    {"y", kAxisY},
+    {"z", kAxisZ},
+    {"-x", kAxisMinusX},
+    {"-y", kAxisMinusY},
+    {"-z", kAxisMinusZ},
 };
 
 // The layer's image `number`, or null after "image not found: <n>".
@@ -301,8 +307,10 @@ int32_t readImageCode(Workspace& ws, char** values, int32_t* number,
 // decal 1 .. additive 4, and displace 9, which the usage text leaves out.
 void layerImageMode(Workspace& ws, Model* model, Layer* layer, char** values) {
   static const WordCode kWords[] = {
-      {"decal", kImageDecal},       {"smooth", kImageSmooth},
-      {"reflect", kImageReflect},   {"additive", kImageAdditive},
+      {"decal", kImageDecal},
+      {"smooth", kImageSmooth},
+      {"reflect", kImageReflect},
+      {"additive", kImageAdditive},
       {"displace", kImageDisplace},
   };
   int32_t number = 0;

@@ -118,10 +118,14 @@ void moveCursorWords(Workspace& ws, char** words) {
 }
 
 const SubCommand kMoveWords[] = {
-    {"point", movePointWords},   {"normal", moveNormalWords},
-    {"surface", moveSurfaceWords}, {"color", moveColorWords},
-    {"joint", moveJointWords},   {"weight", moveWeightWords},
-    {"cursor", moveCursorWords}, {"child", moveChildWords},
+    {"point", movePointWords},
+    {"normal", moveNormalWords},
+    {"surface", moveSurfaceWords},
+    {"color", moveColorWords},
+    {"joint", moveJointWords},
+    {"weight", moveWeightWords},
+    {"cursor", moveCursorWords},
+    {"child", moveChildWords},
     {"collide", moveCollideWords},
 };
 
@@ -190,9 +194,12 @@ void rotateNormalWords(Workspace& ws, char** words) { rotateVectorWords(ws, word
 void rotateSurfaceWords(Workspace& ws, char** words) { rotateVectorWords(ws, words, true); }
 
 const SubCommand kRotateWords[] = {
-    {"point", rotatePointWords},     {"normal", rotateNormalWords},
-    {"surface", rotateSurfaceWords}, {"joint", rotateJointWords},
-    {"child", rotateChildWords},     {"collide", rotateCollideWords},
+    {"point", rotatePointWords},
+    {"normal", rotateNormalWords},
+    {"surface", rotateSurfaceWords},
+    {"joint", rotateJointWords},
+    {"child", rotateChildWords},
+    {"collide", rotateCollideWords},
 };
 
 void scalePointWords(Workspace& ws, char** words) {
