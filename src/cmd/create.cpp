@@ -15,10 +15,9 @@ namespace {
 // which becomes the current model; the result is its model id.
 void createModelCommand(Workspace& ws, char** words) {
   const char* name = nullptr;
-  if (!parseString(&name, words[1])) {
-    setResult(ws, "modelr: usage: modelr create model <name>");
+  if (!wordsReadOrAnswer(ws, parseString(&name, words[1]),
+                           "modelr: usage: modelr create model <name>"))
     return;
-  }
   Model* model = createEmptyModel(ws, name);
   if (model == nullptr) {
     setResult(ws, "modelr: create model failed");
@@ -34,10 +33,9 @@ void createModelCommand(Workspace& ws, char** words) {
 void createWindowCommand(Workspace& ws, char** words) {
   const char* name = nullptr;
   const char* parent = nullptr;
-  if (!parseString(&name, words[1]) || !parseString(&parent, words[2])) {
-    setResult(ws, "modelr: usage: modelr create window <name> <parent>");
+  if (!wordsReadOrAnswer(ws, parseString(&name, words[1]) && parseString(&parent, words[2]),
+                           "modelr: usage: modelr create window <name> <parent>"))
     return;
-  }
   if (!createViewWindow(ws.view, name, parent)) setResult(ws, "modelr: create window failed");
 }
 
@@ -45,10 +43,9 @@ void createWindowCommand(Workspace& ws, char** words) {
 // result is the new cursor's number.
 void createCursorCommand(Workspace& ws, char** words) {
   const char* file = nullptr;
-  if (!parseString(&file, words[1])) {
-    setResult(ws, "modelr: usage: modelr create cursor <filename>");
+  if (!wordsReadOrAnswer(ws, parseString(&file, words[1]),
+                           "modelr: usage: modelr create cursor <filename>"))
     return;
-  }
   int32_t number = createViewCursor(ws.view, file);
   if (number == 0) {
     setResult(ws, "modelr: create cursor failed");

@@ -29,10 +29,9 @@ namespace {
 // the reader's reason.
 void fileValidate(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words + 1, &name)) {
-    setResult(ws, "modelr: usage: modelr file validate <filename.tga>");
+  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
+                           "modelr: usage: modelr file validate <filename.tga>"))
     return;
-  }
   TgaMessage error;
   error.text[0] = '\0';
   TgaImage* image = readTga(name.c_str(), &error);
@@ -54,10 +53,9 @@ void setIntResult(Workspace& ws, int32_t value) {
 // new model's id, or 0 when it did not load (the status line says why).
 void fileOpen(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words + 1, &name)) {
-    setResult(ws, "modelr: usage: modelr file open <filename>");
+  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
+                           "modelr: usage: modelr file open <filename>"))
     return;
-  }
   Model* model = openModelDocument(ws, name.c_str());
   setIntResult(ws, model ? model->id : 0);
 }
@@ -111,10 +109,9 @@ void fileReload(Workspace& ws, char**) {
 // file name <id>: the open model's name, or "unknown".
 void fileName(Workspace& ws, char** words) {
   int32_t id = 0;
-  if (!parseInt(&id, words[1])) {
-    setResult(ws, "modelr: usage: modelr file name <id>");
+  if (!wordsReadOrAnswer(ws, parseInt(&id, words[1]),
+                           "modelr: usage: modelr file name <id>"))
     return;
-  }
   const Model* model = registryFind(&ws.registry, id);
   setResult(ws, model ? model->name : "unknown");
 }
@@ -122,10 +119,9 @@ void fileName(Workspace& ws, char** words) {
 // file remove <id>: 1 when the model was open and is gone now, else 0.
 void fileRemove(Workspace& ws, char** words) {
   int32_t id = 0;
-  if (!parseInt(&id, words[1])) {
-    setResult(ws, "modelr: usage: modelr file remove <id>");
+  if (!wordsReadOrAnswer(ws, parseInt(&id, words[1]),
+                           "modelr: usage: modelr file remove <id>"))
     return;
-  }
   setResult(ws, removeModelDocument(ws, id) ? "1" : "0");
 }
 
@@ -133,10 +129,9 @@ void fileRemove(Workspace& ws, char** words) {
 // is saved under by default.
 void fileRename(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words + 1, &name)) {
-    setResult(ws, "modelr: usage: modelr file rename <name>");
+  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
+                           "modelr: usage: modelr file rename <name>"))
     return;
-  }
   Model* model = selectedModel(ws);
   if (model == nullptr) return;
   if (name.size() >= sizeof model->name) {
@@ -207,10 +202,9 @@ void fileExport(Workspace& ws, char** words) {
 // view there is nothing to capture and nothing happens.
 void fileSaveScreen(Workspace& ws, char** words) {
   std::string name;
-  if (!fileNameFrom(words + 1, &name)) {
-    setResult(ws, "modelr: usage: modelr file savescreen <filename>");
+  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
+                           "modelr: usage: modelr file savescreen <filename>"))
     return;
-  }
   ViewportPixels pixels;
   if (!captureViewport(ws.view, &pixels)) return;
   // Pixels the window cannot give stay black.

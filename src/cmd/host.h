@@ -21,6 +21,12 @@ inline bool wordsRead(Workspace& ws, bool read, const char* usage) {
   if (!read) reportError(ws, usage);
   return read;
 }
+// The same for the families that answer refusals in the result (file,
+// create, pose): the usage text becomes the command's result.
+inline bool wordsReadOrAnswer(Workspace& ws, bool read, const char* usage) {
+  if (!read) setResult(ws, usage);
+  return read;
+}
 
 // An operation's outcome: on refusal its reason goes to the error procedure.
 // Callers clear LastError before the operation, so that a refusal without a

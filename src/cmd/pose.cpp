@@ -94,10 +94,9 @@ void poseMorph(Workspace& ws, char** words) {
 void poseDemorph(Workspace& ws, char** words) {
   const char* name = nullptr;
   int32_t point = 0;
-  if (!jointAndPoint(words, &name, &point)) {
-    setResult(ws, "modelr: usage: modelr pose demorph <jointname> <n>");
+  if (!wordsReadOrAnswer(ws, jointAndPoint(words, &name, &point),
+                           "modelr: usage: modelr pose demorph <jointname> <n>"))
     return;
-  }
   Model* model = currentModel(ws);
   if (model == nullptr) return;
   KeyedTable* morphs = nullptr;
@@ -146,10 +145,9 @@ void poseReset(Workspace& ws, char** words) {
 void poseSave(Workspace& ws, char** words) {
   const char* which = nullptr;
   std::string file;
-  if (!parseString(&which, words[1]) || !fileNameFrom(words + 2, &file)) {
-    setResult(ws, "modelr: usage: modelr pose save <all|selected> <filename>");
+  if (!wordsReadOrAnswer(ws, parseString(&which, words[1]) && fileNameFrom(words + 2, &file),
+                           "modelr: usage: modelr pose save <all|selected> <filename>"))
     return;
-  }
   // Save and load answer "1" or "0"; a failure also sends its reason to the
   // error procedure.
   const Model* model = modelOrAnswerZero(ws);
@@ -160,10 +158,9 @@ void poseSave(Workspace& ws, char** words) {
 
 void poseLoad(Workspace& ws, char** words) {
   std::string file;
-  if (!fileNameFrom(words + 1, &file)) {
-    setResult(ws, "modelr: usage: modelr pose load <filename>");
+  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &file),
+                           "modelr: usage: modelr pose load <filename>"))
     return;
-  }
   Model* model = modelOrAnswerZero(ws);
   if (model == nullptr) return;
   answerOutcome(ws, readPoseFile(model, file.c_str()));
