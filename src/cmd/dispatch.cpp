@@ -41,10 +41,8 @@ const SubCommand kFamilies[] = {
 };
 
 CommandHandler lookUp(const char* word) {
-  for (const SubCommand& family : kFamilies) {
-    if (std::strcmp(word, family.keyword) == 0) return family.handler;
-  }
-  return nullptr;
+  const SubCommand* family = findKeyword(kFamilies, word);
+  return family != nullptr ? family->handler : nullptr;
 }
 
 }  // namespace

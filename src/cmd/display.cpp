@@ -103,12 +103,8 @@ const SubCommand kSettingWords[] = {
 
 // The handler of a numeric setting named by the word, or null.
 CommandHandler settingHandler(const char* word) {
-  for (const SubCommand& entry : kSettingWords) {
-    if (entry.keyword[0] == word[0] && std::strcmp(entry.keyword, word) == 0) {
-      return entry.handler;
-    }
-  }
-  return nullptr;
+  const SubCommand* row = findKeyword(kSettingWords, word);
+  return row != nullptr ? row->handler : nullptr;
 }
 
 }  // namespace

@@ -64,12 +64,12 @@ struct KeywordRow {
   Handler handler;
 };
 
-// The row whose keyword is the word, or null (also for a null word).
-template <class Handler, size_t N>
-const KeywordRow<Handler>* findKeyword(const KeywordRow<Handler> (&table)[N],
-                                       const char* word) {
+// The row of a table (SubCommand, KeywordRow, ...) whose keyword is the
+// word, or null (also for a null word).
+template <class Row, size_t N>
+const Row* findKeyword(const Row (&table)[N], const char* word) {
   if (word == nullptr) return nullptr;
-  for (const KeywordRow<Handler>& row : table) {
+  for (const Row& row : table) {
     if (std::strcmp(word, row.keyword) == 0) return &row;
   }
   return nullptr;
