@@ -153,26 +153,20 @@ void aboutCentre(Workspace& ws, char** words, const char* usage, bool turn,
                        Flag(explicitSize)...));
 }
 
-void rotatePointWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words, "modelr: usage: modelr rotate point <n> <x> <y> <z> <cx> <cy> <cz>",
-              true, rotatePoint);
-}
+// The rows of rotate and scale: their usage texts, and the form each
+// instantiates.
+constexpr char kRotatePoint[] = "modelr: usage: modelr rotate point <n> <x> <y> <z> <cx> <cy> <cz>";
+constexpr char kRotateChild[] = "modelr: usage: modelr rotate child <id> <x> <y> <z> <cx> <cy> <cz>";
+constexpr char kRotateCollide[] = "modelr: usage: modelr rotate collide <id> <x> <y> <z> <cx> <cy> <cz>";
+constexpr char kRotateJoint[] = "modelr: usage: modelr rotate joint <name> <x> <y> <z> <cx> <cy> <cz>";
+constexpr char kScalePoint[] = "modelr: usage: modelr scale point <n> <x> <y> <z> <cx> <cy> <cz>";
+constexpr char kScaleJoint[] = "modelr: usage: modelr scale joint <name> <x> <y> <z> <cx> <cy> <cz>";
+constexpr char kScaleChild[] = "modelr: usage: modelr scale child <id> <x> <y> <z> <cx> <cy> <cz> [explicit]";
+constexpr char kScaleCollide[] = "modelr: usage: modelr scale collide <id> <x> <y> <z> <cx> <cy> <cz> [explicit]";
 
-void rotateChildWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words, "modelr: usage: modelr rotate child <id> <x> <y> <z> <cx> <cy> <cz>",
-              true, rotateChild);
-}
-
-void rotateCollideWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words,
-              "modelr: usage: modelr rotate collide <id> <x> <y> <z> <cx> <cy> <cz>", true,
-              rotateCollide);
-}
-
-void rotateJointWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words,
-              "modelr: usage: modelr rotate joint <name> <x> <y> <z> <cx> <cy> <cz>", true,
-              rotateJoint);
+template <const char* usage, bool turn, auto operation>
+void aboutCentreWords(Workspace& ws, char** words) {
+  aboutCentre(ws, words, usage, turn, operation);
 }
 
 // Directions turn without a centre.
@@ -194,41 +188,19 @@ void rotateNormalWords(Workspace& ws, char** words) { rotateVectorWords(ws, word
 void rotateSurfaceWords(Workspace& ws, char** words) { rotateVectorWords(ws, words, true); }
 
 const SubCommand kRotateWords[] = {
-    {"point", rotatePointWords},
+    {"point", aboutCentreWords<kRotatePoint, true, rotatePoint>},
     {"normal", rotateNormalWords},
     {"surface", rotateSurfaceWords},
-    {"joint", rotateJointWords},
-    {"child", rotateChildWords},
-    {"collide", rotateCollideWords},
+    {"joint", aboutCentreWords<kRotateJoint, true, rotateJoint>},
+    {"child", aboutCentreWords<kRotateChild, true, rotateChild>},
+    {"collide", aboutCentreWords<kRotateCollide, true, rotateCollide>},
 };
 
-void scalePointWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words, "modelr: usage: modelr scale point <n> <x> <y> <z> <cx> <cy> <cz>",
-              false, scalePoint);
-}
-
-void scaleJointWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words, "modelr: usage: modelr scale joint <name> <x> <y> <z> <cx> <cy> <cz>",
-              false, scaleJoint);
-}
-
-void scaleChildWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words,
-              "modelr: usage: modelr scale child <id> <x> <y> <z> <cx> <cy> <cz> [explicit]",
-              false, scaleChild);
-}
-
-void scaleCollideWords(Workspace& ws, char** words) {
-  aboutCentre(ws, words,
-              "modelr: usage: modelr scale collide <id> <x> <y> <z> <cx> <cy> <cz> [explicit]",
-              false, scaleCollide);
-}
-
 const SubCommand kScaleWords[] = {
-    {"point", scalePointWords},
-    {"joint", scaleJointWords},
-    {"child", scaleChildWords},
-    {"collide", scaleCollideWords},
+    {"point", aboutCentreWords<kScalePoint, false, scalePoint>},
+    {"joint", aboutCentreWords<kScaleJoint, false, scaleJoint>},
+    {"child", aboutCentreWords<kScaleChild, false, scaleChild>},
+    {"collide", aboutCentreWords<kScaleCollide, false, scaleCollide>},
 };
 
 }  // namespace
