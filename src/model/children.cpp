@@ -6,8 +6,7 @@
 #include "model/last_error.h"
 #include "model/model.h"
 
-using geometry_detail::fitsName;
-using geometry_detail::savableName;
+using geometry_detail::acceptName;
 
 namespace {
 
@@ -27,16 +26,7 @@ int32_t addChild(Model* model, Model* child, const char* name,
                  float jointWeight) {
   if (name == nullptr) name = "";
   if (joint == nullptr) joint = "";
-  if (!fitsName(name)) {
-    lastErrorReport("child name too long");
-    return 0;
-  }
-  if (!fitsName(joint)) {
-    lastErrorReport("child joint name too long");
-    return 0;
-  }
-  if (!savableName(name) || (joint[0] != '\0' && !savableName(joint))) {
-    lastErrorReportf("bad child name: %s", savableName(name) ? joint : name);
+  if (!acceptName(name, "child") || (joint[0] != '\0' && !acceptName(joint, "child joint"))) {
     return 0;
   }
   if (position == nullptr) position = kOrigin;
@@ -69,14 +59,7 @@ int32_t addCollide(Model* model, const char* name, int32_t shape,
                    const float rotation[9], float weight, float friction,
                    float bounce, int32_t dynamic) {
   if (name == nullptr) name = "";
-  if (!fitsName(name)) {
-    lastErrorReport("collide object name too long");
-    return 0;
-  }
-  if (!savableName(name)) {
-    lastErrorReportf("bad collide object name: %s", name);
-    return 0;
-  }
+  if (!acceptName(name, "collide object")) return 0;
   if (position == nullptr) position = kOrigin;
   if (size == nullptr) size = kUnitScale;
   if (rotation == nullptr) rotation = kIdentity;

@@ -105,14 +105,7 @@ Layer* addLayer(Model* model, const char* name, float originX, float originY,
     lastErrorReportf("bad layer name: %s", name ? name : "");
     return nullptr;
   }
-  if (!fitsName(name)) {
-    lastErrorReport("layer name too long");
-    return nullptr;
-  }
-  if (!savableName(name)) {
-    lastErrorReportf("bad layer name: %s", name);
-    return nullptr;
-  }
+  if (!acceptName(name, "layer")) return nullptr;
   if (tableFind(&model->layers, name) != nullptr) {
     lastErrorReport("duplicate layer name not allowed");
     return nullptr;

@@ -16,6 +16,18 @@ bool savableName(const char* text) {
   return std::strpbrk(text, " \t\n\v\f\r") == nullptr;
 }
 
+bool acceptName(const char* text, const char* what) {
+  if (!fitsName(text)) {
+    lastErrorReportf("%s name too long", what);
+    return false;
+  }
+  if (!savableName(text)) {
+    lastErrorReportf("bad %s name: %s", what, text);
+    return false;
+  }
+  return true;
+}
+
 bool fitsName(const char* text) {
   return std::strlen(text) < static_cast<size_t>(kNameBytes);
 }

@@ -17,6 +17,9 @@ bool fitsName(const char* text);
 // Names that are not are refused where they enter, so that every file the
 // writer produces reads back.
 bool savableName(const char* text);
+// Both checks, with the reason on refusal: "<what> name too long" or
+// "bad <what> name: <text>" ("layer", "joint", "image file", ...).
+bool acceptName(const char* text, const char* what);
 // The named layer, or null with the reason reported.
 Layer* requireLayer(const Model* model, const char* name);
 // The layer's image `number`, or null with the reason reported.

@@ -49,14 +49,7 @@ bool addImageTaking(Model* model, const char* layerName, int32_t number,
     lastErrorReport("image file name must not be empty");
     return false;
   }
-  if (!fitsName(file)) {
-    lastErrorReport("image file name too long");
-    return false;
-  }
-  if (!savableName(file)) {
-    lastErrorReportf("bad image file name: %s", file);
-    return false;
-  }
+  if (!acceptName(file, "image file")) return false;
   if (mode < 0 || mode > kImageDisplace) {
     lastErrorReportf("bad image mode: %d", mode);
     return false;

@@ -51,14 +51,7 @@ bool setShader(Model* model, const char* layerName, const char* kind,
     return false;
   }
   if (file == nullptr) file = "";
-  if (!fitsName(file)) {
-    lastErrorReport("shader file name too long");
-    return false;
-  }
-  if (file[0] != '\0' && !savableName(file)) {
-    lastErrorReportf("bad shader file name: %s", file);
-    return false;
-  }
+  if (file[0] != '\0' && !acceptName(file, "shader file")) return false;
   ShaderEntry* entry = tableInsertT<ShaderEntry>(&layer->shaders, kind);
   if (entry == nullptr) {
     lastErrorReport("out of memory");

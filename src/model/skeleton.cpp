@@ -6,8 +6,8 @@
 #include "model/last_error.h"
 #include "model/model.h"
 
+using geometry_detail::acceptName;
 using geometry_detail::fitsName;
-using geometry_detail::savableName;
 
 namespace {
 
@@ -32,14 +32,7 @@ Joint* addJoint(Model* model, const char* name, float x, float y, float z,
     return nullptr;
   }
   if (parent == nullptr || parent[0] == '\0') parent = "world";
-  if (!fitsName(name) || !fitsName(parent)) {
-    lastErrorReport("joint name too long");
-    return nullptr;
-  }
-  if (!savableName(name) || !savableName(parent)) {
-    lastErrorReportf("bad joint name: %s", savableName(name) ? parent : name);
-    return nullptr;
-  }
+  if (!acceptName(name, "joint") || !acceptName(parent, "joint")) return nullptr;
   if (std::strcmp(name, parent) == 0) {
     lastErrorReport("Bad joint parent");
     return nullptr;
