@@ -8,6 +8,8 @@
 
 using geometry_detail::acceptName;
 
+using geometry_detail::insertOrReport;
+
 namespace {
 
 const float kOrigin[3] = {0.0f, 0.0f, 0.0f};
@@ -37,11 +39,8 @@ int32_t addChild(Model* model, Model* child, const char* name,
     return 0;
   }
   const int32_t id = nextChildId();
-  Child* record = tableInsertT<Child>(&model->children, id);
-  if (record == nullptr) {
-    lastErrorReport("out of memory");
-    return 0;
-  }
+  Child* record = insertOrReport<Child>(&model->children, id);
+  if (record == nullptr) return 0;
   std::strcpy(record->name, name);
   record->id = id;
   record->model = child;
@@ -68,11 +67,8 @@ int32_t addCollide(Model* model, const char* name, int32_t shape,
     return 0;
   }
   const int32_t id = nextCollideId();
-  CollideObject* record = tableInsertT<CollideObject>(&model->collides, id);
-  if (record == nullptr) {
-    lastErrorReport("out of memory");
-    return 0;
-  }
+  CollideObject* record = insertOrReport<CollideObject>(&model->collides, id);
+  if (record == nullptr) return 0;
   std::strcpy(record->name, name);
   record->id = id;
   record->shape = shape;

@@ -47,11 +47,8 @@ bool storeVector(Model* model, const char* layer, int32_t number, float x,
   }
   PointTables tables;
   if (!resolveTables(model, layer, &tables)) return false;
-  VectorEntry* entry = tableInsertT<VectorEntry>(tables.*which, number);
-  if (entry == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  VectorEntry* entry = insertOrReport<VectorEntry>(tables.*which, number);
+  if (entry == nullptr) return false;
   if (std::isnan(x) || std::isnan(y) || std::isnan(z)) {
     x = 0.0f;
     y = 0.0f;
@@ -110,11 +107,8 @@ Layer* addLayer(Model* model, const char* name, float originX, float originY,
     lastErrorReport("duplicate layer name not allowed");
     return nullptr;
   }
-  Layer* layer = tableInsertT<Layer>(&model->layers, name);
-  if (layer == nullptr) {
-    lastErrorReport("out of memory");
-    return nullptr;
-  }
+  Layer* layer = insertOrReport<Layer>(&model->layers, name);
+  if (layer == nullptr) return nullptr;
   std::strcpy(layer->name, name);
   layer->origin[0] = originX;
   layer->origin[1] = originY;
@@ -145,11 +139,8 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
   }
   if (findPoint(model, number) != nullptr) flushDerived(model);
   const bool first = tableCount(&model->points) == 0;
-  Point* point = tableInsertT<Point>(&model->points, number);
-  if (point == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  Point* point = insertOrReport<Point>(&model->points, number);
+  if (point == nullptr) return false;
   point->x = x;
   point->y = y;
   point->z = z;
@@ -227,11 +218,8 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
     lastErrorReport("colour defined for an undefined point");
     return false;
   }
-  Colour* colour = tableInsertT<Colour>(tables.colours, point);
-  if (colour == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  Colour* colour = insertOrReport<Colour>(tables.colours, point);
+  if (colour == nullptr) return false;
   colour->r = red > 1.0f ? 1.0f : red;
   colour->g = green > 1.0f ? 1.0f : green;
   colour->b = blue > 1.0f ? 1.0f : blue;

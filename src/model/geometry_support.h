@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include "model/geometry.h"
+#include "model/keyed_table.h"
+#include "model/last_error.h"
 #include "model/records.h"
 
 namespace geometry_detail {
@@ -26,6 +28,14 @@ Layer* requireLayer(const Model* model, const char* name);
 Image* requireImage(Model* model, const char* layerName, int32_t number);
 
 void growModelBounds(Model* model, float x, float y, float z);
+
+// Find-or-add of a keyed record; null with "out of memory" as the reason.
+template <class T, class Key>
+T* insertOrReport(KeyedTable* table, Key key) {
+  T* record = tableInsertT<T>(table, key);
+  if (record == nullptr) lastErrorReport("out of memory");
+  return record;
+}
 
 inline bool usesPoint(const int32_t* points, int32_t count, int32_t number) {
   for (int32_t i = 0; i < count; ++i)

@@ -138,11 +138,8 @@ bool addUvee(Model* model, const char* layerName, int32_t imageNumber,
     table = &image->uvees;
     touchLayer(model, layer);
   }
-  Uvee* uvee = tableInsertT<Uvee>(table, point);
-  if (uvee == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  Uvee* uvee = insertOrReport<Uvee>(table, point);
+  if (uvee == nullptr) return false;
   uvee->word = point;
   uvee->u = u;
   uvee->v = v;

@@ -52,11 +52,8 @@ bool setShader(Model* model, const char* layerName, const char* kind,
   }
   if (file == nullptr) file = "";
   if (file[0] != '\0' && !acceptName(file, "shader file")) return false;
-  ShaderEntry* entry = tableInsertT<ShaderEntry>(&layer->shaders, kind);
-  if (entry == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  ShaderEntry* entry = insertOrReport<ShaderEntry>(&layer->shaders, kind);
+  if (entry == nullptr) return false;
   std::strcpy(entry->file, file);
   entry->kind = code;
   entry->handle = 0;  // a new file must be compiled again by the view

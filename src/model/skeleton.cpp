@@ -9,6 +9,8 @@
 using geometry_detail::acceptName;
 using geometry_detail::fitsName;
 
+using geometry_detail::insertOrReport;
+
 namespace {
 
 // Not-a-number falls to 0 with the negatives.
@@ -86,11 +88,8 @@ bool addWeight(Model* model, const char* jointName, int32_t point,
     lastErrorReportf("point number must be 1 or more: %d", point);
     return false;
   }
-  Weight* entry = tableInsertT<Weight>(&joint->weights, point);
-  if (entry == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  Weight* entry = insertOrReport<Weight>(&joint->weights, point);
+  if (entry == nullptr) return false;
   entry->point = point;
   entry->weight = weight;
   return true;
@@ -130,11 +129,8 @@ bool setMorph(Model* model, const char* jointName, int32_t point, float dx,
     lastErrorReportf("point number must be 1 or more: %d", point);
     return false;
   }
-  Morph* entry = tableInsertT<Morph>(morphs, point);
-  if (entry == nullptr) {
-    lastErrorReport("out of memory");
-    return false;
-  }
+  Morph* entry = insertOrReport<Morph>(morphs, point);
+  if (entry == nullptr) return false;
   entry->point = point;
   entry->dx = dx;
   entry->dy = dy;
