@@ -40,11 +40,6 @@ const SubCommand kFamilies[] = {
     {"toggle", toggleCommand},
 };
 
-CommandHandler lookUp(const char* word) {
-  const SubCommand* family = findKeyword(kFamilies, word);
-  return family != nullptr ? family->handler : nullptr;
-}
-
 }  // namespace
 
 void dispatchCommand(Workspace& ws, CommandWords* list) {
@@ -57,9 +52,8 @@ void dispatchCommand(Workspace& ws, CommandWords* list) {
   const char* last = words[1];
   for (int i = 1; words[i] != nullptr; ++i) {
     last = words[i];
-    CommandHandler handler = lookUp(words[i]);
-    if (handler != nullptr) {
-      handler(ws, words + i);
+    if (const SubCommand* family = findKeyword(kFamilies, words[i])) {
+      family->handler(ws, words + i);
       return;
     }
   }

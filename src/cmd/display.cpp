@@ -101,12 +101,6 @@ const SubCommand kSettingWords[] = {
     {"scaler", displayScaler},
 };
 
-// The handler of a numeric setting named by the word, or null.
-CommandHandler settingHandler(const char* word) {
-  const SubCommand* row = findKeyword(kSettingWords, word);
-  return row != nullptr ? row->handler : nullptr;
-}
-
 }  // namespace
 
 void displayCommand(Workspace& ws, char** words) {
@@ -116,8 +110,8 @@ void displayCommand(Workspace& ws, char** words) {
       displaySwitchWord(ws, field, w);
       return;
     }
-    if (CommandHandler handler = settingHandler(*w)) {
-      handler(ws, w);
+    if (const SubCommand* setting = findKeyword(kSettingWords, *w)) {
+      setting->handler(ws, w);
       return;
     }
   }

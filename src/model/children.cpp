@@ -7,7 +7,6 @@
 #include "model/model.h"
 
 using geometry_detail::acceptName;
-
 using geometry_detail::insertOrReport;
 
 namespace {
