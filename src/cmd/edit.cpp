@@ -177,16 +177,12 @@ void addCollideWords(Workspace& ws, char** words, char**) {
 }
 
 void addColorWords(Workspace& ws, char** words, char**) {
-  char** w = words + 1;
-  const char* layer = nullptr;
-  int32_t point = 0;
-  float rgba[4];
-  if (!wordsRead(ws, nextString(w, &layer) &&
-                 nextInt(w, &point) &&
-                 nextFloats(w, rgba, 4), kAddColor)) return;
+  Entry e;
+  if (!wordsRead(ws, readEntry(words, 4, &e), kAddColor)) return;
+  const float* rgba = e.values;
   lastErrorClear();
-  passOnRefusal(ws, addColour(currentModel(ws), layerArgument(layer), point, rgba[0], rgba[1],
-                   rgba[2], rgba[3]));
+  passOnRefusal(ws, addColour(currentModel(ws), layerArgument(e.name), e.number, rgba[0],
+                              rgba[1], rgba[2], rgba[3]));
 }
 
 void addJointWords(Workspace& ws, char** words, char**) {
@@ -257,13 +253,11 @@ void addTriangleWords(Workspace& ws, char** words, char** addWords) {
 
 // add normal and add surface read the same words.
 void addVector(Workspace& ws, char** words, Usage usageText, bool surface) {
-  char** w = words + 1;
-  const char* layer = nullptr;
-  int32_t number = 0;
-  float v[3];
-  if (!wordsRead(ws, nextString(w, &layer) &&
-                 nextInt(w, &number) &&
-                 nextFloats(w, v, 3), usageText)) return;
+  Entry e;
+  if (!wordsRead(ws, readEntry(words, 3, &e), usageText)) return;
+  const char* layer = e.name;
+  const int32_t number = e.number;
+  const float* v = e.values;
   lastErrorClear();
   Model* model = currentModel(ws);
   const char* target = layerArgument(layer);

@@ -24,17 +24,8 @@ void finish(Workspace& ws, bool ok) {
 
 // The forms on a table entry read <name> <n> and `count` numbers: the layer
 // (normal, surface, color) or the joint (weight), then the entry's number.
-struct Entry {
-  const char* name = nullptr;
-  int32_t number = 0;
-  float values[4];
-};
-
 bool readEntry(Workspace& ws, char** words, const char* usage, int count, Entry* entry) {
-  char** w = words + 1;
-  return wordsRead(ws, nextString(w, &entry->name) && nextInt(w, &entry->number) &&
-                           nextFloats(w, entry->values, count),
-                   usage);
+  return wordsRead(ws, readEntry(words, count, entry), usage);
 }
 
 // ---- move -------------------------------------------------------------------

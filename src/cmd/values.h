@@ -92,3 +92,17 @@ inline bool readFloats(char** words, float* out, int count) {
 // Joins the words from `words` on with single blanks: the word splitter cut
 // a file name at its blanks. False when there is no word.
 bool fileNameFrom(char** words, std::string* name);
+
+// <name> <n> and `count` numbers (at most 4), from words[1] on: a layer's
+// or joint's numbered entry and its values, as move, rotate and add read
+// them.
+struct Entry {
+  const char* name = nullptr;
+  int32_t number = 0;
+  float values[4] = {};
+};
+inline bool readEntry(char** words, int count, Entry* entry) {
+  char** w = words + 1;
+  return count <= 4 && nextString(w, &entry->name) && nextInt(w, &entry->number) &&
+         nextFloats(w, entry->values, count);
+}
