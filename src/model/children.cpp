@@ -92,14 +92,20 @@ Child* childByPosition(const Model* model, int32_t n) {
   return child;
 }
 
-Child* childByName(const Model* model, const char* name) {
-  for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
-       s = tableNextSlot(&model->children, s)) {
-    Child* child = tableAt<Child>(&model->children, s);
-    if (name != nullptr && std::strcmp(child->name, name) == 0) return child;
+// The first record of the table with that name; null with `missing` as
+// the reason. Children and collide objects are keyed by id, not by name.
+template <class T>
+T* findNamed(const KeyedTable* table, const char* name, const char* missing) {
+  for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
+    T* record = tableAt<T>(table, s);
+    if (name != nullptr && std::strcmp(record->name, name) == 0) return record;
   }
-  lastErrorReport("child does not exist");
+  lastErrorReport(missing);
   return nullptr;
+}
+
+Child* childByName(const Model* model, const char* name) {
+  return findNamed<Child>(&model->children, name, "child does not exist");
 }
 
 Child* childById(const Model* model, int32_t id) {
@@ -109,13 +115,7 @@ Child* childById(const Model* model, int32_t id) {
 }
 
 CollideObject* collideByName(const Model* model, const char* name) {
-  for (int32_t s = tableNextSlot(&model->collides, -1); s >= 0;
-       s = tableNextSlot(&model->collides, s)) {
-    CollideObject* object = tableAt<CollideObject>(&model->collides, s);
-    if (name != nullptr && std::strcmp(object->name, name) == 0) return object;
-  }
-  lastErrorReport("collide object does not exist");
-  return nullptr;
+  return findNamed<CollideObject>(&model->collides, name, "collide object does not exist");
 }
 
 CollideObject* collideById(const Model* model, int32_t id) {

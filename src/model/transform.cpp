@@ -290,37 +290,37 @@ bool moveColour(Model* model, const char* layer, int32_t number,
                    clampUnit(colour->a + offset[3]));
 }
 
-bool moveJoint(Model* model, const char* name, const float offset[3]) {
+// The joint's position becomes what `place` makes of it, when that is
+// finite.
+template <class Place>
+bool placeJoint(Model* model, const char* name, Place place) {
   Joint* joint = requireJoint(model, name);
   if (joint == nullptr) return false;
-  const float p[3] = {joint->position[0] + offset[0],
-                      joint->position[1] + offset[1],
-                      joint->position[2] + offset[2]};
+  float p[3];
+  place(joint->position, p);
   if (!finiteOrReport(p, 3)) return false;
   std::memcpy(joint->position, p, sizeof p);
   return true;
+}
+
+bool moveJoint(Model* model, const char* name, const float offset[3]) {
+  return placeJoint(model, name, [&](const float* from, float* to) {
+    for (int i = 0; i < 3; ++i) to[i] = from[i] + offset[i];
+  });
 }
 
 bool rotateJoint(Model* model, const char* name, const float rotation[9],
                  const float centre[3]) {
-  Joint* joint = requireJoint(model, name);
-  if (joint == nullptr) return false;
-  float p[3];
-  rotateAbout(rotation, centre, joint->position, p);
-  if (!finiteOrReport(p, 3)) return false;
-  std::memcpy(joint->position, p, sizeof p);
-  return true;
+  return placeJoint(model, name, [&](const float* from, float* to) {
+    rotateAbout(rotation, centre, from, to);
+  });
 }
 
 bool scaleJoint(Model* model, const char* name, const float factors[3],
                 const float centre[3]) {
-  Joint* joint = requireJoint(model, name);
-  if (joint == nullptr) return false;
-  float p[3];
-  scaleAbout(factors, centre, joint->position, p);
-  if (!finiteOrReport(p, 3)) return false;
-  std::memcpy(joint->position, p, sizeof p);
-  return true;
+  return placeJoint(model, name, [&](const float* from, float* to) {
+    scaleAbout(factors, centre, from, to);
+  });
 }
 
 bool moveWeight(Model* model, const char* jointName, int32_t point,
