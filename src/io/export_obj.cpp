@@ -80,13 +80,11 @@ struct ObjWriter {
   template <class Visit>
   void eachTriangle(Visit visit) {
     const KeyedTable* layers = &model->layers;
-    for (int32_t l = tableNextSlot(layers, -1); l >= 0;
-         l = tableNextSlot(layers, l)) {
-      const Layer* layer = tableAt<Layer>(layers, l);
+    tableForEach<const Layer>(layers, [&](const Layer* layer, int32_t l) {
       forEachLayerTriangle(layer, [&](int32_t a, int32_t b, int32_t c) {
         visit(layer, l, a, b, c);
       });
-    }
+    });
   }
 
   void faceNormalRecord(int32_t a, int32_t b, int32_t c) {
@@ -217,16 +215,14 @@ struct ObjWriter {
       outLiteral(out, "\n# ");
       outInt(out, tableCount(lines));
       outLiteral(out, " lines\n");
-      for (int32_t s = tableNextSlot(lines, -1); s >= 0;
-           s = tableNextSlot(lines, s)) {
-        const Line* line = tableAt<Line>(lines, s);
+      tableForEach<const Line>(lines, [&](const Line* line, int32_t) {
         outLiteral(out, "l ");
         for (int32_t i = 0; i < line->count; ++i) {
           outInt(out, vertex(line->points[i]));
           outChar(out, ' ');
         }
         outChar(out, '\n');
-      }
+      });
     }
   }
 };

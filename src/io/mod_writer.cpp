@@ -50,23 +50,19 @@ void vectorTable(TextOut* out, const KeyedTable* table, bool layerSurface) {
 }
 
 void colourTable(TextOut* out, const KeyedTable* table) {
-  for (int32_t s = tableNextSlot(table, -1); s >= 0;
-       s = tableNextSlot(table, s)) {
-    const Colour* c = tableAt<Colour>(table, s);
+  tableForEach<const Colour>(table, [&](const Colour* c, int32_t s) {
     pointColumn(out, tableIntKeyAt(table, s));
     const float rgb[3] = {c->r, c->g, c->b};
     outFloatList(out, rgb, 3);
     outText(out, "   ");
     outFixed(out, c->a, 6);
     outChar(out, '\n');
-  }
+  });
 }
 
 void writeJoints(TextOut* out, const Model* model) {
   const KeyedTable* joints = &model->joints;
-  for (int32_t s = tableNextSlot(joints, -1); s >= 0;
-       s = tableNextSlot(joints, s)) {
-    const Joint* joint = tableAt<Joint>(joints, s);
+  tableForEach<const Joint>(joints, [&](const Joint* joint, int32_t) {
     outNamedRecord(out, "joint  ", joint->name, "  ");
     outFloatList(out, joint->position, 3);
     outText(out, "  ");
@@ -81,15 +77,13 @@ void writeJoints(TextOut* out, const Model* model) {
       outFixed(out, tableAt<Weight>(weights, w)->weight, 6);
       outChar(out, '\n');
     }
-  }
+  });
 }
 
 void writePoints(TextOut* out, const Model* model) {
   outText(out, "points\n");
   const KeyedTable* points = &model->points;
-  for (int32_t s = tableNextSlot(points, -1); s >= 0;
-       s = tableNextSlot(points, s)) {
-    const Point* p = tableAt<Point>(points, s);
+  tableForEach<const Point>(points, [&](const Point* p, int32_t s) {
     pointColumn(out, tableIntKeyAt(points, s));
     outFixedWidth(out, p->x, 6, 6);
     outChar(out, ' ');
@@ -97,7 +91,7 @@ void writePoints(TextOut* out, const Model* model) {
     outChar(out, ' ');
     outFixedWidth(out, p->z, 6, 6);
     outChar(out, '\n');
-  }
+  });
 }
 
 void writeModelTables(TextOut* out, const Model* model) {
@@ -119,9 +113,7 @@ void writeModelTables(TextOut* out, const Model* model) {
 // then "%d " per point.
 template <class T>
 void polygonTable(TextOut* out, const KeyedTable* table) {
-  for (int32_t s = tableNextSlot(table, -1); s >= 0;
-       s = tableNextSlot(table, s)) {
-    const T* item = tableAt<T>(table, s);
+  tableForEach<const T>(table, [&](const T* item, int32_t) {
     outText(out, "5 ");
     outInt(out, item->kind);
     outChar(out, ' ');
@@ -130,7 +122,7 @@ void polygonTable(TextOut* out, const KeyedTable* table) {
       outChar(out, ' ');
     }
     outChar(out, '\n');
-  }
+  });
 }
 
 void imageHead(TextOut* out, int32_t number) {
@@ -188,16 +180,14 @@ void writeImage(TextOut* out, int32_t number, const Image* image) {
     outInt(out, number);
     outChar(out, '\n');
     const KeyedTable* uvees = &image->uvees;
-    for (int32_t s = tableNextSlot(uvees, -1); s >= 0;
-         s = tableNextSlot(uvees, s)) {
-      const Uvee* uvee = tableAt<Uvee>(uvees, s);
+    tableForEach<const Uvee>(uvees, [&](const Uvee* uvee, int32_t s) {
       outInt(out, tableIntKeyAt(uvees, s));
       outText(out, "  ");
       outFixed(out, uvee->u, 4);
       outText(out, "  ");
       outFixed(out, uvee->v, 4);
       outChar(out, '\n');
-    }
+    });
   }
 }
 
@@ -244,9 +234,7 @@ void writeLayer(TextOut* out, const Layer* layer) {
 // Every shape is written as a box; reading it back gives a box.
 void writeCollides(TextOut* out, const Model* model) {
   const KeyedTable* collides = &model->collides;
-  for (int32_t s = tableNextSlot(collides, -1); s >= 0;
-       s = tableNextSlot(collides, s)) {
-    const CollideObject* c = tableAt<CollideObject>(collides, s);
+  tableForEach<const CollideObject>(collides, [&](const CollideObject* c, int32_t) {
     outNamedRecord(out, "collide  ", c->name, "  box  ");
     outFloatList(out, c->position, 3);
     outFloatField(out, "   ", c->size, 3);
@@ -258,15 +246,13 @@ void writeCollides(TextOut* out, const Model* model) {
     outChar(out, ' ');
     outInt(out, c->dynamic);
     outChar(out, '\n');
-  }
+  });
 }
 
 // The joint weight is not part of the line; a reader gives 1.0.
 void writeChildren(TextOut* out, const Model* model) {
   const KeyedTable* children = &model->children;
-  for (int32_t s = tableNextSlot(children, -1); s >= 0;
-       s = tableNextSlot(children, s)) {
-    const Child* c = tableAt<Child>(children, s);
+  tableForEach<const Child>(children, [&](const Child* c, int32_t) {
     outNamedRecord(out, "child  ", c->name, "  ");
     outFloatList(out, c->position, 3);
     outFloatField(out, "  ", c->rotation, 9);
@@ -276,7 +262,7 @@ void writeChildren(TextOut* out, const Model* model) {
       outText(out, c->joint);
     }
     outChar(out, '\n');
-  }
+  });
 }
 
 }  // namespace

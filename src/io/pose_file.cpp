@@ -12,15 +12,13 @@ namespace {
 constexpr const char* kWorld = "world";
 
 void writeMorphs(TextOut* out, const char* name, const KeyedTable* morphs) {
-  for (int32_t s = tableNextSlot(morphs, -1); s >= 0;
-       s = tableNextSlot(morphs, s)) {
-    const Morph* morph = tableAt<Morph>(morphs, s);
+  tableForEach<const Morph>(morphs, [&](const Morph* morph, int32_t) {
     outNamedRecord(out, "morph   ", name, "   ");
     outInt(out, morph->point);
     const float offset[3] = {morph->dx, morph->dy, morph->dz};
     outFloatField(out, "  ", offset, 3);
     outChar(out, '\n');
-  }
+  });
 }
 
 void writePoseLine(TextOut* out, const Joint* joint) {

@@ -123,3 +123,10 @@ template <class T> T* tableFindT(const KeyedTable* t, const char* key) {
 template <class T> T* tableAt(const KeyedTable* t, int32_t slot) {
   return static_cast<T*>(tableElementAt(t, slot));
 }
+
+// Visits every element in slot order as visit(T* element, int32_t slot).
+template <class T, class Visit>
+void tableForEach(const KeyedTable* t, Visit visit) {
+  for (int32_t s = tableNextSlot(t, -1); s >= 0; s = tableNextSlot(t, s))
+    visit(tableAt<T>(t, s), s);
+}
