@@ -291,73 +291,67 @@ bool sectionLine(ModParseState& s, ModSection section) {
   return true;
 }
 
+bool colorsLine(ModParseState& s, const LineTokens&) {
+  return sectionLine(s, kSectionColours);
+}
+bool linesLine(ModParseState& s, const LineTokens&) { return sectionLine(s, kSectionLines); }
+bool pointsLine(ModParseState& s, const LineTokens&) { return sectionLine(s, kSectionPoints); }
+bool trianglesLine(ModParseState& s, const LineTokens&) {
+  return sectionLine(s, kSectionTriangles);
+}
+bool weightsLine(ModParseState& s, const LineTokens&) { return sectionLine(s, kSectionWeights); }
+bool normalsLine(ModParseState& s, const LineTokens&) {
+  s.surface = false;
+  return sectionLine(s, kSectionNormals);
+}
+bool surfaceLine(ModParseState& s, const LineTokens&) {
+  s.surface = true;
+  return sectionLine(s, kSectionNormals);
+}
+bool uveesLine(ModParseState& s, const LineTokens& t) {
+  s.uveeImage = 1;
+  if (t.count == 2 && !intAt(t, 1, &s.uveeImage)) return fail("Bad uvee definition");
+  return sectionLine(s, kSectionUvees);
+}
+
+struct KeywordForm {
+  const char* keyword;
+  bool (*read)(ModParseState& s, const LineTokens& t);
+};
+
+// Every keyword a line may start with. Keyword lines are few beside the
+// data lines, so a walk over the table costs nothing that shows.
+const KeywordForm kKeywordForms[] = {
+    {"colors", colorsLine},
+    // "goraud" is an old spelling that files in circulation use.
+    {"goraud", colorsLine},
+    {"gouraud", colorsLine},
+    {"child", childLine},
+    {"collide", collideLine},
+    {"image", imageLine},
+    {"invisible", invisibleLine},
+    {"joint", jointLine},
+    {"layer", layerLine},
+    {"lines", linesLine},
+    {"mirrorimage", mirrorImageLine},
+    {"normals", normalsLine},
+    {"points", pointsLine},
+    {"reflect", reflectLine},
+    {"surface", surfaceLine},
+    {"shader", shaderLine},
+    {"triangles", trianglesLine},
+    {"transparency", transparencyLine},
+    {"uvees", uveesLine},
+    {"version", versionLine},
+    {"weights", weightsLine},
+};
+
 bool keywordLine(ModParseState& s, const LineTokens& t) {
   const char* k = t.word[0];
-  switch (k[0]) {
-    case 'c':
-      if (!std::strcmp(k, "colors")) return sectionLine(s, kSectionColours);
-      if (!std::strcmp(k, "child")) return childLine(s, t);
-      if (!std::strcmp(k, "collide")) return collideLine(s, t);
-      break;
-    case 'g':
-      // "goraud" is an old spelling that files in circulation use.
-      if (!std::strcmp(k, "goraud") || !std::strcmp(k, "gouraud"))
-        return sectionLine(s, kSectionColours);
-      break;
-    case 'i':
-      if (!std::strcmp(k, "image")) return imageLine(s, t);
-      if (!std::strcmp(k, "invisible")) return invisibleLine(s, t);
-      break;
-    case 'j':
-      if (!std::strcmp(k, "joint")) return jointLine(s, t);
-      break;
-    case 'l':
-      if (!std::strcmp(k, "layer")) return layerLine(s, t);
-      if (!std::strcmp(k, "lines")) return sectionLine(s, kSectionLines);
-      break;
-    case 'm':
-      if (!std::strcmp(k, "mirrorimage")) return mirrorImageLine(s, t);
-      break;
-    case 'n':
-      if (!std::strcmp(k, "normals")) {
-        s.surface = false;
-        return sectionLine(s, kSectionNormals);
-      }
-      break;
-    case 'p':
-      if (!std::strcmp(k, "points")) return sectionLine(s, kSectionPoints);
-      break;  // "path" and the rest are ignored
-    case 'r':
-      if (!std::strcmp(k, "reflect")) return reflectLine(s, t);
-      break;
-    case 's':
-      if (!std::strcmp(k, "surface")) {
-        s.surface = true;
-        return sectionLine(s, kSectionNormals);
-      }
-      if (!std::strcmp(k, "shader")) return shaderLine(s, t);
-      break;
-    case 't':
-      if (!std::strcmp(k, "triangles")) return sectionLine(s, kSectionTriangles);
-      if (!std::strcmp(k, "transparency")) return transparencyLine(s, t);
-      break;
-    case 'u':
-      if (!std::strcmp(k, "uvees")) {
-        s.uveeImage = 1;
-        if (t.count == 2 && !intAt(t, 1, &s.uveeImage)) return fail("Bad uvee definition");
-        return sectionLine(s, kSectionUvees);
-      }
-      break;
-    case 'v':
-      if (!std::strcmp(k, "version")) return versionLine(s, t);
-      break;
-    case 'w':
-      if (!std::strcmp(k, "weights")) return sectionLine(s, kSectionWeights);
-      break;
-    default:
-      break;
+  for (const KeywordForm& form : kKeywordForms) {
+    if (std::strcmp(k, form.keyword) == 0) return form.read(s, t);
   }
-  return true;  // unknown keywords are ignored
+  return true;  // unknown keywords ("path" among them) are ignored
 }
 
 // --- Quick paths ------------------------------------------------------------
