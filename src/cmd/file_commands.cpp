@@ -29,8 +29,8 @@ namespace {
 // the reader's reason.
 void fileValidate(Workspace& ws, char** words) {
   std::string name;
-  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
-                           "modelr: usage: modelr file validate <filename.tga>"))
+  if (!fileNameOrAnswer(ws, words, &name,
+                        "modelr: usage: modelr file validate <filename.tga>"))
     return;
   TgaMessage error;
   error.text[0] = '\0';
@@ -53,9 +53,7 @@ void setIntResult(Workspace& ws, int32_t value) {
 // new model's id, or 0 when it did not load (the status line says why).
 void fileOpen(Workspace& ws, char** words) {
   std::string name;
-  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
-                           "modelr: usage: modelr file open <filename>"))
-    return;
+  if (!fileNameOrAnswer(ws, words, &name, "modelr: usage: modelr file open <filename>")) return;
   Model* model = openModelDocument(ws, name.c_str());
   setIntResult(ws, model ? model->id : 0);
 }
@@ -129,9 +127,7 @@ void fileRemove(Workspace& ws, char** words) {
 // is saved under by default.
 void fileRename(Workspace& ws, char** words) {
   std::string name;
-  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
-                           "modelr: usage: modelr file rename <name>"))
-    return;
+  if (!fileNameOrAnswer(ws, words, &name, "modelr: usage: modelr file rename <name>")) return;
   Model* model = selectedModel(ws);
   if (model == nullptr) return;
   if (name.size() >= sizeof model->name) {
@@ -202,8 +198,8 @@ void fileExport(Workspace& ws, char** words) {
 // view there is nothing to capture and nothing happens.
 void fileSaveScreen(Workspace& ws, char** words) {
   std::string name;
-  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &name),
-                           "modelr: usage: modelr file savescreen <filename>"))
+  if (!fileNameOrAnswer(ws, words, &name,
+                        "modelr: usage: modelr file savescreen <filename>"))
     return;
   ViewportPixels pixels;
   if (!captureViewport(ws.view, &pixels)) return;

@@ -3,6 +3,8 @@
 // command runs in, without Tcl's headers.
 #pragma once
 
+#include <string>
+
 #include "workspace/workspace.h"
 
 // Makes a copy of the text the command's result; null or "" leaves the
@@ -27,6 +29,10 @@ inline bool wordsReadOrAnswer(Workspace& ws, bool read, const char* usage) {
   if (!read) setResult(ws, usage);
   return read;
 }
+
+// The file name of a file or pose command: its words from words[1] on,
+// joined with blanks; else the usage text as the result.
+bool fileNameOrAnswer(Workspace& ws, char** words, std::string* name, const char* usage);
 
 // An operation's outcome: on refusal its reason goes to the error procedure.
 // Callers clear LastError before the operation, so that a refusal without a

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cmd/host.h"
+#include "cmd/values.h"
 #include "model/last_error.h"
 
 namespace {
@@ -322,4 +323,8 @@ void hostCommandEnds(Workspace& ws) {
   Extension& x = extensionOf(ws);
   if (x.commandDepth > 0) --x.commandDepth;
   flushCallbacks(ws);
+}
+
+bool fileNameOrAnswer(Workspace& ws, char** words, std::string* name, const char* usage) {
+  return wordsReadOrAnswer(ws, fileNameFrom(words + 1, name), usage);
 }

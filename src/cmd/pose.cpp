@@ -158,9 +158,7 @@ void poseSave(Workspace& ws, char** words) {
 
 void poseLoad(Workspace& ws, char** words) {
   std::string file;
-  if (!wordsReadOrAnswer(ws, fileNameFrom(words + 1, &file),
-                           "modelr: usage: modelr pose load <filename>"))
-    return;
+  if (!fileNameOrAnswer(ws, words, &file, "modelr: usage: modelr pose load <filename>")) return;
   Model* model = modelOrAnswerZero(ws);
   if (model == nullptr) return;
   answerOutcome(ws, readPoseFile(model, file.c_str()));
