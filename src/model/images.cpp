@@ -58,11 +58,8 @@ bool addImageTaking(Model* model, const char* layerName, int32_t number,
   touchLayer(model, layer);  // whatever happens below changes the layer
   Image* image = tableFindT<Image>(&layer->images, number);
   if (image == nullptr) {
-    image = tableInsertT<Image>(&layer->images, number);
-    if (image == nullptr) {
-      lastErrorReport("out of memory");
-      return false;
-    }
+    image = insertOrReport<Image>(&layer->images, number);
+    if (image == nullptr) return false;
     initImageTables(image);
     // Uvees that arrived before their image: the model's next new image
     // takes the whole table.

@@ -41,11 +41,8 @@ Joint* addJoint(Model* model, const char* name, float x, float y, float z,
   }
   Joint* joint = tableFindT<Joint>(&model->joints, name);
   if (joint == nullptr) {
-    joint = tableInsertT<Joint>(&model->joints, name);
-    if (joint == nullptr) {
-      lastErrorReport("out of memory");
-      return nullptr;
-    }
+    joint = insertOrReport<Joint>(&model->joints, name);
+    if (joint == nullptr) return nullptr;
     std::strcpy(joint->name, name);
     initJointTables(joint);
   }
