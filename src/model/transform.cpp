@@ -211,32 +211,51 @@ bool placeModelPoint(Model* model, int32_t number, const float p[3]) {
   return true;
 }
 
-bool movePoint(Model* model, int32_t number, const float offset[3]) {
+namespace {
+
+// How a position moves: by an offset, turned about a centre, or scaled
+// about one. Points and joints take them alike.
+struct Offset {
+  const float* offset;
+  void operator()(const float* from, float* to) const {
+    for (int i = 0; i < 3; ++i) to[i] = from[i] + offset[i];
+  }
+};
+struct TurnAbout {
+  const float* rotation;
+  const float* centre;
+  void operator()(const float* from, float* to) const { rotateAbout(rotation, centre, from, to); }
+};
+struct ScaleAbout {
+  const float* factors;
+  const float* centre;
+  void operator()(const float* from, float* to) const { scaleAbout(factors, centre, from, to); }
+};
+
+template <class Place>
+bool placePointBy(Model* model, int32_t number, Place place) {
   const Point* point = requirePoint(model, number);
   if (point == nullptr) return false;
-  const float p[3] = {point->x + offset[0], point->y + offset[1],
-                      point->z + offset[2]};
-  return placeModelPoint(model, number, p);
+  const float p[3] = {point->x, point->y, point->z};
+  float out[3];
+  place(p, out);
+  return placeModelPoint(model, number, out);
+}
+
+}  // namespace
+
+bool movePoint(Model* model, int32_t number, const float offset[3]) {
+  return placePointBy(model, number, Offset{offset});
 }
 
 bool rotatePoint(Model* model, int32_t number, const float rotation[9],
                  const float centre[3]) {
-  const Point* point = requirePoint(model, number);
-  if (point == nullptr) return false;
-  const float p[3] = {point->x, point->y, point->z};
-  float out[3];
-  rotateAbout(rotation, centre, p, out);
-  return placeModelPoint(model, number, out);
+  return placePointBy(model, number, TurnAbout{rotation, centre});
 }
 
 bool scalePoint(Model* model, int32_t number, const float factors[3],
                 const float centre[3]) {
-  const Point* point = requirePoint(model, number);
-  if (point == nullptr) return false;
-  const float p[3] = {point->x, point->y, point->z};
-  float out[3];
-  scaleAbout(factors, centre, p, out);
-  return placeModelPoint(model, number, out);
+  return placePointBy(model, number, ScaleAbout{factors, centre});
 }
 
 bool moveVector(Model* model, const char* layer, int32_t number,
@@ -304,23 +323,17 @@ bool placeJoint(Model* model, const char* name, Place place) {
 }
 
 bool moveJoint(Model* model, const char* name, const float offset[3]) {
-  return placeJoint(model, name, [&](const float* from, float* to) {
-    for (int i = 0; i < 3; ++i) to[i] = from[i] + offset[i];
-  });
+  return placeJoint(model, name, Offset{offset});
 }
 
 bool rotateJoint(Model* model, const char* name, const float rotation[9],
                  const float centre[3]) {
-  return placeJoint(model, name, [&](const float* from, float* to) {
-    rotateAbout(rotation, centre, from, to);
-  });
+  return placeJoint(model, name, TurnAbout{rotation, centre});
 }
 
 bool scaleJoint(Model* model, const char* name, const float factors[3],
                 const float centre[3]) {
-  return placeJoint(model, name, [&](const float* from, float* to) {
-    scaleAbout(factors, centre, from, to);
-  });
+  return placeJoint(model, name, ScaleAbout{factors, centre});
 }
 
 bool moveWeight(Model* model, const char* jointName, int32_t point,
