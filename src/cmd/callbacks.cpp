@@ -4,7 +4,6 @@
 
 #include "cmd/families.h"
 #include "cmd/host.h"
-#include "cmd/host_tcl.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 
@@ -19,9 +18,9 @@ void registerFrom(Workspace& ws, char** words, CallbackType type) {
   if (type == kCallbackJoystick && std::strcmp(procedure, "none") == 0) {
     procedure = "";
   }
+  // Errors from every part of the program, script errors of callbacks
+  // included, go to the error procedure.
   ws.callbacks[type] = procedure;
-  // Errors from every part of the program go to the same procedure.
-  if (type == kCallbackError) extensionOf(ws).errorReporter = procedure;
 }
 
 void onError(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackError); }
@@ -46,11 +45,9 @@ const SubCommand kCallbackWords[] = {
 // word there (or none) is named in the refusal.
 void callbackCommand(Workspace& ws, char** words) {
   const char* type = words[1] != nullptr ? words[1] : words[0];
-  for (const SubCommand& row : kCallbackWords) {
-    if (std::strcmp(type, row.keyword) == 0) {
-      row.handler(ws, words + 1);
-      return;
-    }
+  if (const SubCommand* row = findKeyword(kCallbackWords, type)) {
+    row->handler(ws, words + 1);
+    return;
   }
   reportErrorf(ws, "modelr: unknown callback attribute: %s", type);
 }

@@ -278,7 +278,8 @@ void showErrorDialog(Workspace& ws, const char* text) {
   std::string message = text ? text : "unknown";
   Tcl_ResetResult(x.interp);
   // Copied: the procedure may register another reporter while it runs.
-  const std::string reporter = x.errorReporter;
+  const char* registered = callbackProcedure(ws, kCallbackError);
+  const std::string reporter = registered != nullptr ? registered : "";
   if (reporter.empty()) {
     messageBox(x, "Error", "error", message);
     return;

@@ -24,8 +24,6 @@ struct PendingCallback {
 
 struct Extension final : WorkspaceHost, ViewSink {
   Tcl_Interp* interp = nullptr;
-  bool hasTk = false;
-  std::string errorReporter;  // the error procedure, for message boxes too
   std::chrono::steady_clock::time_point lastDrain;
   ResultText text;  // the formatted result of the running command
   // Callbacks wait while a command runs and are delivered, in order, when

@@ -50,7 +50,6 @@ MODELR_EXPORT int Modelr_Init(Tcl_Interp* interp) {
   Extension* x = new (std::nothrow) Extension;
   if (x == nullptr) return TCL_ERROR;
   x->interp = interp;
-  x->hasTk = hasTk;
   // Never freed: Tk may still report a window's end to the view after the
   // command is gone, and the process is ending then anyway.
   if (Tcl_CreateCommand(interp, "modelr", modelrCommand, x, nullptr) == nullptr) {
