@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "cmd/values.h"
 #include "workspace/workspace.h"
 
 // Makes a copy of the text the command's result; null or "" leaves the
@@ -32,7 +33,10 @@ inline bool wordsReadOrAnswer(Workspace& ws, bool read, const char* usage) {
 
 // The file name of a file or pose command: its words from words[1] on,
 // joined with blanks; else the usage text as the result.
-bool fileNameOrAnswer(Workspace& ws, char** words, std::string* name, const char* usage);
+inline bool fileNameOrAnswer(Workspace& ws, char** words, std::string* name,
+                             const char* usage) {
+  return wordsReadOrAnswer(ws, fileNameFrom(words + 1, name), usage);
+}
 
 // An operation's outcome: on refusal its reason goes to the error procedure.
 // Callers clear LastError before the operation, so that a refusal without a

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "cmd/host.h"
-#include "cmd/values.h"
 #include "model/last_error.h"
 
 namespace {
@@ -324,8 +323,4 @@ void hostCommandEnds(Workspace& ws) {
   Extension& x = extensionOf(ws);
   if (x.commandDepth > 0) --x.commandDepth;
   flushCallbacks(ws);
-}
-
-bool fileNameOrAnswer(Workspace& ws, char** words, std::string* name, const char* usage) {
-  return wordsReadOrAnswer(ws, fileNameFrom(words + 1, name), usage);
 }

@@ -15,7 +15,6 @@
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
-#include "cmd/set_items.h"
 #include "cmd/values.h"
 #include "workspace/print.h"
 #include "view/view_window.h"

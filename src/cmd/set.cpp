@@ -333,19 +333,4 @@ bool readColour(char** words, float colour[3]) {
   return true;
 }
 
-// Joins the words from `words` on with single blanks, as file names are
-// joined elsewhere; false for no word or a text that does not fit.
-bool joinWords(char** words, char* out, size_t size) {
-  std::string text;
-  for (char** w = words; *w != nullptr; ++w) {
-    const char* word = nullptr;
-    if (!parseString(&word, *w)) return false;
-    if (!text.empty()) text += ' ';
-    text += word;
-  }
-  if (text.empty() || text.size() >= size) return false;
-  std::memcpy(out, text.c_str(), text.size() + 1);
-  return true;
-}
-
 void setCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kSetWords, "attribute"); }

@@ -10,9 +10,6 @@
 // Three colour components into 0..1 (kByteScale above 1); false leaves
 // `colour` alone.
 bool readColour(char** words, float colour[3]);
-// Joins the words from `words` on with single blanks, as file names are
-// joined elsewhere; false for no word or a text that does not fit.
-bool joinWords(char** words, char* out, size_t size);
 
 void setChild(Workspace& ws, char** words);  // set child <what> <id> <values>
 void setLayer(Workspace& ws, char** words);  // set layer <attribute> <values>

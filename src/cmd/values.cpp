@@ -96,3 +96,10 @@ bool fileNameFrom(char** words, std::string* name) {
   }
   return !name->empty();
 }
+
+bool joinWords(char** words, char* out, size_t size) {
+  std::string text;
+  if (!fileNameFrom(words, &text) || text.size() >= size) return false;
+  std::memcpy(out, text.c_str(), text.size() + 1);
+  return true;
+}

@@ -92,6 +92,9 @@ inline bool readFloats(char** words, float* out, int count) {
 // Joins the words from `words` on with single blanks: the word splitter cut
 // a file name at its blanks. False when there is no word.
 bool fileNameFrom(char** words, std::string* name);
+// The same into a fixed text of `size` bytes; false also for a text that
+// does not fit (it is refused whole, never cut).
+bool joinWords(char** words, char* out, size_t size);
 
 // <name> <n> and `count` numbers (at most 4), from words[1] on: a layer's
 // or joint's numbered entry and its values, as move, rotate and add read
