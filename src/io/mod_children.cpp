@@ -118,6 +118,7 @@ std::string childModelPath(const Model* parent, const char* name) {
 
 bool resolveChildren(Model* model) {
   const bool tooDeep = depthOf(model) > kMaxChildDepth;
+  Model* top = topOf(model);  // where this load counts its models
   // Each child's read starts with a clean LastError; the last child that
   // was dropped is what the status line should still say afterwards.
   std::string dropped;
@@ -131,7 +132,6 @@ bool resolveChildren(Model* model) {
       const int32_t id = child->id;
       const std::string path = childModelPath(model, child->name);
       Model* loaded = nullptr;
-      Model* top = topOf(model);
       if (wouldLoop(model, child->name, path)) {
         lastErrorReportf("%s: %s", "Child in child endless loop", child->name);
       } else if (tooDeep) {

@@ -11,7 +11,7 @@ namespace {
 const char* const kCubeFaceNames[kCubeFaces] = {"right", "left", "back",
                                                 "front", "top",  "bottom"};
 
-// One TGA file into a malloc'd RGB buffer; null with *error set.
+// One TGA file as a malloc'd RGB buffer; null with *error set.
 unsigned char* readPixels(const char* path, int32_t* width, int32_t* height,
                           char (&error)[kErrorTextBytes]) {
   TgaMessage message;
@@ -22,14 +22,9 @@ unsigned char* readPixels(const char* path, int32_t* width, int32_t* height,
                   message.text[0] ? message.text : "TGA read failed");
     return nullptr;
   }
-  const size_t bytes = static_cast<size_t>(tga->width) * tga->height * 3;
-  auto* pixels = static_cast<unsigned char*>(std::malloc(bytes ? bytes : 1));
-  if (pixels == nullptr) {
-    freeTga(tga);
-    std::snprintf(error, sizeof error, "out of memory");
-    return nullptr;
-  }
-  if (bytes) std::memcpy(pixels, tga->pixels, bytes);
+  // The reader's buffer is already malloc'd RGB rows: taken, not copied.
+  unsigned char* pixels = tga->pixels;
+  tga->pixels = nullptr;
   *width = tga->width;
   *height = tga->height;
   freeTga(tga);
