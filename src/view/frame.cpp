@@ -85,17 +85,14 @@ void clearFrame(const ViewState& view) {
 }
 
 // Every model of the scene, in order. Returns how many were drawn.
-int32_t drawScene(View& v) {
-  if (v.sceneBusy) return 0;
-  v.sceneBusy = 1;
+int32_t drawScene(View& v, const Scene& scene) {
   v.render.primitives = 0;
   int32_t models = 0;
-  for (Model* model : v.scene.models) {
+  for (Model* model : scene.models) {
     if (model == nullptr) continue;
     ++models;
     v.render.primitives += drawModel(v.displays, model, &v.render);
   }
-  v.sceneBusy = 0;
   return models;
 }
 
@@ -186,9 +183,8 @@ void drawFrame(View& v) {
 
   // The owner says what is open now: a script run since the last frame
   // may have closed any of it.
-  v.scene.models.clear();
-  v.scene.current = nullptr;
-  if (v.sink != nullptr) v.sink->viewScene(&v.scene);
+  Scene scene;
+  if (v.sink != nullptr) v.sink->viewScene(&scene);
 
   setViewport(v.camera, window);
   clearFrame(v.camera);
@@ -199,8 +195,8 @@ void drawFrame(View& v) {
   const float* focus = v.camera.focus;
   glTranslatef(-focus[0], -focus[1], -focus[2]);
 
-  drawModelLabels(v.fonts, v.scene.current, &render);
-  int32_t models = drawScene(v);
+  drawModelLabels(v.fonts, scene.current, &render);
+  int32_t models = drawScene(v, scene);
   if (render.display.cursor) drawCursorCross(v.camera);
   if (render.display.messages) drawMessageLines(v.fonts, &render, v.camera.background);
 
@@ -209,8 +205,6 @@ void drawFrame(View& v) {
   platformSwapBuffers(window);
 
   auto elapsed = std::chrono::steady_clock::now() - start;
-  v.scene.models.clear();
-  v.scene.current = nullptr;
   int32_t* stats = v.camera.stats;
   ++stats[0];
   stats[1] = render.primitives;

@@ -4,8 +4,7 @@
 #include "view/labels.h"
 
 void viewInit(View* view, ViewSink* sink, void* toolkit) {
-  *view = View();
-  view->camera = ViewState{};
+  *view = View();  // the camera zeroed until a window gives it its start
   initRenderState(&view->render);
   view->sink = sink;
   view->toolkit = toolkit;

@@ -38,7 +38,8 @@ class ViewSink {
   // A failure the user must see even without an error procedure (the
   // message box of window creation).
   virtual void viewAlert(const char* text) = 0;
-  // Fills the scene of the next frame.
+  // Fills the scene of the frame being drawn, asked anew for each frame:
+  // a script run since the last one may have closed any of it.
   virtual void viewScene(Scene* scene) = 0;
 
  protected:
@@ -75,8 +76,6 @@ struct View {
   ModelDisplays* displays = nullptr;
   LabelFonts* fonts = nullptr;
   bool glewReady = false;
-  int32_t sceneBusy = 0;
-  Scene scene;  // the frame being drawn
 };
 
 // Start values: zero camera (a window gives it its start values), render
