@@ -9,6 +9,7 @@
 #include "model/geometry.h"
 #include "model/model.h"
 #include "model/skeleton.h"
+#include "test_models.h"
 #include "view/layer_cache.h"
 
 namespace {
@@ -17,12 +18,7 @@ struct LayerCache : ::testing::Test {
   Model* m = nullptr;
   LayerVertices v;
   void SetUp() override {
-    m = createModel(nullptr, "test.mod", nullptr);
-    // A unit square in z = 0, counter-clockwise seen from +z.
-    addPoint(m, 1, 0, 0, 0);
-    addPoint(m, 2, 1, 0, 0);
-    addPoint(m, 3, 1, 1, 0);
-    addPoint(m, 4, 0, 1, 0);
+    m = test_models::unitSquare();
     addLayer(m, "a", 255, 0, 0, 1, 0, 0);
   }
   void TearDown() override { freeModel(m); }

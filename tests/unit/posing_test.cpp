@@ -10,6 +10,7 @@
 #include "model/model.h"
 #include "model/posing.h"
 #include "model/skeleton.h"
+#include "test_models.h"
 
 namespace {
 
@@ -17,11 +18,7 @@ struct Posing : ::testing::Test {
   Model* m = nullptr;
   std::vector<float> xyz;
   void SetUp() override {
-    m = createModel(nullptr, "test.mod", nullptr);
-    addPoint(m, 1, 0, 0, 0);
-    addPoint(m, 2, 1, 0, 0);
-    addPoint(m, 3, 1, 1, 0);
-    addPoint(m, 4, 0, 1, 0);
+    m = test_models::unitSquare();
   }
   void TearDown() override { freeModel(m); }
   const float* at(int32_t point) {
