@@ -51,28 +51,36 @@ void moveJointWords(Workspace& ws, char** words) {
 }
 
 void moveChildWords(Workspace& ws, char** words) {
-  moveItem(ws, words, "modelr: usage: modelr move child <id> <x> <y> <z>", moveChild);
+  moveItem(ws, words, "modelr: usage: modelr move child <id> <x> <y> <z>", movePlaced<Child>);
 }
 
 void moveCollideWords(Workspace& ws, char** words) {
-  moveItem(ws, words, "modelr: usage: modelr move collide <id> <x> <y> <z>", moveCollide);
+  moveItem(ws, words, "modelr: usage: modelr move collide <id> <x> <y> <z>", movePlaced<CollideObject>);
 }
 
-// move normal and move surface read the same words.
-void moveVectorWords(Workspace& ws, char** words, bool surface) {
+// move and rotate of normals and surface directions read the same words;
+// directions turn without a centre.
+void vectorWords(Workspace& ws, char** words, bool surface, bool turn) {
+  static const char* const kUsage[2][2] = {
+      {"modelr: usage: modelr move normal <layer_name> <n> <x> <y> <z>",
+       "modelr: usage: modelr move surface <layer_name> <n> <x> <y> <z>"},
+      {"modelr: usage: modelr rotate normal <layer_name> <n> <x> <y> <z>",
+       "modelr: usage: modelr rotate surface <layer_name> <n> <x> <y> <z>"}};
   Entry entry;
-  if (!readEntry(ws, words,
-                 surface ? "modelr: usage: modelr move surface <layer_name> <n> <x> <y> <z>"
-                         : "modelr: usage: modelr move normal <layer_name> <n> <x> <y> <z>",
-                 3, &entry)) {
+  if (!readEntry(ws, words, kUsage[turn][surface], 3, &entry)) return;
+  lastErrorClear();
+  Model* model = currentModel(ws);
+  if (!turn) {
+    finish(ws, moveVector(model, entry.name, entry.number, entry.values, surface));
     return;
   }
-  lastErrorClear();
-  finish(ws, moveVector(currentModel(ws), entry.name, entry.number, entry.values, surface));
+  float rotation[9];
+  turnFromAngles(entry.values, rotation);
+  finish(ws, rotateVector(model, entry.name, entry.number, rotation, surface));
 }
 
-void moveNormalWords(Workspace& ws, char** words) { moveVectorWords(ws, words, false); }
-void moveSurfaceWords(Workspace& ws, char** words) { moveVectorWords(ws, words, true); }
+void moveNormalWords(Workspace& ws, char** words) { vectorWords(ws, words, false, false); }
+void moveSurfaceWords(Workspace& ws, char** words) { vectorWords(ws, words, true, false); }
 
 void moveColorWords(Workspace& ws, char** words) {
   Entry entry;
@@ -160,38 +168,23 @@ void aboutCentreWords(Workspace& ws, char** words) {
   aboutCentre(ws, words, usage, turn, operation);
 }
 
-// Directions turn without a centre.
-void rotateVectorWords(Workspace& ws, char** words, bool surface) {
-  Entry entry;
-  if (!readEntry(ws, words,
-                 surface ? "modelr: usage: modelr rotate surface <layer_name> <n> <x> <y> <z>"
-                         : "modelr: usage: modelr rotate normal <layer_name> <n> <x> <y> <z>",
-                 3, &entry)) {
-    return;
-  }
-  float rotation[9];
-  turnFromAngles(entry.values, rotation);
-  lastErrorClear();
-  finish(ws, rotateVector(currentModel(ws), entry.name, entry.number, rotation, surface));
-}
-
-void rotateNormalWords(Workspace& ws, char** words) { rotateVectorWords(ws, words, false); }
-void rotateSurfaceWords(Workspace& ws, char** words) { rotateVectorWords(ws, words, true); }
+void rotateNormalWords(Workspace& ws, char** words) { vectorWords(ws, words, false, true); }
+void rotateSurfaceWords(Workspace& ws, char** words) { vectorWords(ws, words, true, true); }
 
 const SubCommand kRotateWords[] = {
     {"point", aboutCentreWords<kRotatePoint, true, rotatePoint>},
     {"normal", rotateNormalWords},
     {"surface", rotateSurfaceWords},
     {"joint", aboutCentreWords<kRotateJoint, true, rotateJoint>},
-    {"child", aboutCentreWords<kRotateChild, true, rotateChild>},
-    {"collide", aboutCentreWords<kRotateCollide, true, rotateCollide>},
+    {"child", aboutCentreWords<kRotateChild, true, rotatePlaced<Child>>},
+    {"collide", aboutCentreWords<kRotateCollide, true, rotatePlaced<CollideObject>>},
 };
 
 const SubCommand kScaleWords[] = {
     {"point", aboutCentreWords<kScalePoint, false, scalePoint>},
     {"joint", aboutCentreWords<kScaleJoint, false, scaleJoint>},
-    {"child", aboutCentreWords<kScaleChild, false, scaleChild>},
-    {"collide", aboutCentreWords<kScaleCollide, false, scaleCollide>},
+    {"child", aboutCentreWords<kScaleChild, false, scalePlaced<Child>>},
+    {"collide", aboutCentreWords<kScaleCollide, false, scalePlaced<CollideObject>>},
 };
 
 }  // namespace

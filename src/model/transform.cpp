@@ -408,6 +408,8 @@ CollideObject* requirePlaced(Model* model, int32_t id, CollideObject*) {
 float* extentOf(Child* child) { return child->scale; }
 float* extentOf(CollideObject* object) { return object->size; }
 
+}  // namespace
+
 template <class Item>
 bool movePlaced(Model* model, int32_t id, const float offset[3]) {
   Item* item = requirePlaced(model, id, static_cast<Item*>(nullptr));
@@ -428,33 +430,12 @@ bool scalePlaced(Model* model, int32_t id, const float factors[3], const float c
          scalePlacement(item->position, extentOf(item), factors, centre, explicitSize);
 }
 
-}  // namespace
-
-bool moveChild(Model* model, int32_t id, const float offset[3]) {
-  return movePlaced<Child>(model, id, offset);
-}
-
-bool rotateChild(Model* model, int32_t id, const float rotation[9], const float centre[3]) {
-  return rotatePlaced<Child>(model, id, rotation, centre);
-}
-
-bool scaleChild(Model* model, int32_t id, const float factors[3], const float centre[3],
-                bool explicitSize) {
-  return scalePlaced<Child>(model, id, factors, centre, explicitSize);
-}
-
-bool moveCollide(Model* model, int32_t id, const float offset[3]) {
-  return movePlaced<CollideObject>(model, id, offset);
-}
-
-bool rotateCollide(Model* model, int32_t id, const float rotation[9], const float centre[3]) {
-  return rotatePlaced<CollideObject>(model, id, rotation, centre);
-}
-
-bool scaleCollide(Model* model, int32_t id, const float factors[3], const float centre[3],
-                  bool explicitSize) {
-  return scalePlaced<CollideObject>(model, id, factors, centre, explicitSize);
-}
+template bool movePlaced<Child>(Model*, int32_t, const float[3]);
+template bool movePlaced<CollideObject>(Model*, int32_t, const float[3]);
+template bool rotatePlaced<Child>(Model*, int32_t, const float[9], const float[3]);
+template bool rotatePlaced<CollideObject>(Model*, int32_t, const float[9], const float[3]);
+template bool scalePlaced<Child>(Model*, int32_t, const float[3], const float[3], bool);
+template bool scalePlaced<CollideObject>(Model*, int32_t, const float[3], const float[3], bool);
 
 int32_t applyMatrixToPoints(Model* model, const float m[16]) {
   KeyedTable* points = &model->points;

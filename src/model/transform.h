@@ -91,16 +91,14 @@ bool moveWeight(Model* model, const char* joint, int32_t point, float offset);
 // Scaling moves the position about the centre; `explicitSize` instead
 // multiplies the child's scale or the collide object's size and leaves the
 // position (a zero factor is then refused, as a zero size is on adding).
-bool moveChild(Model* model, int32_t id, const float offset[3]);
-bool rotateChild(Model* model, int32_t id, const float rotation[9],
-                 const float centre[3]);
-bool scaleChild(Model* model, int32_t id, const float factors[3],
-                const float centre[3], bool explicitSize);
-bool moveCollide(Model* model, int32_t id, const float offset[3]);
-bool rotateCollide(Model* model, int32_t id, const float rotation[9],
-                   const float centre[3]);
-bool scaleCollide(Model* model, int32_t id, const float factors[3],
-                  const float centre[3], bool explicitSize);
+// Item is Child or CollideObject.
+template <class Item>
+bool movePlaced(Model* model, int32_t id, const float offset[3]);
+template <class Item>
+bool rotatePlaced(Model* model, int32_t id, const float rotation[9], const float centre[3]);
+template <class Item>
+bool scalePlaced(Model* model, int32_t id, const float factors[3], const float centre[3],
+                 bool explicitSize);
 
 // Applies m to the selected points, or to every point when none is
 // selected; one pass to look, one to move. Returns the number of points

@@ -84,7 +84,7 @@ TEST_F(PlacementOps, TurningAChildComposesTheTurnBeforeItsOwnOrientation) {
   const float position[3] = {2, 0, 0};
   const int32_t id = addChild(m, nullptr, "wheel", position, kOne, own, nullptr, 0);
   const float centre[3] = {1, 0, 0};
-  ASSERT_TRUE(rotateChild(m, id, quarter, centre));
+  ASSERT_TRUE(rotatePlaced<Child>(m, id, quarter, centre));
   const Child* child = childById(m, id);
   EXPECT_EQ(child->position[0], 1.0f);
   EXPECT_EQ(child->position[1], 1.0f);
@@ -97,19 +97,19 @@ TEST_F(PlacementOps, ExplicitScalingChangesTheSizeNotThePosition) {
   const int32_t id = addCollide(m, "crate", kShapeBox, position, size, kIdentity,
                                 1, 0, 0, 1);
   const float factors[3] = {2, 3, 4};
-  ASSERT_TRUE(scaleCollide(m, id, factors, kZero, true));
+  ASSERT_TRUE(scalePlaced<CollideObject>(m, id, factors, kZero, true));
   const CollideObject* box = collideById(m, id);
   EXPECT_EQ(box->size[0], 2.0f);
   EXPECT_EQ(box->size[2], 12.0f);
   EXPECT_EQ(box->position[0], 2.0f);
-  ASSERT_TRUE(scaleCollide(m, id, factors, kOne, false));
+  ASSERT_TRUE(scalePlaced<CollideObject>(m, id, factors, kOne, false));
   EXPECT_EQ(box->position[0], 3.0f) << "about the centre";
   EXPECT_EQ(box->size[0], 2.0f);
 
   const float flat[3] = {1, 0, 1};
-  EXPECT_FALSE(scaleCollide(m, id, flat, kZero, true)) << "a zero size is refused";
+  EXPECT_FALSE(scalePlaced<CollideObject>(m, id, flat, kZero, true)) << "a zero size is refused";
   EXPECT_EQ(box->size[1], 6.0f);
-  EXPECT_FALSE(scaleChild(m, 99, factors, kZero, true));
+  EXPECT_FALSE(scalePlaced<Child>(m, 99, factors, kZero, true));
   EXPECT_STREQ(lastErrorText(), "child not found: 99");
 }
 
