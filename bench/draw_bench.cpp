@@ -11,10 +11,6 @@
 // later frames, the limit, later / limit, and a frame after one point was
 // moved (the model's vertex data is rebuilt).
 
-#include <GL/glew.h>
-#include <GL/glx.h>
-#include <X11/Xlib.h>
-
 #include <chrono>
 #include <cmath>
 #include <cstddef>
@@ -23,6 +19,7 @@
 #include <cstring>
 #include <vector>
 
+#include "gl_window.h"
 #include "model/geometry.h"
 #include "model/model.h"
 #include "view/draw_model.h"
@@ -37,65 +34,6 @@ using Clock = std::chrono::steady_clock;
 
 double msSince(Clock::time_point t0) {
   return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
-}
-
-int g_xError = 0;
-int onXError(Display*, XErrorEvent* event) {
-  g_xError = event->error_code;
-  return 0;
-}
-
-struct GlWindow {
-  Display* display = nullptr;
-  Window window = 0;
-  GLXContext context = nullptr;
-};
-
-bool openWindow(GlWindow* w) {
-  w->display = XOpenDisplay(nullptr);
-  if (w->display == nullptr) {
-    std::fprintf(stderr, "draw_bench: no X display (run under xvfb-run)\n");
-    return false;
-  }
-  XSetErrorHandler(onXError);
-  int attributes[] = {GLX_RGBA,
-                      GLX_DOUBLEBUFFER,
-                      GLX_RED_SIZE,
-                      8,
-                      GLX_GREEN_SIZE,
-                      8,
-                      GLX_BLUE_SIZE,
-                      8,
-                      GLX_DEPTH_SIZE,
-                      24,
-                      None};
-  const int screen = DefaultScreen(w->display);
-  XVisualInfo* visual = glXChooseVisual(w->display, screen, attributes);
-  if (visual == nullptr) {
-    std::fprintf(stderr,
-                 "draw_bench: no double-buffered RGBA visual with depth\n");
-    return false;
-  }
-  const Window root = RootWindow(w->display, screen);
-  XSetWindowAttributes set = {};
-  set.colormap = XCreateColormap(w->display, root, visual->visual, AllocNone);
-  w->window =
-      XCreateWindow(w->display, root, 0, 0, kWidth, kHeight, 0, visual->depth,
-                    InputOutput, visual->visual, CWColormap, &set);
-  XMapWindow(w->display, w->window);
-  w->context = glXCreateContext(w->display, visual, nullptr, True);
-  XFree(visual);
-  XSync(w->display, False);
-  if (w->context == nullptr || g_xError != 0 ||
-      !glXMakeCurrent(w->display, w->window, w->context)) {
-    std::fprintf(stderr, "draw_bench: no GL context (X error %d)\n", g_xError);
-    return false;
-  }
-  if (glewInit() != GLEW_OK || glGenBuffers == nullptr) {
-    std::fprintf(stderr, "draw_bench: buffer objects are not available\n");
-    return false;
-  }
-  return true;
 }
 
 // The view's start state: depth test, colour material on diffuse, the two
@@ -265,7 +203,7 @@ void runSize(ModelDisplays* store, int triangles, int frames) {
 
 int main(int argc, char** argv) {
   GlWindow window;
-  if (!openWindow(&window)) return 1;
+  if (!openGlWindow(&window, kWidth, kHeight, "draw_bench")) return 1;
   initState();
   ModelDisplays* store = newModelDisplays();
   std::printf("renderer: %s\n",
@@ -283,9 +221,6 @@ int main(int argc, char** argv) {
   // The context takes the last model's buffers with it.
   forgetModelDisplays(store);
   freeModelDisplays(store);
-  glXMakeCurrent(window.display, None, nullptr);
-  glXDestroyContext(window.display, window.context);
-  XDestroyWindow(window.display, window.window);
-  XCloseDisplay(window.display);
+  closeGlWindow(&window);
   return 0;
 }

@@ -27,6 +27,7 @@ const SubCommand kFamilies[] = {
     {"message", messageCommand},
     {"move", moveCommand},
     {"perform", performCommand},
+    {"pick", pickCommand},
     {"pose", poseCommand},
     {"print", printCommand},
     {"reload", reloadCommand},

@@ -26,8 +26,9 @@ void deselectCommand(Workspace& ws, char** words);  // select.cpp
 void matrixCommand(Workspace& ws, char** words);    // matrix_commands.cpp
 void moveCommand(Workspace& ws, char** words);      // transform.cpp
 void performCommand(Workspace& ws, char** words);   // perform.cpp
+void pickCommand(Workspace& ws, char** words);      // pick.cpp
 void printCommand(Workspace& ws, char** words);     // misc.cpp
 void rotateCommand(Workspace& ws, char** words);    // transform.cpp
 void scaleCommand(Workspace& ws, char** words);     // transform.cpp
 void selectCommand(Workspace& ws, char** words);    // select.cpp
-void toggleCommand(Workspace& ws, char** words);    // misc.cpp
+void toggleCommand(Workspace& ws, char** words);    // pick.cpp

@@ -1,4 +1,4 @@
-// The small top-level commands: message, system, print and toggle.
+// The small top-level commands: message, system and print.
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -83,41 +83,6 @@ void systemCommand(Workspace& ws, char** words) {
 void printCommand(Workspace& ws, char**) {
   std::string refusal = printView(ws);
   if (!refusal.empty()) reportErrorf(ws, "modelr: print failed: %s", refusal.c_str());
-}
-
-// ---- toggle ----------------------------------------------------------------
-
-namespace {
-
-// Picking is not there yet: the arguments are checked and nothing is
-// picked, so the answer is 0 and no selection changes.
-void togglePick(Workspace& ws, char** words, const char* usage) {
-  int32_t x = 0, y = 0;
-  if (!parseInt(&x, words[1]) || !parseInt(&y, words[2])) {
-    reportError(ws, usage);
-    return;
-  }
-  setResult(ws, "0");
-}
-
-void toggleChild(Workspace& ws, char** words) {
-  togglePick(ws, words, "modelr: usage: modelr pick model <x> <y>");
-}
-
-void togglePoint(Workspace& ws, char** words) {
-  togglePick(ws, words, "modelr: usage: modelr pick point <x> <y>");
-}
-
-const SubCommand kToggleWords[] = {
-    {"child", toggleChild},
-    {"point", togglePoint},
-};
-
-}  // namespace
-
-// modelr toggle child|point <x> <y>: the picked id, 0 for none.
-void toggleCommand(Workspace& ws, char** words) {
-  runSubCommand(ws, words, kToggleWords, "attribute");
 }
 
 

@@ -14,6 +14,7 @@
 #include "cmd/query_support.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
+#include "workspace/picking.h"
 #include "model/geometry.h"
 #include "model/skeleton.h"
 
@@ -233,8 +234,8 @@ void getNumKids(Workspace& ws, char** words) {
   if (!ids.failed) setInt(ws, ids.count);
 }
 
-// get point <n> [exclusive]. Picking resolves nothing beyond the point's
-// own position yet, so both forms answer the same.
+// get point <n> [exclusive]: the stored position, or with "exclusive" the
+// one the point picker sees (posed when the pose switch is on).
 void getPoint(Workspace& ws, char** words) {
   int32_t number = 0;
   if (!parseInt(&number, words[1])) {
@@ -243,13 +244,19 @@ void getPoint(Workspace& ws, char** words) {
     reportError(ws, "modelr: usage: modelr get point <n>");
     return;
   }
+  const bool asPicked = words[2] != nullptr && std::strcmp(words[2], "exclusive") == 0;
   const Model* model = currentModel(ws);
   const Point* point = model ? findPoint(model, number) : nullptr;
-  if (point == nullptr) {
+  float xyz[3];
+  if (point == nullptr || (asPicked && !pointAsPicked(ws, number, xyz))) {
     setUnknown(ws);
     return;
   }
-  float xyz[3] = {point->x, point->y, point->z};
+  if (!asPicked) {
+    xyz[0] = point->x;
+    xyz[1] = point->y;
+    xyz[2] = point->z;
+  }
   setFloats(ws, xyz, 3);
 }
 

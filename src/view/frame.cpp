@@ -38,15 +38,10 @@ void setMaterialAndLights(const RenderState& render) {
   glDepthFunc(GL_LEQUAL);
 }
 
-// Not fixed: the client area. Fixed: the set size, centred.
-void setViewport(const ViewState& view, PlatformWindow* window) {
-  int w = 0, h = 0;
-  platformWindowSize(window, &w, &h);
-  if (view.fixedSize)
-    glViewport(w / 2 - view.viewWidth / 2, h / 2 - view.viewHeight / 2, view.viewWidth,
-               view.viewHeight);
-  else
-    glViewport(0, 0, w, h);
+void setViewport(View& v) {
+  int vp[4];
+  viewViewport(v, vp);
+  glViewport(vp[0], vp[1], vp[2], vp[3]);
 }
 
 void clearFrame(const ViewState& view) {
@@ -186,7 +181,7 @@ void drawFrame(View& v) {
   Scene scene;
   if (v.sink != nullptr) v.sink->viewScene(&scene);
 
-  setViewport(v.camera, window);
+  setViewport(v);
   clearFrame(v.camera);
   applyProjection(v);
   glMatrixMode(GL_MODELVIEW);
@@ -214,4 +209,20 @@ void drawFrame(View& v) {
   render.frameBusy = 0;
   for (const std::string& failure : takeDrawFailures(v.displays))
     viewReportError(&v, failure.c_str());
+}
+
+void viewViewport(View& v, int viewport[4]) {
+  int w = 0, h = 0;
+  if (v.window.window != nullptr) platformWindowSize(v.window.window, &w, &h);
+  const ViewState& view = v.camera;
+  if (view.fixedSize) {
+    viewport[0] = w / 2 - view.viewWidth / 2;
+    viewport[1] = h / 2 - view.viewHeight / 2;
+    viewport[2] = view.viewWidth;
+    viewport[3] = view.viewHeight;
+    return;
+  }
+  viewport[0] = viewport[1] = 0;
+  viewport[2] = w;
+  viewport[3] = h;
 }

@@ -16,3 +16,6 @@ void drawFrame(View& view);
 // Recomputes the camera's projection and loads it into OpenGL, replacing
 // the projection matrix; leaves the model-view matrix selected.
 void applyProjection(View& view);
+// The viewport a frame lays out (x, y, w, h): the client area, or the
+// fixed size centred in it.
+void viewViewport(View& view, int viewport[4]);

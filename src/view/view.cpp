@@ -2,6 +2,7 @@
 
 #include "view/draw_model.h"
 #include "view/labels.h"
+#include "view/pick.h"
 
 void viewInit(View* view, ViewSink* sink, void* toolkit) {
   *view = View();  // the camera zeroed until a window gives it its start
@@ -10,11 +11,14 @@ void viewInit(View* view, ViewSink* sink, void* toolkit) {
   view->toolkit = toolkit;
   view->displays = newModelDisplays();
   view->fonts = newLabelFonts();
+  view->picking = newPickState();
 }
 
 void viewRelease(View* view) {
   freeModelDisplays(view->displays);
   freeLabelFonts(view->fonts);
+  freePickState(view->picking);
+  view->picking = nullptr;
   view->displays = nullptr;
   view->fonts = nullptr;
 }

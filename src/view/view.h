@@ -15,6 +15,7 @@
 struct PlatformWindow;
 struct ModelDisplays;  // per-model vertex data on the GL side (draw_model.cpp)
 struct LabelFonts;     // glyph display lists of the labels (labels.cpp)
+struct PickState;      // candidate sets and indexes of the pickers (pick.h)
 
 // What one frame draws: the open top-level models in registry order and
 // the model whose labels and layer outline show.
@@ -75,6 +76,7 @@ struct View {
   void* toolkit = nullptr;
   ModelDisplays* displays = nullptr;
   LabelFonts* fonts = nullptr;
+  PickState* picking = nullptr;
   bool glewReady = false;
 };
 
