@@ -51,6 +51,10 @@ struct LayerDisplay {
   PointsKey points;
   int32_t normalMode = -1;
   float normalLength = 0.0f;
+  // The selection colour the selected polygons and lines were built in;
+  // it matters only when the layer has some.
+  bool showsSelection = false;
+  uint8_t selection[3] = {0, 0, 0};
   VertexRun triangles, lines, normals;
   int32_t openLineVertices = 0;
 };
@@ -177,6 +181,15 @@ void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
   if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
 }
 
+uint8_t colourByte(float c) {
+  return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
+                                       : 0.0f);
+}
+
+void selectionBytes(const RenderState* render, uint8_t out[3]) {
+  for (int i = 0; i < 3; ++i) out[i] = colourByte(render->selectionColour[i]);
+}
+
 void reportOutOfMemory(ModelDisplays* store, const char* what) {
   char text[kNameBytes + 64];
   std::snprintf(text, sizeof text, "modelr: out of memory drawing %s", what);
@@ -202,17 +215,22 @@ float normalLengthOf(const Model* model, const DisplayFlags* flags) {
 }
 
 // Brings the layer's runs up to date; false when it cannot be drawn.
+// Marking or unmarking a polygon or line touches its layer, so only a new
+// selection colour is left to watch here.
 bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
                   const float* positions, const PointsKey& points,
-                  NormalMode mode, float normalLength, LayerDisplay* d) {
+                  NormalMode mode, float normalLength,
+                  const uint8_t selection[3], LayerDisplay* d) {
   if (d->valid && d->revision == layer->revision && d->points == points &&
       d->normalMode == mode && d->normalLength == normalLength &&
+      (!d->showsSelection || std::memcmp(d->selection, selection, 3) == 0) &&
       std::strcmp(d->name, layer->name) == 0)
     return true;
   d->valid = false;
   LayerVertices& scratch = store->scratch;
   try {
-    buildLayerVertices(model, layer, positions, mode, normalLength, &scratch);
+    buildLayerVertices(model, layer, positions, mode, normalLength, selection,
+                       &scratch);
     upload(store, &d->triangles, scratch.triangles);
     upload(store, &d->lines, scratch.lines);
     upload(store, &d->normals, scratch.normalLines);
@@ -223,6 +241,8 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
     return false;
   }
   d->openLineVertices = scratch.openLineVertices;
+  d->showsSelection = scratch.selectedItems > 0;
+  std::memcpy(d->selection, selection, sizeof d->selection);
   // A big layer's arrays are not worth keeping on the host once uploaded.
   if (scratch.triangles.capacity() > kKeptScratchVertices)
     scratch = LayerVertices();
@@ -345,15 +365,9 @@ void drawLayer(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
 
 void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
                     const PointsKey& key) {
-  auto toByte = [](float c) {
-    return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
-                                         : 0.0f);
-  };
   uint8_t colours[6];
-  for (int i = 0; i < 3; ++i) {
-    colours[i] = toByte(ctx->render->pointColour[i]);
-    colours[3 + i] = toByte(ctx->render->selectionColour[i]);
-  }
+  for (int i = 0; i < 3; ++i) colours[i] = colourByte(ctx->render->pointColour[i]);
+  selectionBytes(ctx->render, colours + 3);
   if (md->markers.count > 0 && md->markersKey == key &&
       std::memcmp(colours, md->markerColours, sizeof colours) == 0)
     return;
@@ -419,6 +433,8 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   const float* positions = md.posed.empty() ? nullptr : md.posed.data();
   const NormalMode mode = normalModeOf(flags);
   const float normalLength = normalLengthOf(model, flags);
+  uint8_t selection[3];
+  selectionBytes(ctx->render, selection);
 
   const KeyedTable* layers = &model->layers;
   for (size_t i = layers->capacity; i < md.layers.size(); ++i)
@@ -431,7 +447,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
       continue;
     }
     drawable[s] = refreshLayer(store, model, tableAt<Layer>(layers, s), positions, key,
-                               mode, normalLength, &md.layers[s]);
+                               mode, normalLength, selection, &md.layers[s]);
   }
 
   // Opaque layers, then the children, then the see-through layers over

@@ -80,7 +80,17 @@ struct LayerSources {
   const KeyedTable* modelNormals;
   uint8_t fallback[4];
   float opacity;
+  const uint8_t* selection;  // r g b of selected polygons and lines
 };
+
+// A selected polygon or line shows the selection colour at every corner,
+// each keeping its alpha so that see-through layers stay see-through.
+void markSelected(const LayerSources& s, int32_t flags, int32_t count,
+                  uint8_t (*colours)[4], LayerVertices* out) {
+  if ((flags & kItemSelected) == 0) return;
+  for (int32_t i = 0; i < count; ++i) std::memcpy(colours[i], s.selection, 3);
+  ++out->selectedItems;
+}
 
 void cornerColour(const LayerSources& s, int32_t number, uint8_t out[4]) {
   const Colour* c = nullptr;
@@ -189,6 +199,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
       }
       cornerColour(src, corners[i].number, colours[i]);
     }
+    markSelected(src, t->flags, count, colours, out);
     // The polygon is a triangle strip; each vertex flags whether the edge
     // it starts lies on the outline, so that wireframe shows no diagonals.
     forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
@@ -227,6 +238,7 @@ void buildLines(const LayerSources& src, const float* positions,
       continue;
     for (int32_t i = 0; i < count; ++i)
       cornerColour(src, corners[i].number, colours[i]);
+    markSelected(src, l->flags, count, colours, out);
     for (int32_t i = 0; i + 1 < count; ++i) {
       emitVertex(&out->lines, corners[i].position, up, colours[i]);
       emitVertex(&out->lines, corners[i + 1].position, up, colours[i + 1]);
@@ -244,11 +256,13 @@ void buildLines(const LayerSources& src, const float* positions,
 
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
-                        float normalLength, LayerVertices* out) {
+                        float normalLength, const uint8_t selection[3],
+                        LayerVertices* out) {
   out->triangles.clear();
   out->lines.clear();
   out->normalLines.clear();
   out->openLineVertices = 0;
+  out->selectedItems = 0;
 
   LayerSources src;
   src.model = model;
@@ -261,6 +275,7 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   src.layerNormals = nonEmpty(&layer->normals);
   src.modelNormals = nonEmpty(&model->normals);
   src.opacity = layer->opacity;
+  src.selection = selection;
   float rgb[3];
   layerColour(layer, rgb);
   for (int i = 0; i < 3; ++i) src.fallback[i] = toByte(rgb[i]);
@@ -269,4 +284,3 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   buildPolygons(src, positions, mode, normalLength, out);
   buildLines(src, positions, out);
 }
-

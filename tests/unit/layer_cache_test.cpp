@@ -8,6 +8,7 @@
 
 #include "model/geometry.h"
 #include "model/model.h"
+#include "model/selection.h"
 #include "model/skeleton.h"
 #include "test_models.h"
 #include "view/layer_cache.h"
@@ -23,7 +24,9 @@ struct LayerCache : ::testing::Test {
   }
   void TearDown() override { freeModel(m); }
   void build(NormalMode mode = kNormalsStoredElseFace, float normals = 0.0f) {
-    buildLayerVertices(m, findLayer(m, "a"), nullptr, mode, normals, &v);
+    const uint8_t selection[3] = {10, 20, 30};
+    buildLayerVertices(m, findLayer(m, "a"), nullptr, mode, normals, selection,
+                       &v);
   }
   void addQuad() {
     const int32_t quad[4] = {1, 2, 3, 4};
@@ -161,6 +164,25 @@ TEST_F(LayerCache, NormalLinesStartAtCornersAndPointAlongNormals) {
   EXPECT_FLOAT_EQ(v.normalLines[3].position[2], 0.5f);
   build();
   EXPECT_TRUE(v.normalLines.empty());
+}
+
+TEST_F(LayerCache, SelectedPolygonsAndLinesTakeTheSelectionColourKeepingAlpha) {
+  addQuad();
+  const int32_t two[2] = {1, 3};
+  const int32_t line = addLine(m, "a", 2, two, 0);
+  setTransparency(m, "a", 0.5f);
+  const int32_t quad = tableAt<Triangle>(&findLayer(m, "a")->triangles, 0)->id;
+  ASSERT_TRUE(markTriangle(m, quad, true));
+  build();
+  EXPECT_EQ(v.selectedItems, 1);
+  for (const DrawVertex& d : v.triangles) expectColour(d, 10, 20, 30, 128);
+  expectColour(v.lines[0], 255, 0, 0, 128);  // the line is not selected
+  ASSERT_TRUE(markTriangle(m, quad, false));
+  ASSERT_TRUE(markLine(m, line, true));
+  build();
+  EXPECT_EQ(v.selectedItems, 1);
+  for (const DrawVertex& d : v.triangles) expectColour(d, 255, 0, 0, 128);
+  for (const DrawVertex& d : v.lines) expectColour(d, 10, 20, 30, 128);
 }
 
 }  // namespace
