@@ -86,6 +86,9 @@ struct DrawContext {
   const DisplayFlags* flags;
   float matrix[16];  // the model-view matrix in force, column order
   bool flipped;      // an odd number of reflections: winding reversed
+  // Drawing the wire over a selected child: edges only, in the selection
+  // colour set before, unlit, without markers or blending.
+  bool outline;
   int depth;
   int32_t primitives;
 };
@@ -311,10 +314,10 @@ void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
                    bool blended) {
   const DisplayFlags* flags = ctx->flags;
   const bool cull = layer->singleSided && !flags->backfaces;
-  const bool outlines = flags->wireframe != 0;
+  const bool outlines = flags->wireframe != 0 || ctx->outline;
   if (flags->triangles && d.triangles.count > 0) {
     // Images are bound here once the vertices carry texture coordinates.
-    setLighting(flags, !layer->lightingOff);
+    setLighting(flags, !layer->lightingOff && !ctx->outline);
     glLightModeli(GL_LIGHT_MODEL_TWO_SIDE,
                   layer->singleSided ? GL_FALSE : GL_TRUE);
     if (cull) {
@@ -341,7 +344,7 @@ void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
     drawRun(d.lines, GL_LINES, 0, lineVertices);
     ctx->primitives += lineVertices / 2;
   }
-  if (flags->normals && d.normals.count > 0) {
+  if (flags->normals && d.normals.count > 0 && !ctx->outline) {
     setLighting(flags, false);
     drawRun(d.normals, GL_LINES, 0, d.normals.count);
   }
@@ -450,6 +453,17 @@ void drawModelBody(Model* model, DrawContext* ctx) {
                                mode, normalLength, selection, &md.layers[s]);
   }
 
+  if (ctx->outline) {
+    for (int32_t s = tableNextSlot(layers, -1); s >= 0;
+         s = tableNextSlot(layers, s)) {
+      if (drawable[s])
+        drawLayer(md.layers[s], tableAt<Layer>(layers, s), ctx, false);
+    }
+    if (flags->children && ctx->depth < kMaxChildDepth)
+      drawChildren(model, ctx);
+    return;
+  }
+
   // Opaque layers, then the children, then the see-through layers over
   // everything of this model that is solid.
   for (int32_t s = tableNextSlot(layers, -1); s >= 0;
@@ -491,6 +505,25 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   }
 }
 
+// A selected child: its edges again, in the selection colour, a little in
+// front of its surfaces (the placement of `inner` is in force).
+void outlineChild(Model* child, const DrawContext& inner) {
+  uint8_t colour[3];
+  selectionBytes(inner.render, colour);
+  glPolygonMode(GL_FRONT_AND_BACK, GL_LINE);
+  glEnable(GL_POLYGON_OFFSET_LINE);
+  glPolygonOffset(-1.0f, -1.0f);
+  glDisableClientState(GL_COLOR_ARRAY);
+  glColor4ub(colour[0], colour[1], colour[2], 255);
+  DrawContext outline = inner;
+  outline.outline = true;
+  applyMatrix(outline);
+  drawModelBody(child, &outline);
+  glEnableClientState(GL_COLOR_ARRAY);
+  glDisable(GL_POLYGON_OFFSET_LINE);
+  glPolygonMode(GL_FRONT_AND_BACK, inner.flags->wireframe ? GL_LINE : GL_FILL);
+}
+
 void drawChildren(const Model* model, DrawContext* ctx) {
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
@@ -513,6 +546,9 @@ void drawChildren(const Model* model, DrawContext* ctx) {
     inner.depth = ctx->depth + 1;
     applyMatrix(inner);
     drawModelBody(child->model, &inner);
+    // The wire is not counted: it draws what was just counted again.
+    if ((child->flags & kItemSelected) != 0 && !ctx->outline)
+      outlineChild(child->model, inner);
     ctx->primitives = inner.primitives;
   }
   applyMatrix(*ctx);
@@ -550,6 +586,7 @@ int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render)
   ctx.flags = flags;
   glGetFloatv(GL_MODELVIEW_MATRIX, ctx.matrix);
   ctx.flipped = false;
+  ctx.outline = false;
   ctx.depth = 0;
   ctx.primitives = 0;
   applyMatrix(ctx);
