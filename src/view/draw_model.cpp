@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kMaxChildDepth = 64;
 constexpr float kMarkerSize = 4.0f;
+constexpr float kJointMarkerSize = 8.0f;
 constexpr float kNormalLengthShare = 0.05f;  // of the model's largest extent
 constexpr size_t kKeptScratchVertices = 1 << 18;
 
@@ -76,6 +77,10 @@ struct ModelDisplays {
   std::vector<GLuint> doomed;  // deleted by the next drawModel
   LayerVertices scratch;
   std::vector<std::string> failures;  // reported once the frame is done
+  // The marks of selected joints and collide objects, rebuilt in host
+  // memory for every model drawn: they are few, and reading them afresh
+  // follows every move without a revision to watch.
+  VertexRun jointMarks, collideEdges;
 };
 
 namespace {
@@ -393,6 +398,31 @@ void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
   std::memcpy(md->markerColours, colours, sizeof colours);
 }
 
+// Selected joints and collide objects, in the selection colour whatever
+// the switches say, so that what a pick or a toggle marked shows; drawn
+// through the surfaces, since joints sit inside the skin they move.
+void drawSelectedMarks(const Model* model, DrawContext* ctx) {
+  if (tableCount(&model->joints) == 0 && tableCount(&model->collides) == 0)
+    return;
+  ModelDisplays* store = ctx->store;
+  VertexRun& joints = store->jointMarks;
+  VertexRun& edges = store->collideEdges;
+  uint8_t colour[3];
+  selectionBytes(ctx->render, colour);
+  buildSelectedMarks(model, colour, &joints.host, &edges.host);
+  joints.count = static_cast<int32_t>(joints.host.size());
+  edges.count = static_cast<int32_t>(edges.host.size());
+  if (joints.count == 0 && edges.count == 0) return;
+  setLighting(ctx->flags, false);
+  const bool depthTest = glIsEnabled(GL_DEPTH_TEST) == GL_TRUE;
+  glDisable(GL_DEPTH_TEST);
+  glPointSize(kJointMarkerSize);
+  drawRun(joints, GL_POINTS, 0, joints.count);
+  drawRun(edges, GL_LINES, 0, edges.count);
+  if (depthTest) glEnable(GL_DEPTH_TEST);
+  ctx->primitives += joints.count + edges.count / 2;
+}
+
 // Forgets the children that are gone (deleted, absorbed) since last time.
 void noteChildren(ModelDisplays* store, const Model* model, ModelDisplay* md) {
   std::vector<int32_t> now;
@@ -503,6 +533,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   } else if (md.markers.count > 0) {
     dropRun(store, &md.markers);
   }
+  drawSelectedMarks(model, ctx);
 }
 
 // A selected child: its edges again, in the selection colour, a little in

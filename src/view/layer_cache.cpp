@@ -284,3 +284,43 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   buildPolygons(src, positions, mode, normalLength, out);
   buildLines(src, positions, out);
 }
+
+
+void buildSelectedMarks(const Model* model, const uint8_t colour[3],
+                        std::vector<DrawVertex>* joints,
+                        std::vector<DrawVertex>* edges) {
+  joints->clear();
+  edges->clear();
+  const float up[3] = {0.0f, 0.0f, 1.0f};  // drawn unlit
+  const uint8_t rgba[4] = {colour[0], colour[1], colour[2], 255};
+  for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
+       s = tableNextSlot(&model->joints, s)) {
+    const Joint* joint = tableAt<Joint>(&model->joints, s);
+    if (joint->selected) emitVertex(joints, joint->position, up, rgba);
+  }
+  for (int32_t s = tableNextSlot(&model->collides, -1); s >= 0;
+       s = tableNextSlot(&model->collides, s)) {
+    const CollideObject* o = tableAt<CollideObject>(&model->collides, s);
+    if ((o->flags & kItemSelected) == 0) continue;
+    // Corner c has the half size along local axis i negative where bit i
+    // of c is clear.
+    float corner[8][3];
+    for (int c = 0; c < 8; ++c) {
+      const float local[3] = {(c & 1 ? 0.5f : -0.5f) * o->size[0],
+                              (c & 2 ? 0.5f : -0.5f) * o->size[1],
+                              (c & 4 ? 0.5f : -0.5f) * o->size[2]};
+      for (int r = 0; r < 3; ++r)
+        corner[c][r] = o->position[r] + o->rotation[r * 3] * local[0] +
+                       o->rotation[r * 3 + 1] * local[1] +
+                       o->rotation[r * 3 + 2] * local[2];
+    }
+    // An edge joins corners that differ in one bit.
+    for (int c = 0; c < 8; ++c) {
+      for (int bit = 1; bit < 8; bit <<= 1) {
+        if (c & bit) continue;
+        emitVertex(edges, corner[c], up, rgba);
+        emitVertex(edges, corner[c | bit], up, rgba);
+      }
+    }
+  }
+}

@@ -140,3 +140,13 @@ void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
                         LayerVertices* out);
+
+// What marks the selected joints and collide objects of a model, in
+// `colour`, at their rest placement: a point per selected joint at its
+// position (`joints`), and per selected collide object the twelve edges of
+// its box as segments (`edges`, 24 vertices): `size` full lengths along
+// the object's own axes, centred at its position, turned by its rotation
+// (row by row, local to model). Both are refilled.
+void buildSelectedMarks(const Model* model, const uint8_t colour[3],
+                        std::vector<DrawVertex>* joints,
+                        std::vector<DrawVertex>* edges);
