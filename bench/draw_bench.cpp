@@ -29,6 +29,7 @@ namespace {
 
 constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
+const uint8_t kSelection[3] = {255, 0, 0};  // nothing is selected in the grid
 
 using Clock = std::chrono::steady_clock;
 
@@ -117,7 +118,7 @@ Limit prepareLimit(const Model* model, const DisplayFlags& flags) {
   buildLayerVertices(
       model, layer, nullptr,
       flags.gouraud ? kNormalsStoredElseSmooth : kNormalsStoredElseFace, 0.0f,
-      &vertices);
+      kSelection, &vertices);
   Limit limit;
   limit.count = static_cast<GLsizei>(vertices.triangles.size());
   glGenBuffers(1, &limit.buffer);

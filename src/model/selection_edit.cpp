@@ -90,6 +90,8 @@ void copyPolygons(Model* model, Layer* layer, KeyedTable Layer::*member,
     }
     if (id != 0) tableFindT<Polygon>(table, id)->flags |= kItemSelected;
   }
+  // The originals lost their marks even where no copy could be added.
+  if (ids.count > 0) touchLayer(model, layer);
 }
 
 // Removes the polygons that are marked or use a marked point; returns how

@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kMaxChildDepth = 64;
 constexpr float kMarkerSize = 4.0f;
+constexpr float kJointMarkerSize = 8.0f;
 constexpr float kNormalLengthShare = 0.05f;  // of the model's largest extent
 constexpr size_t kKeptScratchVertices = 1 << 18;
 
@@ -51,6 +52,10 @@ struct LayerDisplay {
   PointsKey points;
   int32_t normalMode = -1;
   float normalLength = 0.0f;
+  // The selection colour the selected polygons and lines were built in;
+  // it matters only when the layer has some.
+  bool showsSelection = false;
+  uint8_t selection[3] = {0, 0, 0};
   VertexRun triangles, lines, normals;
   int32_t openLineVertices = 0;
 };
@@ -72,6 +77,10 @@ struct ModelDisplays {
   std::vector<GLuint> doomed;  // deleted by the next drawModel
   LayerVertices scratch;
   std::vector<std::string> failures;  // reported once the frame is done
+  // The marks of selected joints and collide objects, rebuilt in host
+  // memory for every model drawn: they are few, and reading them afresh
+  // follows every move without a revision to watch.
+  VertexRun jointMarks, collideEdges;
 };
 
 namespace {
@@ -82,6 +91,9 @@ struct DrawContext {
   const DisplayFlags* flags;
   float matrix[16];  // the model-view matrix in force, column order
   bool flipped;      // an odd number of reflections: winding reversed
+  // Drawing the wire over a selected child: edges only, in the selection
+  // colour set before, unlit, without markers or blending.
+  bool outline;
   int depth;
   int32_t primitives;
 };
@@ -177,6 +189,15 @@ void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
   if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
 }
 
+uint8_t colourByte(float c) {
+  return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
+                                       : 0.0f);
+}
+
+void selectionBytes(const RenderState* render, uint8_t out[3]) {
+  for (int i = 0; i < 3; ++i) out[i] = colourByte(render->selectionColour[i]);
+}
+
 void reportOutOfMemory(ModelDisplays* store, const char* what) {
   char text[kNameBytes + 64];
   std::snprintf(text, sizeof text, "modelr: out of memory drawing %s", what);
@@ -202,17 +223,22 @@ float normalLengthOf(const Model* model, const DisplayFlags* flags) {
 }
 
 // Brings the layer's runs up to date; false when it cannot be drawn.
+// Marking or unmarking a polygon or line touches its layer, so only a new
+// selection colour is left to watch here.
 bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
                   const float* positions, const PointsKey& points,
-                  NormalMode mode, float normalLength, LayerDisplay* d) {
+                  NormalMode mode, float normalLength,
+                  const uint8_t selection[3], LayerDisplay* d) {
   if (d->valid && d->revision == layer->revision && d->points == points &&
       d->normalMode == mode && d->normalLength == normalLength &&
+      (!d->showsSelection || std::memcmp(d->selection, selection, 3) == 0) &&
       std::strcmp(d->name, layer->name) == 0)
     return true;
   d->valid = false;
   LayerVertices& scratch = store->scratch;
   try {
-    buildLayerVertices(model, layer, positions, mode, normalLength, &scratch);
+    buildLayerVertices(model, layer, positions, mode, normalLength, selection,
+                       &scratch);
     upload(store, &d->triangles, scratch.triangles);
     upload(store, &d->lines, scratch.lines);
     upload(store, &d->normals, scratch.normalLines);
@@ -223,6 +249,8 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
     return false;
   }
   d->openLineVertices = scratch.openLineVertices;
+  d->showsSelection = scratch.selectedItems > 0;
+  std::memcpy(d->selection, selection, sizeof d->selection);
   // A big layer's arrays are not worth keeping on the host once uploaded.
   if (scratch.triangles.capacity() > kKeptScratchVertices)
     scratch = LayerVertices();
@@ -291,10 +319,10 @@ void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
                    bool blended) {
   const DisplayFlags* flags = ctx->flags;
   const bool cull = layer->singleSided && !flags->backfaces;
-  const bool outlines = flags->wireframe != 0;
+  const bool outlines = flags->wireframe != 0 || ctx->outline;
   if (flags->triangles && d.triangles.count > 0) {
     // Images are bound here once the vertices carry texture coordinates.
-    setLighting(flags, !layer->lightingOff);
+    setLighting(flags, !layer->lightingOff && !ctx->outline);
     glLightModeli(GL_LIGHT_MODEL_TWO_SIDE,
                   layer->singleSided ? GL_FALSE : GL_TRUE);
     if (cull) {
@@ -321,7 +349,7 @@ void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
     drawRun(d.lines, GL_LINES, 0, lineVertices);
     ctx->primitives += lineVertices / 2;
   }
-  if (flags->normals && d.normals.count > 0) {
+  if (flags->normals && d.normals.count > 0 && !ctx->outline) {
     setLighting(flags, false);
     drawRun(d.normals, GL_LINES, 0, d.normals.count);
   }
@@ -345,15 +373,9 @@ void drawLayer(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
 
 void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
                     const PointsKey& key) {
-  auto toByte = [](float c) {
-    return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
-                                         : 0.0f);
-  };
   uint8_t colours[6];
-  for (int i = 0; i < 3; ++i) {
-    colours[i] = toByte(ctx->render->pointColour[i]);
-    colours[3 + i] = toByte(ctx->render->selectionColour[i]);
-  }
+  for (int i = 0; i < 3; ++i) colours[i] = colourByte(ctx->render->pointColour[i]);
+  selectionBytes(ctx->render, colours + 3);
   if (md->markers.count > 0 && md->markersKey == key &&
       std::memcmp(colours, md->markerColours, sizeof colours) == 0)
     return;
@@ -374,6 +396,31 @@ void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
   upload(ctx->store, &md->markers, vertices);
   md->markersKey = key;
   std::memcpy(md->markerColours, colours, sizeof colours);
+}
+
+// Selected joints and collide objects, in the selection colour whatever
+// the switches say, so that what a pick or a toggle marked shows; drawn
+// through the surfaces, since joints sit inside the skin they move.
+void drawSelectedMarks(const Model* model, DrawContext* ctx) {
+  if (tableCount(&model->joints) == 0 && tableCount(&model->collides) == 0)
+    return;
+  ModelDisplays* store = ctx->store;
+  VertexRun& joints = store->jointMarks;
+  VertexRun& edges = store->collideEdges;
+  uint8_t colour[3];
+  selectionBytes(ctx->render, colour);
+  buildSelectedMarks(model, colour, &joints.host, &edges.host);
+  joints.count = static_cast<int32_t>(joints.host.size());
+  edges.count = static_cast<int32_t>(edges.host.size());
+  if (joints.count == 0 && edges.count == 0) return;
+  setLighting(ctx->flags, false);
+  const bool depthTest = glIsEnabled(GL_DEPTH_TEST) == GL_TRUE;
+  glDisable(GL_DEPTH_TEST);
+  glPointSize(kJointMarkerSize);
+  drawRun(joints, GL_POINTS, 0, joints.count);
+  drawRun(edges, GL_LINES, 0, edges.count);
+  if (depthTest) glEnable(GL_DEPTH_TEST);
+  ctx->primitives += joints.count + edges.count / 2;
 }
 
 // Forgets the children that are gone (deleted, absorbed) since last time.
@@ -419,6 +466,8 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   const float* positions = md.posed.empty() ? nullptr : md.posed.data();
   const NormalMode mode = normalModeOf(flags);
   const float normalLength = normalLengthOf(model, flags);
+  uint8_t selection[3];
+  selectionBytes(ctx->render, selection);
 
   const KeyedTable* layers = &model->layers;
   for (size_t i = layers->capacity; i < md.layers.size(); ++i)
@@ -431,7 +480,18 @@ void drawModelBody(Model* model, DrawContext* ctx) {
       continue;
     }
     drawable[s] = refreshLayer(store, model, tableAt<Layer>(layers, s), positions, key,
-                               mode, normalLength, &md.layers[s]);
+                               mode, normalLength, selection, &md.layers[s]);
+  }
+
+  if (ctx->outline) {
+    for (int32_t s = tableNextSlot(layers, -1); s >= 0;
+         s = tableNextSlot(layers, s)) {
+      if (drawable[s])
+        drawLayer(md.layers[s], tableAt<Layer>(layers, s), ctx, false);
+    }
+    if (flags->children && ctx->depth < kMaxChildDepth)
+      drawChildren(model, ctx);
+    return;
   }
 
   // Opaque layers, then the children, then the see-through layers over
@@ -473,6 +533,26 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   } else if (md.markers.count > 0) {
     dropRun(store, &md.markers);
   }
+  drawSelectedMarks(model, ctx);
+}
+
+// A selected child: its edges again, in the selection colour, a little in
+// front of its surfaces (the placement of `inner` is in force).
+void outlineChild(Model* child, const DrawContext& inner) {
+  uint8_t colour[3];
+  selectionBytes(inner.render, colour);
+  glPolygonMode(GL_FRONT_AND_BACK, GL_LINE);
+  glEnable(GL_POLYGON_OFFSET_LINE);
+  glPolygonOffset(-1.0f, -1.0f);
+  glDisableClientState(GL_COLOR_ARRAY);
+  glColor4ub(colour[0], colour[1], colour[2], 255);
+  DrawContext outline = inner;
+  outline.outline = true;
+  applyMatrix(outline);
+  drawModelBody(child, &outline);
+  glEnableClientState(GL_COLOR_ARRAY);
+  glDisable(GL_POLYGON_OFFSET_LINE);
+  glPolygonMode(GL_FRONT_AND_BACK, inner.flags->wireframe ? GL_LINE : GL_FILL);
 }
 
 void drawChildren(const Model* model, DrawContext* ctx) {
@@ -497,6 +577,9 @@ void drawChildren(const Model* model, DrawContext* ctx) {
     inner.depth = ctx->depth + 1;
     applyMatrix(inner);
     drawModelBody(child->model, &inner);
+    // The wire is not counted: it draws what was just counted again.
+    if ((child->flags & kItemSelected) != 0 && !ctx->outline)
+      outlineChild(child->model, inner);
     ctx->primitives = inner.primitives;
   }
   applyMatrix(*ctx);
@@ -534,6 +617,7 @@ int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render)
   ctx.flags = flags;
   glGetFloatv(GL_MODELVIEW_MATRIX, ctx.matrix);
   ctx.flipped = false;
+  ctx.outline = false;
   ctx.depth = 0;
   ctx.primitives = 0;
   applyMatrix(ctx);

@@ -19,8 +19,19 @@
 // draws mirroring layers again, reflected; children draws the child models
 // through their placement; pose draws the posed points (see
 // computeDisplayPoints in layer_cache.h); normalize renormalises normals.
+//
+// The selection shows whatever the switches say (points on or off):
+// selected polygons and lines are drawn in the selection colour (lit as
+// their layer is, on both mirror halves); a selected child gets its edges
+// drawn again over it in the selection colour; a selected joint is a large
+// point at its rest position and a selected collide object the wire box of
+// its size and rotation, both in the selection colour and shown through
+// the surfaces. Marking a polygon or line touches its layer, and a layer
+// with selected items is rebuilt when the selection colour changes.
+//
 // Triangles (a polygon of n points counts n - 2), line segments and point
-// markers are what is counted, mirror halves and children included.
+// markers are what is counted, mirror halves and children included, and
+// the joint marks and box edges; the wire over a selected child is not.
 #pragma once
 
 #include <cstdint>

@@ -80,7 +80,17 @@ struct LayerSources {
   const KeyedTable* modelNormals;
   uint8_t fallback[4];
   float opacity;
+  const uint8_t* selection;  // r g b of selected polygons and lines
 };
+
+// A selected polygon or line shows the selection colour at every corner,
+// each keeping its alpha so that see-through layers stay see-through.
+void markSelected(const LayerSources& s, int32_t flags, int32_t count,
+                  uint8_t (*colours)[4], LayerVertices* out) {
+  if ((flags & kItemSelected) == 0) return;
+  for (int32_t i = 0; i < count; ++i) std::memcpy(colours[i], s.selection, 3);
+  ++out->selectedItems;
+}
 
 void cornerColour(const LayerSources& s, int32_t number, uint8_t out[4]) {
   const Colour* c = nullptr;
@@ -189,6 +199,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
       }
       cornerColour(src, corners[i].number, colours[i]);
     }
+    markSelected(src, t->flags, count, colours, out);
     // The polygon is a triangle strip; each vertex flags whether the edge
     // it starts lies on the outline, so that wireframe shows no diagonals.
     forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
@@ -227,6 +238,7 @@ void buildLines(const LayerSources& src, const float* positions,
       continue;
     for (int32_t i = 0; i < count; ++i)
       cornerColour(src, corners[i].number, colours[i]);
+    markSelected(src, l->flags, count, colours, out);
     for (int32_t i = 0; i + 1 < count; ++i) {
       emitVertex(&out->lines, corners[i].position, up, colours[i]);
       emitVertex(&out->lines, corners[i + 1].position, up, colours[i + 1]);
@@ -244,11 +256,13 @@ void buildLines(const LayerSources& src, const float* positions,
 
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
-                        float normalLength, LayerVertices* out) {
+                        float normalLength, const uint8_t selection[3],
+                        LayerVertices* out) {
   out->triangles.clear();
   out->lines.clear();
   out->normalLines.clear();
   out->openLineVertices = 0;
+  out->selectedItems = 0;
 
   LayerSources src;
   src.model = model;
@@ -261,6 +275,7 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   src.layerNormals = nonEmpty(&layer->normals);
   src.modelNormals = nonEmpty(&model->normals);
   src.opacity = layer->opacity;
+  src.selection = selection;
   float rgb[3];
   layerColour(layer, rgb);
   for (int i = 0; i < 3; ++i) src.fallback[i] = toByte(rgb[i]);
@@ -270,3 +285,42 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   buildLines(src, positions, out);
 }
 
+
+void buildSelectedMarks(const Model* model, const uint8_t colour[3],
+                        std::vector<DrawVertex>* joints,
+                        std::vector<DrawVertex>* edges) {
+  joints->clear();
+  edges->clear();
+  const float up[3] = {0.0f, 0.0f, 1.0f};  // drawn unlit
+  const uint8_t rgba[4] = {colour[0], colour[1], colour[2], 255};
+  for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
+       s = tableNextSlot(&model->joints, s)) {
+    const Joint* joint = tableAt<Joint>(&model->joints, s);
+    if (joint->selected) emitVertex(joints, joint->position, up, rgba);
+  }
+  for (int32_t s = tableNextSlot(&model->collides, -1); s >= 0;
+       s = tableNextSlot(&model->collides, s)) {
+    const CollideObject* o = tableAt<CollideObject>(&model->collides, s);
+    if ((o->flags & kItemSelected) == 0) continue;
+    // Corner c has the half size along local axis i negative where bit i
+    // of c is clear.
+    float corner[8][3];
+    for (int c = 0; c < 8; ++c) {
+      const float local[3] = {(c & 1 ? 0.5f : -0.5f) * o->size[0],
+                              (c & 2 ? 0.5f : -0.5f) * o->size[1],
+                              (c & 4 ? 0.5f : -0.5f) * o->size[2]};
+      for (int r = 0; r < 3; ++r)
+        corner[c][r] = o->position[r] + o->rotation[r * 3] * local[0] +
+                       o->rotation[r * 3 + 1] * local[1] +
+                       o->rotation[r * 3 + 2] * local[2];
+    }
+    // An edge joins corners that differ in one bit.
+    for (int c = 0; c < 8; ++c) {
+      for (int bit = 1; bit < 8; bit <<= 1) {
+        if (c & bit) continue;
+        emitVertex(edges, corner[c], up, rgba);
+        emitVertex(edges, corner[c | bit], up, rgba);
+      }
+    }
+  }
+}

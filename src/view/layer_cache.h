@@ -123,6 +123,9 @@ struct LayerVertices {
   // 2 per polygon corner: the corner and the corner moved along its
   // normal; filled only when a length is asked for.
   std::vector<DrawVertex> normalLines;
+  // Selected polygons and lines met: when none, the vertices do not depend
+  // on the selection colour.
+  int32_t selectedItems;
   SmoothScratch smooth;  // working space, kept to reuse its arrays
 };
 
@@ -130,7 +133,20 @@ struct LayerVertices {
 // Refills `out` for the layer. `positions` holds three floats per slot of
 // the model's point table (a posed copy), or is null for the points as
 // stored. Polygons or lines naming a missing point are left out.
-// `normalLength` 0 leaves normalLines empty.
+// `normalLength` 0 leaves normalLines empty. Every corner of a selected
+// polygon or line takes `selection` (r g b) instead of its own colour, and
+// keeps its alpha.
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
-                        float normalLength, LayerVertices* out);
+                        float normalLength, const uint8_t selection[3],
+                        LayerVertices* out);
+
+// What marks the selected joints and collide objects of a model, in
+// `colour`, at their rest placement: a point per selected joint at its
+// position (`joints`), and per selected collide object the twelve edges of
+// its box as segments (`edges`, 24 vertices): `size` full lengths along
+// the object's own axes, centred at its position, turned by its rotation
+// (row by row, local to model). Both are refilled.
+void buildSelectedMarks(const Model* model, const uint8_t colour[3],
+                        std::vector<DrawVertex>* joints,
+                        std::vector<DrawVertex>* edges);

@@ -6,8 +6,10 @@
 #include <cmath>
 #include <vector>
 
+#include "model/children.h"
 #include "model/geometry.h"
 #include "model/model.h"
+#include "model/selection.h"
 #include "model/skeleton.h"
 #include "test_models.h"
 #include "view/layer_cache.h"
@@ -23,7 +25,9 @@ struct LayerCache : ::testing::Test {
   }
   void TearDown() override { freeModel(m); }
   void build(NormalMode mode = kNormalsStoredElseFace, float normals = 0.0f) {
-    buildLayerVertices(m, findLayer(m, "a"), nullptr, mode, normals, &v);
+    const uint8_t selection[3] = {10, 20, 30};
+    buildLayerVertices(m, findLayer(m, "a"), nullptr, mode, normals, selection,
+                       &v);
   }
   void addQuad() {
     const int32_t quad[4] = {1, 2, 3, 4};
@@ -161,6 +165,68 @@ TEST_F(LayerCache, NormalLinesStartAtCornersAndPointAlongNormals) {
   EXPECT_FLOAT_EQ(v.normalLines[3].position[2], 0.5f);
   build();
   EXPECT_TRUE(v.normalLines.empty());
+}
+
+TEST_F(LayerCache, SelectedPolygonsAndLinesTakeTheSelectionColourKeepingAlpha) {
+  addQuad();
+  const int32_t two[2] = {1, 3};
+  const int32_t line = addLine(m, "a", 2, two, 0);
+  setTransparency(m, "a", 0.5f);
+  const int32_t quad = tableAt<Triangle>(&findLayer(m, "a")->triangles, 0)->id;
+  ASSERT_TRUE(markTriangle(m, quad, true));
+  build();
+  EXPECT_EQ(v.selectedItems, 1);
+  for (const DrawVertex& d : v.triangles) expectColour(d, 10, 20, 30, 128);
+  expectColour(v.lines[0], 255, 0, 0, 128);  // the line is not selected
+  ASSERT_TRUE(markTriangle(m, quad, false));
+  ASSERT_TRUE(markLine(m, line, true));
+  build();
+  EXPECT_EQ(v.selectedItems, 1);
+  for (const DrawVertex& d : v.triangles) expectColour(d, 255, 0, 0, 128);
+  for (const DrawVertex& d : v.lines) expectColour(d, 10, 20, 30, 128);
+}
+
+TEST_F(LayerCache, OnlySelectedJointsAndCollidesAreMarkedAndBoxesTurnWithTheObject) {
+  // A quarter turn about z: local x runs along world y, local y along -x.
+  const float turn[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
+  const float at[3] = {1, 2, 3}, size[3] = {2, 4, 6};
+  const int32_t box = addCollide(m, "box", kShapeBox, at, size, turn, 1, 0, 0, 0);
+  addCollide(m, "other", kShapeBox, at, size, turn, 1, 0, 0, 0);
+  ASSERT_NE(addJoint(m, "hip", 5, 6, 7, "world", 1, 1, 1), nullptr);
+  ASSERT_NE(addJoint(m, "knee", 0, 0, 0, "hip", 1, 1, 1), nullptr);
+  std::vector<DrawVertex> joints, edges;
+  const uint8_t colour[3] = {1, 2, 3};
+  buildSelectedMarks(m, colour, &joints, &edges);
+  EXPECT_TRUE(joints.empty());
+  EXPECT_TRUE(edges.empty());
+
+  ASSERT_TRUE(markCollide(m, box, true));
+  ASSERT_TRUE(markJoint(m, "hip", true));
+  buildSelectedMarks(m, colour, &joints, &edges);
+  ASSERT_EQ(joints.size(), 1u);
+  EXPECT_EQ(joints[0].position[0], 5.0f);
+  EXPECT_EQ(joints[0].position[2], 7.0f);
+  expectColour(joints[0], 1, 2, 3, 255);
+  ASSERT_EQ(edges.size(), 24u);
+  float low[3] = {1e9f, 1e9f, 1e9f}, high[3] = {-1e9f, -1e9f, -1e9f};
+  for (const DrawVertex& d : edges) {
+    for (int i = 0; i < 3; ++i) {
+      low[i] = std::min(low[i], d.position[i]);
+      high[i] = std::max(high[i], d.position[i]);
+    }
+  }
+  const float wantLow[3] = {-1, 1, 0}, wantHigh[3] = {3, 3, 6};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_NEAR(low[i], wantLow[i], 1e-6) << i;
+    EXPECT_NEAR(high[i], wantHigh[i], 1e-6) << i;
+  }
+  // Each segment is an edge: its ends differ along one box axis only.
+  for (size_t e = 0; e < edges.size(); e += 2) {
+    int differing = 0;
+    for (int i = 0; i < 3; ++i)
+      differing += edges[e].position[i] != edges[e + 1].position[i];
+    EXPECT_EQ(differing, 1) << e / 2;
+  }
 }
 
 }  // namespace
