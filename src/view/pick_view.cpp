@@ -44,9 +44,11 @@ bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>&
   PickSettings settings;
   settings.flags = v.render.display;
   std::memcpy(settings.cursor, v.camera.cursor, sizeof settings.cursor);
-  // Handles a quarter of the view's half-width long, whatever the zoom.
-  const float extent = std::max(v.camera.extentX, v.camera.extentY);
-  settings.handleLength = extent > 0.0f ? 0.25f * extent : 1.0f;
+  // Handles a quarter of the visible half-width long, whatever the zoom
+  // (the projection shows extent * zoom / 4 either side of the centre).
+  const float halfWidth =
+      0.25f * std::max(v.camera.extentX, v.camera.extentY) * v.camera.zoom;
+  settings.handleLength = halfWidth > 0.0f ? 0.25f * halfWidth : 1.0f;
   settings.arcAxis = arcAxis;
   PickSet& set = state->sets[k];
   bool hit = buildPickSet(kind, current, models, settings, &set) &&
