@@ -32,67 +32,65 @@ void answer(Workspace& ws, PickKind kind, const PickAnswer& picked) {
   setResult(ws, text);
 }
 
-template <PickKind kind, const char* usage>
-void pickWords(Workspace& ws, char** words) {
+// A picker's keyword, what it picks and its usage text.
+struct Picker {
+  const char* keyword;
+  PickKind kind;
+  const char* usage;
+};
+
+const Picker kPickers[] = {
+    {"point", PickKind::kPoint, "modelr: usage: modelr pick point <x> <y>"},
+    {"triangle", PickKind::kTriangle, "modelr: usage: modelr pick triangle <x> <y>"},
+    // Lines share the triangle picker's usage text.
+    {"line", PickKind::kLine, "modelr: usage: modelr pick triangle <x> <y>"},
+    {"joint", PickKind::kJoint, "modelr: usage: modelr pick joint <x> <y>"},
+    {"layer", PickKind::kLayer, "modelr: usage: modelr pick layer <x> <y>"},
+    {"child", PickKind::kChild, "modelr: usage: modelr pick child <x> <y>"},
+    {"collide", PickKind::kCollide, "modelr: usage: modelr pick collide <x> <y>"},
+    {"model", PickKind::kModel, "modelr: usage: modelr pick model <x> <y>"},
+    {"cursor", PickKind::kCursor, "modelr: usage: modelr pick cursor <x> <y>"},
+    {"arc", PickKind::kArc, "modelr: usage: modelr pick arc <x> <y> <axis>"},
+};
+
+// toggle answers with the pick usage texts, the model one for child.
+const Picker kTogglers[] = {
+    {"child", PickKind::kChild, "modelr: usage: modelr pick model <x> <y>"},
+    {"point", PickKind::kPoint, "modelr: usage: modelr pick point <x> <y>"},
+};
+
+void pickWords(Workspace& ws, char** words, const Picker& picker, bool toggle) {
   int32_t x = 0, y = 0;
-  if (!wordsRead(ws, readPosition(words, &x, &y), usage)) return;
+  if (!wordsRead(ws, readPosition(words, &x, &y), picker.usage)) return;
   int32_t axis = 0;
-  if (kind == PickKind::kArc) {
-    if (!wordsRead(ws, words[3] != nullptr, usage)) return;
+  if (picker.kind == PickKind::kArc) {
+    if (!wordsRead(ws, words[3] != nullptr, picker.usage)) return;
     axis = displayAxisCode(words[3]);
   }
   PickAnswer picked;
-  pickInView(ws, kind, x, y, axis, &picked);
-  answer(ws, kind, picked);
+  if (toggle)
+    toggleInView(ws, picker.kind, x, y, &picked);
+  else
+    pickInView(ws, picker.kind, x, y, axis, &picked);
+  answer(ws, picker.kind, picked);
 }
 
-constexpr char kPointUsage[] = "modelr: usage: modelr pick point <x> <y>";
-constexpr char kTriangleUsage[] = "modelr: usage: modelr pick triangle <x> <y>";
-constexpr char kJointUsage[] = "modelr: usage: modelr pick joint <x> <y>";
-constexpr char kLayerUsage[] = "modelr: usage: modelr pick layer <x> <y>";
-constexpr char kChildUsage[] = "modelr: usage: modelr pick child <x> <y>";
-constexpr char kCollideUsage[] = "modelr: usage: modelr pick collide <x> <y>";
-constexpr char kModelUsage[] = "modelr: usage: modelr pick model <x> <y>";
-constexpr char kCursorUsage[] = "modelr: usage: modelr pick cursor <x> <y>";
-constexpr char kArcUsage[] = "modelr: usage: modelr pick arc <x> <y> <axis>";
-
-const SubCommand kPickWords[] = {
-    {"point", pickWords<PickKind::kPoint, kPointUsage>},
-    {"triangle", pickWords<PickKind::kTriangle, kTriangleUsage>},
-    // Lines share the triangle picker's usage text.
-    {"line", pickWords<PickKind::kLine, kTriangleUsage>},
-    {"joint", pickWords<PickKind::kJoint, kJointUsage>},
-    {"layer", pickWords<PickKind::kLayer, kLayerUsage>},
-    {"child", pickWords<PickKind::kChild, kChildUsage>},
-    {"collide", pickWords<PickKind::kCollide, kCollideUsage>},
-    {"model", pickWords<PickKind::kModel, kModelUsage>},
-    {"cursor", pickWords<PickKind::kCursor, kCursorUsage>},
-    {"arc", pickWords<PickKind::kArc, kArcUsage>},
-};
-
-// toggle uses the pick usage texts: the model one for child.
-template <PickKind kind, const char* usage>
-void toggleWords(Workspace& ws, char** words) {
-  int32_t x = 0, y = 0;
-  if (!wordsRead(ws, readPosition(words, &x, &y), usage)) return;
-  PickAnswer picked;
-  toggleInView(ws, kind, x, y, &picked);
-  answer(ws, kind, picked);
+// The families' skip loop over a table of pickers.
+template <size_t N>
+void runPicker(Workspace& ws, char** words, const Picker (&table)[N], bool toggle) {
+  for (char** w = words + 1; *w != nullptr; ++w) {
+    if (const Picker* picker = findKeyword(table, *w)) {
+      pickWords(ws, w, *picker, toggle);
+      return;
+    }
+  }
+  reportUnknownWord(ws, words, "attribute");
 }
-
-const SubCommand kToggleWords[] = {
-    {"child", toggleWords<PickKind::kChild, kModelUsage>},
-    {"point", toggleWords<PickKind::kPoint, kPointUsage>},
-};
 
 }  // namespace
 
-void pickCommand(Workspace& ws, char** words) {
-  runSubCommand(ws, words, kPickWords, "attribute");
-}
+void pickCommand(Workspace& ws, char** words) { runPicker(ws, words, kPickers, false); }
 
 // modelr toggle child|point <x> <y>: the picked id, 0 for none; the picked
 // item's selection flips.
-void toggleCommand(Workspace& ws, char** words) {
-  runSubCommand(ws, words, kToggleWords, "attribute");
-}
+void toggleCommand(Workspace& ws, char** words) { runPicker(ws, words, kTogglers, true); }
