@@ -61,6 +61,10 @@ struct PickSet {
   std::vector<uint32_t> first;     // candidates + 1 entries
   std::vector<uint32_t> names;
   uint64_t key = 0;                // what the set was built from
+  // A hash of the candidates themselves: the index is kept while it holds,
+  // so a change that leaves them as they were (a selection, say) costs a
+  // rebuild of the set but not of the index.
+  uint64_t content = 0;
   bool valid = false;
 };
 
@@ -94,7 +98,7 @@ bool pickSelect(const PickSet& set, const PickFrame& frame, PickKind kind, int32
                 int32_t y, uint32_t* name);
 
 // The index over a set's primitives; rebuilt by pickIndexed when the set's
-// key changed.
+// content changed.
 struct PickIndex;
 PickIndex* newPickIndex();
 void freePickIndex(PickIndex* index);

@@ -460,6 +460,27 @@ uint64_t setKey(PickKind kind, const Model* model, const std::vector<Model*>& mo
   return h;
 }
 
+// A multiplicative hash, eight bytes a step, over the vertices, names and
+// candidate bounds.
+uint64_t contentHash(const PickSet& set) {
+  uint64_t h = 0xcbf29ce484222325ull ^ static_cast<uint64_t>(set.corners);
+  auto bytes = [&h](const void* data, size_t size) {
+    const unsigned char* p = static_cast<const unsigned char*>(data);
+    size_t i = 0;
+    for (; i + 8 <= size; i += 8) {
+      uint64_t word;
+      std::memcpy(&word, p + i, sizeof word);
+      h = (h ^ word) * 0x9e3779b97f4a7c15ull;
+      h ^= h >> 29;
+    }
+    for (; i < size; ++i) h = (h ^ p[i]) * 0x100000001b3ull;
+  };
+  bytes(set.xyz.data(), set.xyz.size() * sizeof(float));
+  bytes(set.names.data(), set.names.size() * sizeof(uint32_t));
+  bytes(set.first.data(), set.first.size() * sizeof(uint32_t));
+  return h;
+}
+
 }  // namespace
 
 int32_t pickSquare(PickKind kind) {
@@ -486,6 +507,7 @@ bool buildPickSet(PickKind kind, Model* model, const std::vector<Model*>& models
     return false;
   }
   set->key = key;
+  set->content = contentHash(*set);
   set->valid = true;
   return true;
 }

@@ -28,7 +28,7 @@ struct Hit {
 }  // namespace
 
 struct PickIndex {
-  uint64_t key = 0;
+  uint64_t content = 0;
   bool built = false;
   int32_t corners = 0;
   std::vector<uint32_t> order;      // primitives in curve order
@@ -333,7 +333,7 @@ PickIndex* newPickIndex() { return new (std::nothrow) PickIndex; }
 void freePickIndex(PickIndex* index) { delete index; }
 
 bool pickIndexBuild(PickIndex* index, const PickSet& set) {
-  if (index->built && index->key == set.key) return true;
+  if (index->built && index->content == set.content) return true;
   index->built = false;
   try {
     build(index, set);
@@ -341,7 +341,7 @@ bool pickIndexBuild(PickIndex* index, const PickSet& set) {
     *index = PickIndex();
     return false;
   }
-  index->key = set.key;
+  index->content = set.content;
   index->built = true;
   return true;
 }
