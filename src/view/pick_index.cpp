@@ -4,7 +4,7 @@
 // box whose eight corners lie outside one plane of the pick volume, and
 // clips the primitives of the leaves it reaches the way the GL does:
 // clip coordinates from the combined matrix, the planes in the GL's order,
-// new corners interpolated from the inside one, window depth z / w * 0.5 +
+// new corners interpolated from the outside corner toward the inside one, window depth z / w * 0.5 +
 // 0.5, scaled to 32 bits as the selection buffer stores it. Answers match
 // selection mode's up to float rounding of the matrix products: near-ties
 // in depth or candidates right on the square's edge may differ.
@@ -333,7 +333,10 @@ PickIndex* newPickIndex() { return new (std::nothrow) PickIndex; }
 void freePickIndex(PickIndex* index) { delete index; }
 
 bool pickIndexBuild(PickIndex* index, const PickSet& set) {
-  if (index->built && index->content == set.content) return true;
+  const size_t primitives = set.first.empty() ? 0 : set.first.back();
+  if (index->built && index->content == set.content && index->corners == set.corners &&
+      index->order.size() == primitives)
+    return true;
   index->built = false;
   try {
     build(index, set);
