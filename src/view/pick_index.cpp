@@ -4,8 +4,9 @@
 // box whose eight corners lie outside one plane of the pick volume, and
 // clips the primitives of the leaves it reaches the way the GL does:
 // clip coordinates from the combined matrix, the planes in the GL's order,
-// new corners interpolated from the outside corner toward the inside one, window depth z / w * 0.5 +
-// 0.5, scaled to 32 bits as the selection buffer stores it. Answers match
+// new corners interpolated from the outside corner toward the inside one,
+// window depth z / w * 0.5 + 0.5, scaled to 32 bits as the selection
+// buffer stores it. Answers match
 // selection mode's up to float rounding of the matrix products: near-ties
 // in depth or candidates right on the square's edge may differ.
 #include <algorithm>
