@@ -1,8 +1,9 @@
 // The indexed picker. Primitives are sorted along a Morton curve of their
 // box centres and grouped eight to a leaf; boxes of pairs make the levels
-// above, up to one root. A pick walks down from the root, dropping every
-// box whose eight corners lie outside one plane of the pick volume, and
-// clips the primitives of the leaves it reaches the way the GL does:
+// above, up to one root. A pick opens boxes from the root down, least
+// candidate first, dropping every box whose eight corners lie outside one
+// plane of the pick volume, and clips the primitives of the leaves it
+// reaches the way the GL does:
 // clip coordinates from the combined matrix, the planes in the GL's order,
 // new corners interpolated from the outside corner toward the inside one,
 // window depth z / w * 0.5 + 0.5, scaled to 32 bits as the selection
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <new>
 
 #include "view/pick.h"
@@ -36,6 +38,8 @@ struct PickIndex {
   std::vector<uint32_t> candidate;  // candidate of each primitive (by primitive)
   // Boxes (6 floats: min xyz, max xyz) level by level, leaves first.
   std::vector<float> boxes;
+  // The least candidate of each box's primitives, box by box as above.
+  std::vector<uint32_t> firstCandidate;
   std::vector<size_t> levelStart;   // first box of each level
   std::vector<size_t> levelCount;
   std::vector<Hit> scratch;
@@ -79,6 +83,7 @@ void build(PickIndex* index, const PickSet& set) {
     for (uint32_t p = set.first[c]; p < set.first[c + 1]; ++p)
       index->candidate[p] = static_cast<uint32_t>(c);
   index->boxes.clear();
+  index->firstCandidate.clear();
   index->levelStart.clear();
   index->levelCount.clear();
   if (primitives == 0) return;
@@ -126,15 +131,19 @@ void build(PickIndex* index, const PickSet& set) {
   // Leaves, then pairs up to the root.
   const size_t leaves = (primitives + kLeaf - 1) / kLeaf;
   index->boxes.resize(6 * leaves);
+  index->firstCandidate.resize(leaves);
   for (size_t l = 0; l < leaves; ++l) {
     float* box = &index->boxes[6 * l];
     const size_t end = std::min<size_t>(primitives, (l + 1) * kLeaf);
     primitiveBox(set, order[l * kLeaf], box);
+    uint32_t least = index->candidate[order[l * kLeaf]];
     for (size_t i = l * kLeaf + 1; i < end; ++i) {
       float b[6];
       primitiveBox(set, order[i], b);
       growBox(box, b);
+      least = std::min(least, index->candidate[order[i]]);
     }
+    index->firstCandidate[l] = least;
   }
   index->levelStart.push_back(0);
   index->levelCount.push_back(leaves);
@@ -144,10 +153,16 @@ void build(PickIndex* index, const PickSet& set) {
     const size_t start = index->boxes.size() / 6;
     const size_t made = (count + 1) / 2;
     index->boxes.resize(6 * (start + made));
+    index->firstCandidate.resize(start + made);
     for (size_t i = 0; i < made; ++i) {
       float* box = &index->boxes[6 * (start + i)];
       std::memcpy(box, &index->boxes[6 * (below + 2 * i)], 6 * sizeof(float));
-      if (2 * i + 1 < count) growBox(box, &index->boxes[6 * (below + 2 * i + 1)]);
+      uint32_t least = index->firstCandidate[below + 2 * i];
+      if (2 * i + 1 < count) {
+        growBox(box, &index->boxes[6 * (below + 2 * i + 1)]);
+        least = std::min(least, index->firstCandidate[below + 2 * i + 1]);
+      }
+      index->firstCandidate[start + i] = least;
     }
     index->levelStart.push_back(start);
     index->levelCount.push_back(made);
@@ -315,17 +330,55 @@ void testPrimitive(const PickIndex& index, const PickSet& set, const float mvp[1
   if (kept) hits->push_back({index.candidate[p], minZ, maxZ});
 }
 
-void walk(const PickIndex& index, const PickSet& set, const float mvp[16], size_t level,
-          size_t node, std::vector<Hit>* hits) {
-  if (boxOutside(mvp, &index.boxes[6 * (index.levelStart[level] + node)])) return;
-  if (level > 0) {
-    for (size_t child = 2 * node; child < 2 * node + 2 && child < index.levelCount[level - 1];
-         ++child)
-      walk(index, set, mvp, level - 1, child, hits);
-    return;
+// Only the first kPickMaxHits candidates hit, in drawing order, can be
+// recorded, so boxes are opened in the order of the least candidate they
+// hold: once that exceeds the kPickMaxHits-th candidate hit so far, no box
+// left can change the answer. A candidate whose primitives lie in several
+// boxes is still seen whole: every box holding a candidate at or below
+// that bound is opened.
+struct Open {
+  uint32_t least;
+  uint32_t level;
+  size_t node;
+  bool operator>(const Open& o) const { return least > o.least; }
+};
+
+void search(const PickIndex& index, const PickSet& set, const float mvp[16],
+            std::vector<Hit>* hits) {
+  std::vector<Open> heap;
+  auto push = [&](uint32_t level, size_t node) {
+    heap.push_back({index.firstCandidate[index.levelStart[level] + node], level, node});
+    std::push_heap(heap.begin(), heap.end(), std::greater<Open>());
+  };
+  // The distinct candidates hit so far, least first, at most kPickMaxHits.
+  std::vector<uint32_t> firstHits;
+  auto note = [&](uint32_t candidate) {
+    auto at = std::lower_bound(firstHits.begin(), firstHits.end(), candidate);
+    if (at != firstHits.end() && *at == candidate) return;
+    firstHits.insert(at, candidate);
+    if (firstHits.size() > static_cast<size_t>(kPickMaxHits)) firstHits.pop_back();
+  };
+  push(static_cast<uint32_t>(index.levelCount.size() - 1), 0);
+  while (!heap.empty()) {
+    std::pop_heap(heap.begin(), heap.end(), std::greater<Open>());
+    const Open open = heap.back();
+    heap.pop_back();
+    if (firstHits.size() == static_cast<size_t>(kPickMaxHits) && open.least > firstHits.back())
+      break;
+    if (boxOutside(mvp, &index.boxes[6 * (index.levelStart[open.level] + open.node)])) continue;
+    if (open.level > 0) {
+      const size_t below = index.levelCount[open.level - 1];
+      for (size_t child = 2 * open.node; child < 2 * open.node + 2 && child < below; ++child)
+        push(open.level - 1, child);
+      continue;
+    }
+    const size_t end = std::min(index.order.size(), (open.node + 1) * kLeaf);
+    for (size_t i = open.node * kLeaf; i < end; ++i) {
+      const size_t before = hits->size();
+      testPrimitive(index, set, mvp, index.order[i], hits);
+      if (hits->size() > before) note(hits->back().candidate);
+    }
   }
-  const size_t end = std::min(index.order.size(), (node + 1) * kLeaf);
-  for (size_t i = node * kLeaf; i < end; ++i) testPrimitive(index, set, mvp, index.order[i], hits);
 }
 
 }  // namespace
@@ -358,7 +411,7 @@ bool pickIndexed(PickIndex* index, const PickSet& set, const PickFrame& frame, P
   pickMatrix(frame, kind, x, y, mvp);
   std::vector<Hit>& hits = index->scratch;
   hits.clear();
-  walk(*index, set, mvp, index->levelCount.size() - 1, 0, &hits);
+  search(*index, set, mvp, &hits);
   // One record a candidate, in drawing order: the least and greatest depth
   // over its primitives.
   std::sort(hits.begin(), hits.end(),
