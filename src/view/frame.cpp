@@ -10,6 +10,7 @@
 #include "view/camera.h"
 #include "view/draw_model.h"
 #include "view/labels.h"
+#include "view/overlays.h"
 #include "view/platform.h"
 #include "view/view.h"
 
@@ -192,6 +193,7 @@ void drawFrame(View& v) {
 
   drawModelLabels(v.fonts, scene.current, &render);
   int32_t models = drawScene(v, scene);
+  drawOverlays(v, scene);
   if (render.display.cursor) drawCursorCross(v.camera);
   if (render.display.messages) drawMessageLines(v.fonts, &render, v.camera.background);
 

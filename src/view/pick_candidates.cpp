@@ -4,8 +4,8 @@
 //             number, posed when the pose switch is on; then the origin
 //             marker, named kPickOriginName. A top-level model is never
 //             bound to a joint, so no joint matrix applies.
-//   joint     every joint at its rest position, named by its rank in the
-//             joint table (1 up).
+//   joint     every joint, posed when the pose switch is on, named by its
+//             rank in the joint table (1 up).
 //   triangle  every polygon of every layer as its strip triangles, named by
 //             its number; a mirroring layer's reflected half follows the
 //             layer (mirror switch on), under the same numbers.
@@ -286,16 +286,10 @@ void buildCandidates(PickKind kind, Model* model, const std::vector<Model*>& mod
       }
       return;
     }
-    // The circle lies in the two axes other than the arc's.
-    const int u = s.arcAxis == 1 ? 1 : 0;
-    const int v = s.arcAxis == 3 ? 1 : 2;
-    const float step = 3.14159265f / 180.0f;
     for (int n = 1; n <= 360; ++n) {
-      float a[3] = {0, 0, 0}, c[3] = {0, 0, 0};
-      a[u] = s.handleLength * std::cos(step * static_cast<float>(n - 1));
-      a[v] = s.handleLength * std::sin(step * static_cast<float>(n - 1));
-      c[u] = s.handleLength * std::cos(step * static_cast<float>(n));
-      c[v] = s.handleLength * std::sin(step * static_cast<float>(n));
+      float a[3], c[3];
+      arcPoint(zero, s.arcAxis, s.handleLength, static_cast<float>(n - 1), a);
+      arcPoint(zero, s.arcAxis, s.handleLength, static_cast<float>(n), c);
       b.begin(static_cast<uint32_t>(n));
       b.vertex(at, a);
       b.vertex(at, c);
@@ -321,10 +315,12 @@ void buildCandidates(PickKind kind, Model* model, const std::vector<Model*>& mod
       return;
     }
     case PickKind::kJoint: {
+      std::vector<float> posed;
+      if (flags.pose) computePosedJoints(model, &posed);
       uint32_t rank = 0;
-      tableForEach<Joint>(&model->joints, [&](const Joint* joint, int32_t) {
+      tableForEach<Joint>(&model->joints, [&](const Joint* joint, int32_t slot) {
         b.begin(++rank);
-        b.vertex(none, joint->position);
+        b.vertex(none, posed.empty() ? joint->position : &posed[3 * static_cast<size_t>(slot)]);
         b.end();
       });
       return;
