@@ -150,11 +150,11 @@ void setSprite(Workspace& ws, char** words) {
   if (stored != nullptr) *stored = on != 0;
 }
 
-// Kept in the render state; drawing does not use it yet.
+// Shows which layer is chosen: its outline is drawn over the model.
 void setShowLayer(Workspace& ws, char** words) {
   int32_t on = 0;
   if (!wordsRead(ws, parseBool(&on, words[1]), "modelr: usage: modelr set showlayer <on>")) return;
-  ws.view.render.showLayer = on != 0;
+  ws.view.render.layerOutline = on != 0;
 }
 
 // ---- set view --------------------------------------------------------------
