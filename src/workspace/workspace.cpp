@@ -12,6 +12,7 @@ void workspaceInit(Workspace* ws, WorkspaceHost* host, ViewSink* viewSink,
   registryInit(&ws->registry);
   viewInit(&ws->view, viewSink, toolkit);
   simInit(&ws->sim);
+  ws->simLinks = SimLinks();
   for (std::string& procedure : ws->callbacks) procedure.clear();
   ws->texts = StoredTexts{};
   tableInit(&ws->sprites, sizeof(int32_t), kIntKeyed);
@@ -21,7 +22,7 @@ void workspaceInit(Workspace* ws, WorkspaceHost* host, ViewSink* viewSink,
 void workspaceRelease(Workspace* ws) {
   registryFreeAll(&ws->registry);
   registryInit(&ws->registry);
-  simRelease(&ws->sim);
+  endSimulationWorld(*ws);
   viewRelease(&ws->view);
   tableRelease(&ws->sprites);
 }

@@ -13,6 +13,7 @@
 #include "model/model.h"
 #include "sim/sim_world.h"
 #include "view/view.h"
+#include "workspace/simulation.h"
 
 // Script procedures the user interface registers, one per type.
 enum CallbackType {
@@ -52,6 +53,7 @@ struct Workspace {
   ModelRegistry registry;   // the open models
   View view;
   SimWorld sim;
+  SimLinks simLinks;  // the collide objects in the world
   std::string callbacks[kCallbackTypes];  // "" when none is registered
   StoredTexts texts = {};
   // Sprite switches by id (int-keyed, int32_t 0 or 1). Nothing draws
