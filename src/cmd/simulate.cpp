@@ -9,6 +9,7 @@
 #include "cmd/families.h"
 #include "cmd/host.h"
 #include "cmd/query_support.h"
+#include "cmd/sim_tick.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 #include "model/children.h"
@@ -25,8 +26,6 @@ constexpr const char* kRotateUsage =
 constexpr const char* kAutoUsage = "modelr: usage: modelr simulate auto [<id> <dynamic>]";
 constexpr const char* kStepUsage = "modelr: usage: modelr simulate step <n>";
 constexpr int32_t kMostSteps = 1000000;
-constexpr const char* kSimulationReset =
-    "modelr: the simulation left its range and was put back at rest";
 constexpr float kAutoSmallestSide = 10.0f;
 constexpr float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
@@ -198,11 +197,13 @@ void simulateSetpos(Workspace& ws, char** words) {
 
 void simulateStart(Workspace& ws, char**) {
   startSimulation(ws);
+  startSimulateTicks(ws);
   redrawView(ws.view);
 }
 
 void simulateStop(Workspace& ws, char**) {
   stopSimulation(ws);
+  stopSimulateTicks(ws);
   redrawView(ws.view);
 }
 
@@ -215,7 +216,7 @@ void simulateStep(Workspace& ws, char** words) {
     return;
   for (int32_t i = 0; i < steps; ++i) {
     if (!stepSimulation(ws, 1.0f)) {
-      reportStatus(ws, kSimulationReset);
+      reportSimulationReset(ws);
       return;
     }
   }
