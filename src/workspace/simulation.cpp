@@ -6,6 +6,7 @@
 
 #include "model/children.h"
 #include "sim/sim_world.h"
+#include "view/view.h"
 #include "workspace/workspace.h"
 
 namespace {
@@ -43,6 +44,14 @@ void localPlacement(const CollideObject* object, float out[16]) {
     out[12 + c] = object->position[c];
   }
   out[15] = 1.0f;
+}
+
+// out = a * b, column order.
+void multiplyColumnOrder(const float a[16], const float b[16], float out[16]) {
+  for (int c = 0; c < 4; ++c)
+    for (int r = 0; r < 4; ++r)
+      out[c * 4 + r] = a[r] * b[c * 4] + a[4 + r] * b[c * 4 + 1] + a[8 + r] * b[c * 4 + 2] +
+                       a[12 + r] * b[c * 4 + 3];
 }
 
 void dropLink(Workspace& ws, const SimLink& link) {
@@ -180,6 +189,41 @@ bool stepSimulation(Workspace& ws, float stepSize) {
 bool simulationRunning(Workspace& ws) {
   retireWithView(ws);
   return ws.sim.exists && ws.sim.simulating;
+}
+
+void placeSimulatedModels(Workspace& ws, const std::vector<Model*>& models,
+                          ScenePlacements* placed) {
+  retireWithView(ws);
+  bool any = false;
+  for (Model* top : models) {
+    visitTree(top, [&](Model* model) {
+      tableForEach<CollideObject>(&model->collides, [&](const CollideObject* o, int32_t) {
+        any = true;
+        simLinkFor(ws, model, o);
+      });
+    });
+  }
+  if (!any || !simulationRunning(ws)) return;
+  dropStaleLinks(ws);
+  std::unordered_map<int32_t, int32_t> firstShape;  // model id -> lowest collide id
+  for (const auto& [collideId, link] : ws.simLinks.byCollide) {
+    SceneFrame frame;
+    if (link.shapeId <= 0 || !simDrawingMatrix(&ws.sim, link.shapeId, frame.m)) continue;
+    // A model goes with its first collide object that has a shape.
+    auto first = firstShape.find(link.modelId);
+    if (first == firstShape.end() || collideId < first->second) {
+      firstShape[link.modelId] = collideId;
+      placed->models[link.modelId] = frame;
+    }
+    // The shape's own place on its body is in the frame only when the
+    // engine holds it there: a shape without one sits at the body itself.
+    if (ws.sim.shapes.at(link.shapeId).transform != nullptr) {
+      SceneFrame shape;
+      multiplyColumnOrder(frame.m, link.local, shape.m);
+      frame = shape;
+    }
+    placed->collides.emplace(collideId, frame);
+  }
 }
 
 void forgetSimulatedModel(Workspace& ws, const Model* model) {

@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <unordered_map>
+#include <vector>
 
 #include "model/records.h"
 
@@ -65,6 +66,13 @@ bool stepSimulation(Workspace& ws, float stepSize);
 // True while a started simulation runs (and the view it belongs to is
 // still there).
 bool simulationRunning(Workspace& ws);
+
+// Links every collide object of the models (and their children) that has
+// none, then, while the simulation runs, gives each simulated model and
+// collide object its frame: a model its body's, a collide object its
+// shape's.
+void placeSimulatedModels(Workspace& ws, const std::vector<Model*>& models,
+                          ScenePlacements* placed);
 
 // The model is closing: its shapes, bodies and links go (its children's
 // too).

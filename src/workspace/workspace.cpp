@@ -32,7 +32,7 @@ const char* callbackProcedure(const Workspace& ws, CallbackType type) {
   return procedure.empty() ? nullptr : procedure.c_str();
 }
 
-void fillScene(const Workspace& ws, Scene* scene) {
+void fillScene(Workspace& ws, Scene* scene) {
   const KeyedTable* table = &ws.registry.models;
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const RegistryEntry* entry = tableAt<RegistryEntry>(table, s);
@@ -40,4 +40,5 @@ void fillScene(const Workspace& ws, Scene* scene) {
     scene->models.push_back(entry->model);
   }
   scene->current = ws.registry.current;
+  placeSimulatedModels(ws, scene->models, &scene->placed);
 }

@@ -79,5 +79,6 @@ inline Model* currentModel(const Workspace& ws) { return ws.registry.current; }
 const char* callbackProcedure(const Workspace& ws, CallbackType type);
 
 // The scene a frame draws: every open model with flag 0, in registry order,
-// and the current model.
-void fillScene(const Workspace& ws, Scene* scene);
+// the current model, and where a running simulation has put them. Their
+// collide objects are linked into the world on the way.
+void fillScene(Workspace& ws, Scene* scene);
