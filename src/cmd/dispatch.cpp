@@ -37,6 +37,7 @@ const SubCommand kFamilies[] = {
     {"scale", scaleCommand},
     {"select", selectCommand},
     {"set", setCommand},
+    {"simulate", simulateCommand},
     {"system", systemCommand},
     {"toggle", toggleCommand},
 };

@@ -21,6 +21,7 @@ void poseCommand(Workspace& ws, char** words);      // pose.cpp
 void resetCommand(Workspace& ws, char** words);     // view_commands.cpp
 void resizeCommand(Workspace& ws, char** words);    // view_commands.cpp
 void setCommand(Workspace& ws, char** words);       // set.cpp
+void simulateCommand(Workspace& ws, char** words);  // simulate.cpp
 void reloadCommand(Workspace& ws, char** words);    // file_commands.cpp
 void deselectCommand(Workspace& ws, char** words);  // select.cpp
 void matrixCommand(Workspace& ws, char** words);    // matrix_commands.cpp

@@ -262,6 +262,13 @@ void reportStatus(Workspace& ws, const char* text) {
   fireProcedure(ws, kCallbackStatus, callbackProcedure(ws, kCallbackStatus), text);
 }
 
+void fireSimulateProcedure(Workspace& ws) {
+  const char* procedure = callbackProcedure(ws, kCallbackSimulate);
+  if (extensionOf(ws).interp == nullptr || procedure == nullptr) return;
+  Tcl_Obj* objv[] = {word(procedure), word("SIMULATE")};
+  fireCallback(ws, kCallbackSimulate, objv, 2);
+}
+
 void hostReportScriptError(Workspace& ws, const char* script, const char* reason,
                            int line) {
   std::string message = "tcl/tk script error: ";

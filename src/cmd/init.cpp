@@ -6,6 +6,7 @@
 #include "cmd/dispatch.h"
 #include "cmd/host.h"
 #include "cmd/host_tcl.h"
+#include "cmd/sim_tick.h"
 #include "cmd/words.h"
 
 #define MODELR_EXPORT extern "C" __attribute__((visibility("default")))
@@ -39,6 +40,18 @@ int modelrCommand(ClientData data, Tcl_Interp*, int argc, const char* argv[]) {
   return TCL_OK;
 }
 
+// The interpreter is being deleted: no tick may come after it, and the
+// world goes with it.
+void interpreterDeleted(ClientData data, Tcl_Interp*) {
+  Extension& x = *static_cast<Extension*>(data);
+  endSimulateTicks(x);
+  endSimulationWorld(x.ws);
+  x.interp = nullptr;
+}
+
+// The process is ending: the tick thread must not outlive the library.
+void processExits(ClientData data) { endSimulateTicks(*static_cast<Extension*>(data)); }
+
 }  // namespace
 
 MODELR_EXPORT int Modelr_Init(Tcl_Interp* interp) {
@@ -58,6 +71,8 @@ MODELR_EXPORT int Modelr_Init(Tcl_Interp* interp) {
   }
   // The view finds its parent widgets through Tk, when Tk is there.
   workspaceInit(&x->ws, x, x, hasTk ? interp : nullptr);
+  Tcl_CallWhenDeleted(interp, interpreterDeleted, x);
+  Tcl_CreateExitHandler(processExits, x);
   Tcl_PkgProvide(interp, "modelr", MODELR_VERSION);
   return TCL_OK;
 }
