@@ -7,6 +7,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -393,3 +394,6 @@ void deleteCommand(Workspace& ws, char** words) {
   if (selectedModel(ws) == nullptr) return;
   runSubCommand(ws, words, kDeleteWords, "attribute");
 }
+
+void addHelp(HelpRows* rows) { listKeywords(kAddWords, "add", rows); }
+void deleteHelp(HelpRows* rows) { listKeywords(kDeleteWords, "delete", rows); }

@@ -10,6 +10,7 @@
 #include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/query_support.h"
 #include "cmd/subcommands.h"
@@ -412,3 +413,6 @@ const SubCommand kFindWords[] = {
 void getCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kGetWords, "attribute"); }
 
 void findCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kFindWords, "command"); }
+
+void getHelp(HelpRows* rows) { listKeywords(kGetWords, "get", rows); }
+void findHelp(HelpRows* rows) { listKeywords(kFindWords, "find", rows); }

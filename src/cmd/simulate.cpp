@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/query_support.h"
 #include "cmd/sim_tick.h"
@@ -243,3 +244,5 @@ const SubCommand kSimulateWords[] = {
 void simulateCommand(Workspace& ws, char** words) {
   runSubCommand(ws, words, kSimulateWords, "attribute");
 }
+
+void simulateHelp(HelpRows* rows) { listKeywords(kSimulateWords, "simulate", rows); }
