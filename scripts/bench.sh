@@ -37,6 +37,10 @@ echo "== modelr add: cost per command against a no-op procedure =="
 TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/add_commands.tcl "$max_points"
 
 echo
+echo "== the strict face (mr) against the bare modelr command =="
+TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/strict_calls.tcl
+
+echo
 echo "== KeyedTable against std::unordered_map =="
 "$build_dir/bench/keyed_table_bench"
 

@@ -241,7 +241,9 @@ void addPolygon(Workspace& ws, char** words, char** addWords, bool triangle) {
   lastErrorClear();
   int32_t id = triangle ? addTriangle(model, layer, count, points, kind)
                         : addLine(model, layer, count, points, kind);
-  if (passOnRefusal(ws, id != 0)) markUveesStale(model);
+  if (!passOnRefusal(ws, id != 0)) return;
+  markUveesStale(model);
+  ws.lastPolygonId = id;
 }
 
 void addLineWords(Workspace& ws, char** words, char** addWords) {

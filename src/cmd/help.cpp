@@ -58,6 +58,13 @@ std::string reportedUsage(const char* family, const std::string& words) {
   return space == std::string::npos ? "" : reportedUsage(family, words.substr(0, space));
 }
 
+void listFamily(const char* family, HelpRows* rows) {
+  if (const FamilyLister* lister = findKeyword(kListers, family))
+    lister->list(rows);
+  else
+    rows->push_back({"", reportedUsage(family, "")});
+}
+
 void helpCommand(Workspace& ws, char** words) {
   HelpRows rows;
   const char* family = words[1];
@@ -76,10 +83,7 @@ void helpCommand(Workspace& ws, char** words) {
     return;
   }
   rows.clear();
-  if (const FamilyLister* lister = findKeyword(kListers, family))
-    lister->list(&rows);
-  else
-    rows.push_back({"", reportedUsage(family, "")});
+  listFamily(family, &rows);
   std::vector<std::string> pairs;
   for (const HelpRow& row : rows) {
     pairs.push_back(row.words);

@@ -65,5 +65,8 @@ void setHelp(HelpRows* rows);
 void setItemsHelp(HelpRows* rows);  // set layer ..., set child ...
 void simulateHelp(HelpRows* rows);
 void toggleHelp(HelpRows* rows);
+// The rows of one family: its subcommands, or {"", its usage} for a family
+// without any.
+void listFamily(const char* family, HelpRows* rows);
 // The family keywords, in the dispatcher's order.
 void familyHelp(HelpRows* rows);
