@@ -67,20 +67,12 @@ int strictOutcome(Extension& x, const char* family, const std::vector<std::strin
   Tcl_Interp* interp = x.interp;
   const char* result = Tcl_GetStringResult(interp);
   std::string refusal;
-  if (!reports.empty()) {
-    refusal = reports.front();
-  } else if (std::strncmp(result, "modelr: ", 8) == 0) {
-    refusal = result;
-  } else {
-    // The first status line that tells of a failure says the most
-    // ("could not find: f.mod" before "Load failed").
-    for (const std::string& line : statuses) {
-      if (aboutFiles(line)) {
-        refusal = line;
-        break;
-      }
-    }
-  }
+  if (!reports.empty()) refusal = reports.front();
+  // The first status line that tells of a failure says the most ("could
+  // not find: f.mod" before "Load failed" and a result "... failed").
+  for (size_t i = 0; refusal.empty() && i < statuses.size(); ++i)
+    if (aboutFiles(statuses[i])) refusal = statuses[i];
+  if (refusal.empty() && std::strncmp(result, "modelr: ", 8) == 0) refusal = result;
   if (!refusal.empty()) {
     raiseRefusal(interp, family, refusal);
     return TCL_ERROR;
