@@ -32,7 +32,8 @@ bool viewPickFrame(View& v, PickFrame* frame) {
 }
 
 bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>& models,
-              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name) {
+              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name,
+              const ScenePlacements* placed) {
   PickState* state = v.picking;
   if (state == nullptr || state->open) return false;
   PickFrame frame;
@@ -50,6 +51,7 @@ bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>&
       0.25f * std::max(v.camera.extentX, v.camera.extentY) * v.camera.zoom;
   settings.handleLength = halfWidth > 0.0f ? 0.25f * halfWidth : 1.0f;
   settings.arcAxis = arcAxis;
+  settings.placed = placed;
   PickSet& set = state->sets[k];
   bool hit = buildPickSet(kind, current, models, settings, &set) &&
              pickIndexed(state->indexes[k], set, frame, kind, x, y, name);
