@@ -230,13 +230,17 @@ void simulateTurn(Workspace& ws, char** words) {
     simSpinBody(&ws.sim, shapeId, xyz);
 }
 
+// Most forms answer with the push usage text, as the command always has;
+// the rows carry the text each one reports, for modelr help.
 const SubCommand kSimulateWords[] = {
-    {"auto", simulateAuto},       {"destroy", simulateDestroy}, {"disable", simulateDisable},
-    {"enable", simulateEnable},   {"follow", simulateFollow},   {"getpos", simulateGetpos},
-    {"getrot", simulateGetrot},   {"move", simulateMove},       {"push", simulatePush},
-    {"rotate", simulateRotate},   {"reset", simulateReset},     {"setpos", simulateSetpos},
-    {"start", simulateStart},     {"step", simulateStep},       {"stop", simulateStop},
-    {"turn", simulateTurn},
+    {"auto", simulateAuto, kAutoUsage},       {"destroy", simulateDestroy, kPushUsage},
+    {"disable", simulateDisable, kPushUsage}, {"enable", simulateEnable, kPushUsage},
+    {"follow", simulateFollow, kPushUsage},   {"getpos", simulateGetpos, kPushUsage},
+    {"getrot", simulateGetrot, kPushUsage},   {"move", simulateMove, kPushUsage},
+    {"push", simulatePush, kPushUsage},       {"rotate", simulateRotate, kRotateUsage},
+    {"reset", simulateReset},                 {"setpos", simulateSetpos, kRotateUsage},
+    {"start", simulateStart},                 {"step", simulateStep, kStepUsage},
+    {"stop", simulateStop},                   {"turn", simulateTurn, kPushUsage},
 };
 
 }  // namespace
