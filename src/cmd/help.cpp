@@ -1,7 +1,8 @@
 // modelr help [<family>]: without a word the families, as a list; with one
 // a dictionary from each subcommand's words to its usage text (the family's
 // own usage under "" for the families without subcommands). An unknown
-// family gives "modelr: unknown help attribute: <word>".
+// family gives "modelr: unknown help attribute: <word>", more words the
+// usage text.
 #include "cmd/help.h"
 
 #include <tcl.h>
@@ -73,6 +74,10 @@ void helpCommand(Workspace& ws, char** words) {
     std::vector<std::string> names;
     for (const HelpRow& row : rows) names.push_back(row.words);
     setList(ws, names);
+    return;
+  }
+  if (words[2] != nullptr) {
+    reportError(ws, "modelr: usage: modelr help [<family>]");
     return;
   }
   familyHelp(&rows);
