@@ -23,6 +23,7 @@
 #include "grid_scene.h"
 #include "model/geometry.h"
 #include "model/model.h"
+#include "view/display_flags.h"
 #include "view/draw_model.h"
 #include "view/layer_cache.h"
 
@@ -47,13 +48,10 @@ void setCamera() {
   glRotatef(-20.0f, 1, 0, 0);
 }
 
+// The switches a new view starts with.
 DisplayFlags defaultFlags() {
   DisplayFlags f;
-  std::memset(&f, 0, sizeof f);
-  f.triangles = f.mirror = f.textures = f.transparency = f.backfaces = 1;
-  f.lighting = f.curves = f.gouraud = f.children = f.reflect = f.lines = 1;
-  f.collide = f.messages = f.cubeMapReflection = 1;
-  f.lod = 1;
+  setDisplayDefaults(&f);
   return f;
 }
 

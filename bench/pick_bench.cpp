@@ -34,6 +34,7 @@
 #include "model/geometry.h"
 #include "model/model.h"
 #include "view/camera.h"
+#include "view/display_flags.h"
 #include "view/draw_model.h"
 #include "view/pick.h"
 
@@ -64,13 +65,10 @@ double mean(const std::vector<double>& v) {
   return sum / static_cast<double>(v.size());
 }
 
+// The switches a new view starts with.
 DisplayFlags defaultFlags() {
   DisplayFlags f;
-  std::memset(&f, 0, sizeof f);
-  f.triangles = f.mirror = f.textures = f.transparency = f.backfaces = 1;
-  f.lighting = f.curves = f.gouraud = f.children = f.reflect = f.lines = 1;
-  f.collide = f.messages = f.cubeMapReflection = 1;
-  f.lod = 1;
+  setDisplayDefaults(&f);
   return f;
 }
 
