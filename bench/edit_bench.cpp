@@ -8,7 +8,9 @@
 // is as many operations as take about 20 us, so that clock reads do not
 // count). "first" is the first operation after the model was built alone:
 // an index built on first use shows there. Targets are drawn at random
-// with a fixed seed, different for every operation of a row.
+// with a fixed seed, different for every operation of a row. Last, the
+// memory of the indexes, per point and per triangle: on the grid as built,
+// and as the grid rows left it (their edits grow the arrays).
 //
 // Rows:
 //   delete point         deletePoint of an existing point (and its polygons)
@@ -33,6 +35,7 @@
 #include <random>
 #include <vector>
 
+#include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/model.h"
 #include "model/selection.h"
@@ -136,7 +139,46 @@ const char* const kRowNames[kRows] = {
     "find point", "get highest", "select clear+1+copy", "add tri + move pt",
     "delete point", "add+move pt, L lay", "delete tri, L lay"};
 
-void measure(int n, Row rows[kRows]) {
+// Bytes of each index, and what they index.
+struct Memory {
+  int32_t points = 0;
+  int64_t triangles = 0;
+  DocumentIndexBytes bytes = {0, 0, 0, 0};
+};
+
+Memory memoryOf(const Model* m) {
+  Memory memory;
+  memory.points = tableCount(&m->points);
+  memory.triangles = tableCount(&findLayer(m, "band0")->triangles);
+  memory.bytes = documentIndexBytes(m);
+  return memory;
+}
+
+void printMemory(const char* title, const std::vector<Memory>& memory) {
+  std::printf("\n%s, bytes per point (per triangle in brackets)\n", title);
+  const char* const names[4] = {"positions", "numbers", "polygons", "lists"};
+  for (int r = 0; r < 4; ++r) {
+    std::printf("%-22s", names[r]);
+    for (const Memory& m : memory) {
+      const size_t b[4] = {m.bytes.positions, m.bytes.numbers, m.bytes.polygons,
+                           m.bytes.lists};
+      std::printf(" %5.1f (%4.1f)", static_cast<double>(b[r]) / m.points,
+                  static_cast<double>(b[r]) / static_cast<double>(m.triangles));
+    }
+    std::printf("\n");
+  }
+}
+
+void measure(int n, Row rows[kRows], Memory* built, Memory* edited) {
+  {
+    Grid g = buildGrid(n, 1);
+    Model* m = g.model;
+    positionsOf(m);
+    numbersOf(m);
+    polygonsOf(m);
+    *built = memoryOf(m);
+    freeModel(m);
+  }
   {
     Grid g = buildGrid(n, 1);
     Model* m = g.model;
@@ -164,6 +206,7 @@ void measure(int n, Row rows[kRows]) {
       addPoint(m, at(3 * i + 11), p->x, p->y, p->z + 0.001f);
     });
     rows[4] = timeRow(limit, [&](int i) { deletePoint(m, at(i + 13)); });
+    *edited = memoryOf(m);
     freeModel(m);
   }
   {
@@ -198,9 +241,10 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
   if (sizes.empty()) sizes = {1000, 10000, 100000, 1000000};
   std::vector<std::vector<Row>> table;
-  for (int n : sizes) {
+  std::vector<Memory> built(sizes.size()), edited(sizes.size());
+  for (size_t c = 0; c < sizes.size(); ++c) {
     std::vector<Row> rows(kRows);
-    measure(n, rows.data());
+    measure(sizes[c], rows.data(), &built[c], &edited[c]);
     table.push_back(rows);
   }
 
@@ -220,5 +264,7 @@ int main(int argc, char** argv) {
     for (size_t c = 0; c < sizes.size(); ++c) std::printf(" %11.2f", table[c][r].first);
     std::printf("\n");
   }
+  printMemory("index memory as built", built);
+  printMemory("index memory after the grid rows", edited);
   return 0;
 }

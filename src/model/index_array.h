@@ -23,10 +23,13 @@ struct IndexArray {
   IndexArray& operator=(const IndexArray&) = delete;
   ~IndexArray() { std::free(items); }
 
+  // Room for `wanted` entries: exactly that many when asked for more than
+  // half as much again as the present room (an index sized up front), else
+  // half as much again.
   bool reserve(int32_t wanted) {
     if (wanted <= capacity) return true;
-    int64_t grown = capacity > 0 ? capacity : 16;
-    while (grown < wanted) grown *= 2;
+    int64_t grown = capacity > 16 ? capacity + capacity / 2 : 16;
+    if (grown < wanted) grown = wanted;
     if (grown > INT32_MAX) return false;
     void* more = std::realloc(items, sizeof(T) * static_cast<size_t>(grown));
     if (more == nullptr) return false;

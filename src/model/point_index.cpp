@@ -61,7 +61,7 @@ bool positionIndexAdd(PositionIndex* index, const KeyedTable* points, int32_t sl
   if (isNaNPoint(p)) return true;
   if (index->entries + 1 > index->heads.count) {
     // Every point but this one is indexed: indexing all takes it in.
-    return rehash(index, points, 2 * (index->entries + 1));
+    return rehash(index, points, index->entries + 1);
   }
   if (!index->next.growTo(points->capacity, 0)) return false;
   link(index, p, slot);
