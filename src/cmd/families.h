@@ -15,12 +15,14 @@ void createCommand(Workspace& ws, char** words);    // create.cpp
 void fileCommand(Workspace& ws, char** words);      // file_commands.cpp
 void findCommand(Workspace& ws, char** words);      // query.cpp
 void getCommand(Workspace& ws, char** words);       // query.cpp
+void helpCommand(Workspace& ws, char** words);      // help.cpp
 void messageCommand(Workspace& ws, char** words);   // misc.cpp
 void systemCommand(Workspace& ws, char** words);    // misc.cpp
 void poseCommand(Workspace& ws, char** words);      // pose.cpp
 void resetCommand(Workspace& ws, char** words);     // view_commands.cpp
 void resizeCommand(Workspace& ws, char** words);    // view_commands.cpp
 void setCommand(Workspace& ws, char** words);       // set.cpp
+void simulateCommand(Workspace& ws, char** words);  // simulate.cpp
 void reloadCommand(Workspace& ws, char** words);    // file_commands.cpp
 void deselectCommand(Workspace& ws, char** words);  // select.cpp
 void matrixCommand(Workspace& ws, char** words);    // matrix_commands.cpp

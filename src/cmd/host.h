@@ -58,6 +58,8 @@ Model* selectedModel(Workspace& ws);
 Model* modelOrAnswerZero(Workspace& ws);
 // The same with the status procedure.
 void reportStatus(Workspace& ws, const char* text);
+// Calls the simulate procedure with SIMULATE as its one argument.
+void fireSimulateProcedure(Workspace& ws);
 
 // "tcl/tk script error: %s \nline: %d \nreason: %s" through showErrorDialog.
 void hostReportScriptError(Workspace& ws, const char* script,

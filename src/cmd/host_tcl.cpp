@@ -231,7 +231,19 @@ void setResult(Workspace& ws, const char* text) {
   Tcl_SetObjResult(x.interp, Tcl_NewStringObj(text, -1));
 }
 
+namespace {
+
+constexpr size_t kKeptReports = 16;
+
+void record(const Extension& x, std::vector<std::string>* kept, const char* text) {
+  if (x.recording > 0 && text != nullptr && kept->size() < kKeptReports) kept->push_back(text);
+}
+
+}  // namespace
+
 void reportError(Workspace& ws, const char* text) {
+  Extension& x = extensionOf(ws);
+  record(x, &x.reports, text);
   fireProcedure(ws, kCallbackError, callbackProcedure(ws, kCallbackError), text);
 }
 
@@ -259,7 +271,16 @@ Model* modelOrAnswerZero(Workspace& ws) {
 }
 
 void reportStatus(Workspace& ws, const char* text) {
+  Extension& x = extensionOf(ws);
+  record(x, &x.statuses, text);
   fireProcedure(ws, kCallbackStatus, callbackProcedure(ws, kCallbackStatus), text);
+}
+
+void fireSimulateProcedure(Workspace& ws) {
+  const char* procedure = callbackProcedure(ws, kCallbackSimulate);
+  if (extensionOf(ws).interp == nullptr || procedure == nullptr) return;
+  Tcl_Obj* objv[] = {word(procedure), word("SIMULATE")};
+  fireCallback(ws, kCallbackSimulate, objv, 2);
 }
 
 void hostReportScriptError(Workspace& ws, const char* script, const char* reason,

@@ -6,10 +6,14 @@
 
 #include <tcl.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
 
 #include "cmd/format.h"
 #include "workspace/workspace.h"
@@ -22,6 +26,17 @@ struct PendingCallback {
   uint32_t causes;
 };
 
+// The simulate ticks (sim_tick.h). The thread reads `run` and sets
+// `pending`; everything else is the interpreter thread's.
+struct SimulateTicks {
+  std::thread thread;
+  std::atomic<bool> run{false};      // the thread goes on while set
+  std::atomic<bool> pending{false};  // a tick is requested and not yet run
+  Tcl_ThreadId interpThread = nullptr;
+  Tcl_TimerToken timer = nullptr;
+  bool ended = false;  // the interpreter or the process is going away
+};
+
 struct Extension final : WorkspaceHost, ViewSink {
   Tcl_Interp* interp = nullptr;
   std::chrono::steady_clock::time_point lastDrain;
@@ -32,6 +47,16 @@ struct Extension final : WorkspaceHost, ViewSink {
   int commandDepth = 0;
   bool delivering = false;
   uint32_t runningMask = 0;  // the delivering callback's type and causes
+  SimulateTicks ticks;
+  // The strict face's call records what the error and status procedures
+  // are sent while its command runs (recording > 0), to raise refusals as
+  // Tcl errors.
+  int recording = 0;
+  std::vector<std::string> reports;
+  std::vector<std::string> statuses;
+  // The first words each family takes, for the strict face's checks, made
+  // once per family from its help rows ("" for a family without any).
+  std::unordered_map<std::string, std::vector<std::string>> familyWords;
   Workspace ws;
 
   void workspaceStatus(const char* text) override;

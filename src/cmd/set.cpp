@@ -8,6 +8,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/set_items.h"
 #include "cmd/subcommands.h"
@@ -150,11 +151,11 @@ void setSprite(Workspace& ws, char** words) {
   if (stored != nullptr) *stored = on != 0;
 }
 
-// Kept in the render state; drawing does not use it yet.
+// Shows which layer is chosen: its outline is drawn over the model.
 void setShowLayer(Workspace& ws, char** words) {
   int32_t on = 0;
   if (!wordsRead(ws, parseBool(&on, words[1]), "modelr: usage: modelr set showlayer <on>")) return;
-  ws.view.render.showLayer = on != 0;
+  ws.view.render.layerOutline = on != 0;
 }
 
 // ---- set view --------------------------------------------------------------
@@ -334,3 +335,11 @@ bool readColour(char** words, float colour[3]) {
 }
 
 void setCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kSetWords, "attribute"); }
+
+// The general settings, then those of the view, the chosen layer and
+// children under their second word.
+void setHelp(HelpRows* rows) {
+  listKeywords(kSetWords, "set", rows);
+  listKeywords(kViewWords, "set", rows, "view ");
+  setItemsHelp(rows);
+}

@@ -132,6 +132,17 @@ struct Hasher {
 
 }  // namespace
 
+void computePosedJoints(const Model* model, std::vector<float>* out) {
+  std::vector<Affine> world;
+  jointTransforms(model, &world);
+  out->assign(3 * world.size(), 0.0f);
+  for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
+       s = tableNextSlot(&model->joints, s)) {
+    apply(world[s], tableAt<Joint>(&model->joints, s)->position,
+          &(*out)[3 * static_cast<size_t>(s)]);
+  }
+}
+
 int32_t pointSlot(const Model* model, const Point* p) {
   const auto* base = model->points.elements;
   return static_cast<int32_t>(

@@ -23,6 +23,11 @@ int32_t pointSlot(const Model* model, const Point* p);
 // morphs (the stored points are the display points).
 bool computeDisplayPoints(const Model* model, std::vector<float>* out);
 
+// Where each joint stands once posed, by joint slot (3 floats a slot):
+// its rest position taken through its own and its ancestors' poses, i.e.
+// its parent's world transform applied to position + translation.
+void computePosedJoints(const Model* model, std::vector<float>* out);
+
 // A hash of everything computeDisplayPoints reads besides the points:
 // joints (rest position, parent, pose), weights and morphs.
 uint64_t poseSignature(const Model* model);

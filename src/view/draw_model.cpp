@@ -17,6 +17,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "view/draw_collides.h"
 #include "view/layer_cache.h"
 
 namespace {
@@ -81,6 +82,7 @@ struct ModelDisplays {
   // memory for every model drawn: they are few, and reading them afresh
   // follows every move without a revision to watch.
   VertexRun jointMarks, collideEdges;
+  std::vector<DrawVertex> collideOutlines;
 };
 
 namespace {
@@ -89,6 +91,8 @@ struct DrawContext {
   ModelDisplays* store;
   const RenderState* render;
   const DisplayFlags* flags;
+  const ScenePlacements* placed;  // frames of simulated models, or null
+  float scene[16];   // the model-view matrix of the scene, column order
   float matrix[16];  // the model-view matrix in force, column order
   bool flipped;      // an odd number of reflections: winding reversed
   // Drawing the wire over a selected child: edges only, in the selection
@@ -533,6 +537,12 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   } else if (md.markers.count > 0) {
     dropRun(store, &md.markers);
   }
+  if (flags->collide) {
+    ctx->primitives += drawCollideOutlines(model, ctx->matrix, ctx->scene, ctx->placed,
+                                           ctx->render->sceneExtent * 2.0f,
+                                           &store->collideOutlines);
+    applyMatrix(*ctx);
+  }
   drawSelectedMarks(model, ctx);
 }
 
@@ -555,6 +565,13 @@ void outlineChild(Model* child, const DrawContext& inner) {
   glPolygonMode(GL_FRONT_AND_BACK, inner.flags->wireframe ? GL_LINE : GL_FILL);
 }
 
+// The frame a simulation gives the model, or null.
+const SceneFrame* bodyFrame(const DrawContext* ctx, const Model* model) {
+  if (ctx->placed == nullptr) return nullptr;
+  auto found = ctx->placed->models.find(model->id);
+  return found != ctx->placed->models.end() ? &found->second : nullptr;
+}
+
 void drawChildren(const Model* model, DrawContext* ctx) {
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
@@ -568,11 +585,21 @@ void drawChildren(const Model* model, DrawContext* ctx) {
                                  r[1] * k[1], r[4] * k[1], r[7] * k[1], 0,
                                  r[2] * k[2], r[5] * k[2], r[8] * k[2], 0,
                                  p[0],        p[1],        p[2],        1};
-    const float det = r[0] * (r[4] * r[8] - r[5] * r[7]) -
-                      r[1] * (r[3] * r[8] - r[5] * r[6]) +
-                      r[2] * (r[3] * r[7] - r[4] * r[6]);
+    float det = r[0] * (r[4] * r[8] - r[5] * r[7]) -
+                r[1] * (r[3] * r[8] - r[5] * r[6]) +
+                r[2] * (r[3] * r[7] - r[4] * r[6]);
     DrawContext inner = *ctx;
-    multiply(ctx->matrix, placement, inner.matrix);
+    if (const SceneFrame* frame = bodyFrame(ctx, child->model)) {
+      // A simulated child is where its body is, in the scene, at its scale.
+      float scaled[16];
+      std::memcpy(scaled, frame->m, sizeof scaled);
+      for (int c = 0; c < 3; ++c)
+        for (int row = 0; row < 3; ++row) scaled[c * 4 + row] *= k[c];
+      multiply(ctx->scene, scaled, inner.matrix);
+      det = 1.0f;
+    } else {
+      multiply(ctx->matrix, placement, inner.matrix);
+    }
     inner.flipped = ctx->flipped != (det * k[0] * k[1] * k[2] < 0.0f);
     inner.depth = ctx->depth + 1;
     applyMatrix(inner);
@@ -591,7 +618,8 @@ ModelDisplays* newModelDisplays() { return new (std::nothrow) ModelDisplays; }
 
 void freeModelDisplays(ModelDisplays* store) { delete store; }
 
-int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render) {
+int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render,
+                  const ScenePlacements* placed) {
   if (store == nullptr || model == nullptr || render == nullptr) return 0;
   const DisplayFlags* flags = &render->display;
   deleteDoomedBuffers(store);
@@ -615,7 +643,10 @@ int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render)
   ctx.store = store;
   ctx.render = render;
   ctx.flags = flags;
-  glGetFloatv(GL_MODELVIEW_MATRIX, ctx.matrix);
+  ctx.placed = placed;
+  glGetFloatv(GL_MODELVIEW_MATRIX, ctx.scene);
+  std::memcpy(ctx.matrix, ctx.scene, sizeof ctx.matrix);
+  if (const SceneFrame* frame = bodyFrame(&ctx, model)) multiply(ctx.scene, frame->m, ctx.matrix);
   ctx.flipped = false;
   ctx.outline = false;
   ctx.depth = 0;

@@ -18,7 +18,8 @@
 // closelines joins the last point of a line back to its first; mirror
 // draws mirroring layers again, reflected; children draws the child models
 // through their placement; pose draws the posed points (see
-// computeDisplayPoints in layer_cache.h); normalize renormalises normals.
+// computeDisplayPoints in layer_cache.h); normalize renormalises normals;
+// collide adds the outline of every collide object (draw_collides.h).
 //
 // The selection shows whatever the switches say (points on or off):
 // selected polygons and lines are drawn in the selection colour (lit as
@@ -31,7 +32,8 @@
 //
 // Triangles (a polygon of n points counts n - 2), line segments and point
 // markers are what is counted, mirror halves and children included, and
-// the joint marks and box edges; the wire over a selected child is not.
+// the joint marks, box edges and collide outlines; the wire over a
+// selected child is not.
 #pragma once
 
 #include <cstdint>
@@ -40,6 +42,7 @@
 
 #include "model/records.h"
 #include "view/render_state.h"
+#include "view/view.h"
 
 struct ModelDisplays;
 
@@ -47,9 +50,11 @@ struct ModelDisplays;
 ModelDisplays* newModelDisplays();
 void freeModelDisplays(ModelDisplays* store);
 
-// Draws with the switches and colours of `render`. Needs the view's GL
-// context current.
-int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render);
+// Draws with the switches and colours of `render`, models and collide
+// objects that a running simulation has moved through their frames in
+// `placed` (may be null). Needs the view's GL context current.
+int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render,
+                  const ScenePlacements* placed = nullptr);
 // Frees the GL resources of the model (and its children). Never touches
 // OpenGL itself, so it is safe without a context: the buffers are deleted
 // by the next drawModel, in the view's context.

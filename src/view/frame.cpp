@@ -10,6 +10,7 @@
 #include "view/camera.h"
 #include "view/draw_model.h"
 #include "view/labels.h"
+#include "view/overlays.h"
 #include "view/platform.h"
 #include "view/view.h"
 
@@ -86,7 +87,7 @@ int32_t drawScene(View& v, const Scene& scene) {
   for (Model* model : scene.models) {
     if (model == nullptr) continue;
     ++models;
-    v.render.primitives += drawModel(v.displays, model, &v.render);
+    v.render.primitives += drawModel(v.displays, model, &v.render, &scene.placed);
   }
   return models;
 }
@@ -190,8 +191,17 @@ void drawFrame(View& v) {
   const float* focus = v.camera.focus;
   glTranslatef(-focus[0], -focus[1], -focus[2]);
 
+  // Labels of a simulated model move with its body.
+  const auto body = scene.current != nullptr ? scene.placed.models.find(scene.current->id)
+                                             : scene.placed.models.end();
+  if (body != scene.placed.models.end()) {
+    glPushMatrix();
+    glMultMatrixf(body->second.m);
+  }
   drawModelLabels(v.fonts, scene.current, &render);
+  if (body != scene.placed.models.end()) glPopMatrix();
   int32_t models = drawScene(v, scene);
+  drawOverlays(v, scene);
   if (render.display.cursor) drawCursorCross(v.camera);
   if (render.display.messages) drawMessageLines(v.fonts, &render, v.camera.background);
 

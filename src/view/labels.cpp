@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "model/geometry.h"
 #include "view/layer_cache.h"
 #include "view/render_state.h"
 
@@ -259,24 +260,34 @@ void vertexOf(const Labelled& m, int32_t number) {
   if (positionOf(m, number, p)) glVertex3fv(p);
 }
 
+// Polygons are triangle strips: their outline is the strip's outer edges,
+// never the diagonals between its triangles.
 void drawLayerOutline(const Labelled& m, const Layer* layer) {
   glDepthRange(0.0, kOutlineDepthFar);
-  glPolygonMode(GL_FRONT_AND_BACK, GL_LINE);
   glDisable(GL_CULL_FACE);
+  glBegin(GL_LINES);
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    glBegin(GL_POLYGON);
-    for (int i = 0; i < t->count; ++i) vertexOf(m, t->points[i]);
-    glEnd();
+    const int32_t n = t->count;
+    forEachStripIndex(n, [&](int32_t a, int32_t b, int32_t c) {
+      const int32_t corners[3] = {a, b, c};
+      for (int e = 0; e < 3; ++e) {
+        const int32_t i = corners[e], j = corners[(e + 1) % 3];
+        // An outer edge belongs to one triangle of the strip only.
+        if (!stripOutlineEdge(i, j, n)) continue;
+        vertexOf(m, t->points[i]);
+        vertexOf(m, t->points[j]);
+      }
+    });
   }
+  glEnd();
   for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0; s = tableNextSlot(&layer->lines, s)) {
     const Line* l = tableAt<Line>(&layer->lines, s);
     glBegin(GL_LINE_STRIP);
     for (int i = 0; i < l->count; ++i) vertexOf(m, l->points[i]);
     glEnd();
   }
-  glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
   glDepthRange(0.0, 1.0);
 }
 

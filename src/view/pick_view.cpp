@@ -2,6 +2,7 @@
 // candidate set of the picker (rebuilt only when what it depends on
 // changed) and the indexed picker. No GL is needed: a pick costs no frame.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <new>
 
@@ -18,6 +19,22 @@ void freePickState(PickState* state) {
   delete state;
 }
 
+float viewHandleLength(const View& v) {
+  // The projection shows extent * zoom / 4 either side of the centre.
+  const float halfWidth =
+      0.25f * std::max(v.camera.extentX, v.camera.extentY) * v.camera.zoom;
+  return halfWidth > 0.0f ? 0.25f * halfWidth : 1.0f;
+}
+
+void arcPoint(const float centre[3], int32_t axis, float radius, float degrees, float out[3]) {
+  const int u = axis == 1 ? 1 : 0;
+  const int v = axis == 3 ? 1 : 2;
+  const float angle = degrees * (3.14159265f / 180.0f);
+  std::memcpy(out, centre, 3 * sizeof(float));
+  out[u] += radius * std::cos(angle);
+  out[v] += radius * std::sin(angle);
+}
+
 bool viewPickFrame(View& v, PickFrame* frame) {
   if (v.window.window == nullptr) return false;
   viewViewport(v, frame->viewport);
@@ -32,7 +49,8 @@ bool viewPickFrame(View& v, PickFrame* frame) {
 }
 
 bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>& models,
-              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name) {
+              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name,
+              const ScenePlacements* placed) {
   PickState* state = v.picking;
   if (state == nullptr || state->open) return false;
   PickFrame frame;
@@ -44,12 +62,9 @@ bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>&
   PickSettings settings;
   settings.flags = v.render.display;
   std::memcpy(settings.cursor, v.camera.cursor, sizeof settings.cursor);
-  // Handles a quarter of the visible half-width long, whatever the zoom
-  // (the projection shows extent * zoom / 4 either side of the centre).
-  const float halfWidth =
-      0.25f * std::max(v.camera.extentX, v.camera.extentY) * v.camera.zoom;
-  settings.handleLength = halfWidth > 0.0f ? 0.25f * halfWidth : 1.0f;
+  settings.handleLength = viewHandleLength(v);
   settings.arcAxis = arcAxis;
+  settings.placed = placed;
   PickSet& set = state->sets[k];
   bool hit = buildPickSet(kind, current, models, settings, &set) &&
              pickIndexed(state->indexes[k], set, frame, kind, x, y, name);

@@ -14,7 +14,7 @@ constexpr float kDefaultSceneExtent = 100.0f;
 struct RenderState {
   int32_t frameBusy;
   char chosenLayer[kNameBytes];  // "" or "global": the whole model
-  int32_t layerOutline;
+  int32_t layerOutline;  // set showlayer: the chosen layer's outline
   float shininess;
   float sceneExtent;     // grows as models load; 100 after closing all
   float sceneExtra[3];   // kept beside the extent; cleared with it
@@ -25,7 +25,6 @@ struct RenderState {
   float selectionColour[3];
   int32_t eyeDistance;   // of the perspective projection
   int32_t primitives;    // drawn in the last frame
-  int32_t showLayer;     // set showlayer: stored; drawing does not use it yet
 };
 
 // Zero-fills the state and sets its start values.

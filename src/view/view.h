@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "model/records.h"
@@ -17,11 +18,26 @@ struct ModelDisplays;  // per-model vertex data on the GL side (draw_model.cpp)
 struct LabelFonts;     // glyph display lists of the labels (labels.cpp)
 struct PickState;      // candidate sets and indexes of the pickers (pick.h)
 
+// A placement in scene units, column order as OpenGL takes it.
+struct SceneFrame {
+  float m[16];
+};
+
+// Where a running simulation has put things: a model bound to a body is
+// drawn (labels included) through its body's frame instead of its own
+// placement, a collide object's outline through its shape's frame. Empty
+// while nothing is simulated: everything is where the document puts it.
+struct ScenePlacements {
+  std::unordered_map<int32_t, SceneFrame> models;    // by model id
+  std::unordered_map<int32_t, SceneFrame> collides;  // by collide id
+};
+
 // What one frame draws: the open top-level models in registry order and
 // the model whose labels and layer outline show.
 struct Scene {
   std::vector<Model*> models;
   Model* current = nullptr;
+  ScenePlacements placed;
 };
 
 // What the view reports to its owner. The owner may run scripts from any

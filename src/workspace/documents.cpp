@@ -12,9 +12,11 @@
 
 namespace {
 
-// The view keeps GL data per model; a closed model's goes with it.
+// The view keeps GL data per model, the world bodies and shapes; a closed
+// model's go with it.
 void announceClosing(Workspace& ws, Model* model) {
   releaseModelDisplay(ws.view.displays, model);
+  forgetSimulatedModel(ws, model);
 }
 
 // The camera must see the whole of every open model: twice the largest
@@ -52,6 +54,8 @@ void closeAllModels(Workspace& ws) {
   }
   registryFreeAll(registry);
   registryInit(registry);
+  // Nothing is left to simulate.
+  ws.sim.simulating = false;
   resetSceneExtent(&ws.view.render);
   loaderStatus(ws, "Ready");
 }

@@ -12,6 +12,7 @@ void workspaceInit(Workspace* ws, WorkspaceHost* host, ViewSink* viewSink,
   registryInit(&ws->registry);
   viewInit(&ws->view, viewSink, toolkit);
   simInit(&ws->sim);
+  ws->simLinks = SimLinks();
   for (std::string& procedure : ws->callbacks) procedure.clear();
   ws->texts = StoredTexts{};
   tableInit(&ws->sprites, sizeof(int32_t), kIntKeyed);
@@ -21,7 +22,7 @@ void workspaceInit(Workspace* ws, WorkspaceHost* host, ViewSink* viewSink,
 void workspaceRelease(Workspace* ws) {
   registryFreeAll(&ws->registry);
   registryInit(&ws->registry);
-  simRelease(&ws->sim);
+  endSimulationWorld(*ws);
   viewRelease(&ws->view);
   tableRelease(&ws->sprites);
 }
@@ -31,7 +32,7 @@ const char* callbackProcedure(const Workspace& ws, CallbackType type) {
   return procedure.empty() ? nullptr : procedure.c_str();
 }
 
-void fillScene(const Workspace& ws, Scene* scene) {
+void fillScene(Workspace& ws, Scene* scene) {
   const KeyedTable* table = &ws.registry.models;
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const RegistryEntry* entry = tableAt<RegistryEntry>(table, s);
@@ -39,4 +40,5 @@ void fillScene(const Workspace& ws, Scene* scene) {
     scene->models.push_back(entry->model);
   }
   scene->current = ws.registry.current;
+  placeSimulatedModels(ws, scene->models, &scene->placed);
 }

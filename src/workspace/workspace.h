@@ -13,6 +13,7 @@
 #include "model/model.h"
 #include "sim/sim_world.h"
 #include "view/view.h"
+#include "workspace/simulation.h"
 
 // Script procedures the user interface registers, one per type.
 enum CallbackType {
@@ -52,12 +53,16 @@ struct Workspace {
   ModelRegistry registry;   // the open models
   View view;
   SimWorld sim;
+  SimLinks simLinks;  // the collide objects in the world
   std::string callbacks[kCallbackTypes];  // "" when none is registered
   StoredTexts texts = {};
   // Sprite switches by id (int-keyed, int32_t 0 or 1). Nothing draws
   // sprites yet; the switches are kept for when something does.
   KeyedTable sprites;
   WorkspaceHost* host = nullptr;
+  // The number the last add triangle or add line handed out (0: none yet);
+  // the strict scripting face answers with it.
+  int32_t lastPolygonId = 0;
 };
 
 // Start values: no model, identity matrix, the view's defaults. `host` and
@@ -77,5 +82,6 @@ inline Model* currentModel(const Workspace& ws) { return ws.registry.current; }
 const char* callbackProcedure(const Workspace& ws, CallbackType type);
 
 // The scene a frame draws: every open model with flag 0, in registry order,
-// and the current model.
-void fillScene(const Workspace& ws, Scene* scene);
+// the current model, and where a running simulation has put them. Their
+// collide objects are linked into the world on the way.
+void fillScene(Workspace& ws, Scene* scene);
