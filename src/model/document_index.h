@@ -13,7 +13,8 @@
 //              clearing and copying the selection visit only those
 // Each is built the first time an operation wants it and from then on kept
 // current by every change to what it indexes; the operations in this
-// folder call the notes below. Answers never differ from the plain scans
+// folder call the notes below, and new code that changes points, polygons,
+// layers or marks must go through them or call the notes itself. Answers never differ from the plain scans
 // they replace: where an index cannot be had (memory, or indexing switched
 // off) the operations scan as before. Internal to src/model, but for
 // documentIndexBytes, which the edit benchmark reports.
