@@ -22,6 +22,7 @@
 //   add+move pt, L lay   addPoint of a new number and addPoint moving an
 //                        existing one, the grid spread over L = min(n, 3*10^4)
 //                        layers
+//   delete pt, L lay     deletePoint on that grid
 //   delete tri, L lay    deleteTriangle of an existing id, the grid spread
 //                        over L = min(n, 10^4) layers
 
@@ -134,10 +135,11 @@ std::vector<int32_t> shuffledNumbers(int32_t count, uint32_t seed) {
   return numbers;
 }
 
-constexpr int kRows = 7;
+constexpr int kRows = 8;
 const char* const kRowNames[kRows] = {
-    "find point", "get highest", "select clear+1+copy", "add tri + move pt",
-    "delete point", "add+move pt, L lay", "delete tri, L lay"};
+    "find point",         "get highest",      "select clear+1+copy",
+    "add tri + move pt",  "delete point",     "add+move pt, L lay",
+    "delete pt, L lay",   "delete tri, L lay"};
 
 // Bytes of each index, and what they index.
 struct Memory {
@@ -214,11 +216,15 @@ void measure(int n, Row rows[kRows], Memory* built, Memory* edited) {
     Model* m = g.model;
     const std::vector<int32_t> pick = shuffledNumbers(g.points, 3);
     int32_t fresh = highestPointNumber(m);
-    rows[5] = timeRow(std::max(10, g.points / 10), [&](int i) {
+    const int limit = std::max(10, g.points / 10);
+    rows[5] = timeRow(limit, [&](int i) {
       addPoint(m, ++fresh, 0.5f, 0.5f, 1.0f);
       const int32_t number = pick[static_cast<size_t>(i) % pick.size()];
       const Point* p = findPoint(m, number);
       addPoint(m, number, p->x, p->y, p->z + 0.001f);
+    });
+    rows[6] = timeRow(limit, [&](int i) {
+      deletePoint(m, pick[static_cast<size_t>(i + limit) % pick.size()]);
     });
     freeModel(m);
   }
@@ -227,7 +233,7 @@ void measure(int n, Row rows[kRows], Memory* built, Memory* edited) {
     std::mt19937 random(4);
     std::shuffle(g.triangleIds.begin(), g.triangleIds.end(), random);
     const int limit = std::max(10, static_cast<int>(g.triangleIds.size() / 10));
-    rows[6] = timeRow(limit, [&](int i) {
+    rows[7] = timeRow(limit, [&](int i) {
       deleteTriangle(g.model, g.triangleIds[static_cast<size_t>(i)]);
     });
     freeModel(g.model);

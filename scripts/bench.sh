@@ -45,6 +45,14 @@ echo "== KeyedTable against std::unordered_map =="
 "$build_dir/bench/keyed_table_bench"
 
 echo
+echo "== single edits and queries, microseconds per operation =="
+sizes=()
+for n in 1000 10000 100000 1000000; do
+  (( n <= max_points )) && sizes+=("$n")
+done
+"$build_dir/bench/edit_bench" "${sizes[@]}"
+
+echo
 echo "== .mod reading and writing against tinyobjloader, assimp and the bare parse =="
 "$build_dir/bench/file_io_bench" "$max_points"
 

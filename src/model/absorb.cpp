@@ -418,6 +418,7 @@ bool absorbLayer(Model* model, const Child* child, Layer* from,
       carryGlobalsOf<Line>(child, &from->lines, to, map, axis) &&
       moveImages(model, from, to, map, axis, automaticUvees);
   // Both changed, also when a step failed halfway.
+  noteEntriesAdded(model, to);
   touchLayer(model, to);
   touchLayer(child->model, from);
   if (!ok) return false;

@@ -6,15 +6,22 @@
 
 #include "model/geometry.h"
 
+// Slots of the layers an operation has to look at; while not `known`, it
+// looks at every layer. Repeats are dropped whenever the list has doubled.
+struct SlotList {
+  bool known = false;
+  IndexArray<int32_t> slots;
+  int32_t limit = 0;
+};
+
 struct DocumentIndex {
   bool off = false;
   std::unique_ptr<PositionIndex> positions;
   std::unique_ptr<NumberHeap> numbers;
   std::unique_ptr<PolygonIndex> polygons;
-  bool staleKnown = false;
-  IndexArray<int32_t> staleLayers;
-  bool autoKnown = false;
-  IndexArray<int32_t> autoLayers;
+  SlotList stale;      // bounds due
+  SlotList automatic;  // may hold an image without uvees of its own
+  SlotList entries;    // may hold colour, normal or surface entries
   bool marksKnown = false;
   IndexArray<int32_t> markedPoints;
   IndexArray<int32_t> markedPolygons;
@@ -74,6 +81,37 @@ bool copyList(const IndexArray<int32_t>& from, IndexArray<int32_t>* to) {
   return true;
 }
 
+void listPush(SlotList* list, int32_t slot) {
+  if (!list->known) return;
+  if (!list->slots.push(slot)) {
+    list->known = false;
+    return;
+  }
+  if (list->slots.count < list->limit) return;
+  sortUnique(&list->slots);
+  list->limit = std::max(64, 2 * list->slots.count);
+}
+
+// The list sorted, each slot once; false while not known.
+bool listTake(const SlotList& list, IndexArray<int32_t>* slots) {
+  return list.known && copyList(list.slots, slots);
+}
+
+// After a look at the layers: `slots` (taken over) are all there are,
+// unless not `complete`.
+void listSet(SlotList* list, IndexArray<int32_t>* slots, bool complete) {
+  std::swap(list->slots.items, slots->items);
+  std::swap(list->slots.count, slots->count);
+  std::swap(list->slots.capacity, slots->capacity);
+  list->known = complete;
+  list->limit = std::max(64, 2 * list->slots.count);
+}
+
+void listForget(SlotList* list) {
+  list->known = false;
+  list->slots.count = 0;
+}
+
 }  // namespace
 
 void setDocumentIndexing(Model* model, bool on) {
@@ -96,8 +134,9 @@ DocumentIndexBytes documentIndexBytes(const Model* model) {
     bytes.positions = index->positions->heads.bytes() + index->positions->next.bytes();
   if (index->numbers) bytes.numbers = index->numbers->heap.bytes();
   if (index->polygons) bytes.polygons = polygonIndexBytes(index->polygons.get());
-  bytes.lists = index->staleLayers.bytes() + index->autoLayers.bytes() +
-                index->markedPoints.bytes() + index->markedPolygons.bytes();
+  bytes.lists = index->stale.slots.bytes() + index->automatic.slots.bytes() +
+                index->entries.slots.bytes() + index->markedPoints.bytes() +
+                index->markedPolygons.bytes();
   return bytes;
 }
 
@@ -225,9 +264,9 @@ void noteLayersRenumbered(Model* model) {
   DocumentIndex* index = existing(model);
   if (index == nullptr) return;
   index->polygons.reset();
-  index->staleKnown = false;
-  index->staleLayers.count = 0;
-  index->autoKnown = false;
+  listForget(&index->stale);
+  listForget(&index->automatic);
+  listForget(&index->entries);
 }
 
 void notePointMarked(Model* model, int32_t number) {
@@ -244,46 +283,51 @@ void markBoundsStale(Model* model, Layer* layer) {
   if (layer->boundsStale) return;
   layer->boundsStale = 1;
   DocumentIndex* index = existing(model);
-  if (index == nullptr || !index->staleKnown) return;
-  if (!index->staleLayers.push(layerSlotOf(model, layer))) {
-    index->staleKnown = false;
-    index->staleLayers.count = 0;
-  }
+  if (index != nullptr) listPush(&index->stale, layerSlotOf(model, layer));
 }
 
 bool takeStaleLayers(Model* model, IndexArray<int32_t>* slots) {
   DocumentIndex* index = existing(model);
-  if (index == nullptr || !index->staleKnown) return false;
-  if (!copyList(index->staleLayers, slots)) return false;
-  index->staleLayers.count = 0;
+  if (index == nullptr || !listTake(index->stale, slots)) return false;
+  index->stale.slots.count = 0;
   return true;
 }
 
 void staleLayersKnown(Model* model) {
   DocumentIndex* index = recordOf(model);
   if (index == nullptr) return;
-  index->staleKnown = true;
-  index->staleLayers.count = 0;
+  IndexArray<int32_t> none;
+  listSet(&index->stale, &none, true);
 }
 
 void noteImageAdded(Model* model, const Layer* layer) {
   DocumentIndex* index = existing(model);
-  if (index == nullptr || !index->autoKnown) return;
-  if (!index->autoLayers.push(layerSlotOf(model, layer))) index->autoKnown = false;
+  if (index != nullptr) listPush(&index->automatic, layerSlotOf(model, layer));
 }
 
 bool takeAutoUveeLayers(Model* model, IndexArray<int32_t>* slots) {
   DocumentIndex* index = existing(model);
-  return index != nullptr && index->autoKnown && copyList(index->autoLayers, slots);
+  return index != nullptr && listTake(index->automatic, slots);
 }
 
 void autoUveeLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete) {
   DocumentIndex* index = recordOf(model);
-  if (index == nullptr) return;
-  std::swap(index->autoLayers.items, slots->items);
-  std::swap(index->autoLayers.count, slots->count);
-  std::swap(index->autoLayers.capacity, slots->capacity);
-  index->autoKnown = complete;
+  if (index != nullptr) listSet(&index->automatic, slots, complete);
+}
+
+void noteEntriesAdded(Model* model, const Layer* layer) {
+  DocumentIndex* index = existing(model);
+  if (index != nullptr) listPush(&index->entries, layerSlotOf(model, layer));
+}
+
+bool takeEntryLayers(Model* model, IndexArray<int32_t>* slots) {
+  DocumentIndex* index = existing(model);
+  return index != nullptr && listTake(index->entries, slots);
+}
+
+void entryLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete) {
+  DocumentIndex* index = recordOf(model);
+  if (index != nullptr) listSet(&index->entries, slots, complete);
 }
 
 bool markCandidates(const Model* model, IndexArray<int32_t>* points,

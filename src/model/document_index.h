@@ -5,13 +5,16 @@
 //   polygons   point -> the polygons and lines using it, polygon id ->
 //              layer, and each layer's box as a recompute would give it
 //              (polygon_index.h)
-//   stale      the layers whose bounds are due, and those with images of
-//              automatic uvees, so that flushDerived visits only those
+//   layers     the layers whose bounds are due, those with images of
+//              automatic uvees, and those with colour, normal or surface
+//              entries, so that flushDerived and deletePoint visit only
+//              those
 //   marks      the points and polygons that may carry a mark, so that
 //              clearing and copying the selection visit only those
 // Each is built the first time an operation wants it and from then on kept
 // current by every change to what it indexes; the operations in this
-// folder call the notes below. Answers never differ from the plain scans
+// folder call the notes below, and new code that changes points, polygons,
+// layers or marks must go through them or call the notes itself. Answers never differ from the plain scans
 // they replace: where an index cannot be had (memory, or indexing switched
 // off) the operations scan as before. Internal to src/model, but for
 // documentIndexBytes, which the edit benchmark reports.
@@ -35,7 +38,7 @@ struct DocumentIndexBytes {
   size_t positions;
   size_t numbers;
   size_t polygons;
-  size_t lists;  // due layers, layers with automatic uvees, marked items
+  size_t lists;  // the layer lists and the marked items
 };
 DocumentIndexBytes documentIndexBytes(const Model* model);
 
@@ -97,6 +100,13 @@ bool takeAutoUveeLayers(Model* model, IndexArray<int32_t>* slots);
 // After a look: these are all such layers, unless not `complete` (`slots`
 // is taken over).
 void autoUveeLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete);
+
+// ---- Layers with colour, normal or surface entries ------------------------------
+// The layer took an entry in one of those tables.
+void noteEntriesAdded(Model* model, const Layer* layer);
+// As for automatic uvees: the layers that may hold an entry.
+bool takeEntryLayers(Model* model, IndexArray<int32_t>* slots);
+void entryLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete);
 
 // ---- Marks --------------------------------------------------------------------
 // The points and polygons (lines negated) that may be marked, each once,

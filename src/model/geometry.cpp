@@ -50,6 +50,7 @@ bool storeVector(Model* model, const char* layer, int32_t number, float x,
   if (!resolveTables(model, layer, &tables)) return false;
   VectorEntry* entry = insertOrReport<VectorEntry>(tables.*which, number);
   if (entry == nullptr) return false;
+  if (tables.layer != nullptr) noteEntriesAdded(model, tables.layer);
   if (std::isnan(x) || std::isnan(y) || std::isnan(z)) {
     x = 0.0f;
     y = 0.0f;
@@ -202,8 +203,19 @@ bool deletePoint(Model* model, int32_t number) {
   notePointRemoving(model, number);
   tableRemove(&model->points, number);
   touchModel(model);
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
+  // The layers that lost a polygon or may hold an entry, when the model
+  // knows them, in slot order; else every layer.
+  IndexArray<int32_t> listed, visit, kept;
+  const bool known = index != nullptr && takeEntryLayers(model, &listed) &&
+                     visit.reserve(listed.count + emptied.count);
+  if (known) {
+    visit.count = static_cast<int32_t>(
+        std::set_union(listed.items, listed.items + listed.count, emptied.items,
+                       emptied.items + emptied.count, visit.items) -
+        visit.items);
+  }
+  bool complete = true;
+  auto clean = [&](int32_t s) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
     const bool lostPolygons =
         index != nullptr ? std::binary_search(emptied.items, emptied.items + emptied.count, s)
@@ -214,7 +226,21 @@ bool deletePoint(Model* model, int32_t number) {
         tableRemove(&layer->normals, number) |
         tableRemove(&layer->surface, number) | lostPolygons;
     if (changed) touchLayer(model, layer);
+    if (tableCount(&layer->colours) + tableCount(&layer->normals) +
+            tableCount(&layer->surface) > 0)
+      complete = kept.push(s) && complete;
+  };
+  if (known) {
+    for (int32_t i = 0; i < visit.count; ++i) {
+      const int32_t s = visit.items[i];
+      if (tableNextSlot(&model->layers, s - 1) == s) clean(s);  // not deleted
+    }
+  } else {
+    for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+         s = tableNextSlot(&model->layers, s))
+      clean(s);
   }
+  entryLayersAre(model, &kept, complete);
   return true;
 }
 
@@ -249,6 +275,7 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
   }
   Colour* colour = insertOrReport<Colour>(tables.colours, point);
   if (colour == nullptr) return false;
+  if (tables.layer != nullptr) noteEntriesAdded(model, tables.layer);
   colour->r = red > 1.0f ? 1.0f : red;
   colour->g = green > 1.0f ? 1.0f : green;
   colour->b = blue > 1.0f ? 1.0f : blue;

@@ -476,6 +476,7 @@ bool bakeMirror(Model* model, const char* layer, bool sharePoints) {
     deleteLayer(model, mirrorName);
     return false;
   }
+  noteEntriesAdded(model, target);
   touchLayer(model, target);
   source->mirror = 0;
   touchLayer(model, source);

@@ -94,12 +94,12 @@ template <class Polygon>
 void copiesIn(Model* model, Layer* layer, const KeyedTable* renumber,
               const IndexArray<PolygonCopy>* found, IntList* ids) {
   if (found != nullptr) {
-    const int32_t at = layerSlotOf(model, layer);
-    const int32_t line = isLine<Polygon>() ? 1 : 0;
-    for (int32_t i = 0; i < found->count; ++i) {
-      if (found->items[i].layer == at && found->items[i].line == line)
-        ids->push(found->items[i].id);
-    }
+    const PolygonCopy first = {layerSlotOf(model, layer), isLine<Polygon>() ? 1 : 0, -1, 0};
+    const PolygonCopy* begin = found->items;
+    const PolygonCopy* end = begin + found->count;
+    for (const PolygonCopy* c = std::lower_bound(begin, end, first);
+         c != end && c->layer == first.layer && c->line == first.line; ++c)
+      ids->push(c->id);
     return;
   }
   const KeyedTable* table = polygonTableOf<Polygon>(layer);

@@ -163,6 +163,7 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
     carryEntry<VectorEntry>(&source->normals, &target->normals, point, keep);
     carryEntry<VectorEntry>(&source->surface, &target->surface, point, keep);
   }
+  noteEntriesAdded(model, target);
   markBoundsStale(model, source);
   markBoundsStale(model, target);
   touchLayer(model, source);

@@ -66,7 +66,12 @@ std::string dump(const Model* m) {
     dumpPolygons<Triangle>(&out, &l->triangles);
     out += "\n ";
     dumpPolygons<Line>(&out, &l->lines);
-    out += "\n colours " + std::to_string(tableCount(&l->colours)) + " uvees ";
+    for (const KeyedTable* t : {&l->colours, &l->normals, &l->surface}) {
+      out += "\n entries";
+      for (int32_t s = tableNextSlot(t, -1); s >= 0; s = tableNextSlot(t, s))
+        out += " " + std::to_string(tableIntKeyAt(t, s));
+    }
+    out += "\n uvees ";
     tableForEach<const Image>(&l->images, [&](const Image* image, int32_t) {
       tableForEach<const Uvee>(&image->uvees, [&](const Uvee* u, int32_t) {
         out += std::to_string(u->word) + ":";
@@ -113,7 +118,7 @@ struct Editor {
 
   Step draw() {
     Step s;
-    s.op = below(22);
+    s.op = below(24);
     s.number = 1 + below(kNumbers);
     s.count = 2 + below(3);
     s.n = below(16);
@@ -180,6 +185,11 @@ struct Editor {
         return addImage(m, s.layer, 1 + s.kind, "t.tga", kImageDecal, kAxisX, kAxisMinusZ, 1,
                         &pixel);
       }
+      case 21:
+        return s.kind ? addNormal(m, s.layer, s.number, 0, 0, 1)
+                      : addColour(m, s.layer, s.number, 1, 1, 1, 1);
+      case 22:
+        return s.kind ? deleteNormal(m, s.layer, s.number) : addSurface(m, s.layer, s.number, 1, 0, 0);
       default: {
         Layer* l = findLayer(m, s.layer);
         if (l == nullptr) return 0;
@@ -239,6 +249,37 @@ TEST(DocumentIndex, BoundsTieOfZeroAndMinusZeroGoesToTheFirstInSlotOrder) {
   tieOfZeros(indexed);
   tieOfZeros(plain);
   EXPECT_TRUE(std::signbit(findLayer(plain, "l")->bounds[0]));
+  EXPECT_EQ(dump(indexed), dump(plain));
+  freeModel(indexed);
+  freeModel(plain);
+}
+
+// Entries that reach a layer by relocating or baking must go with their
+// point, once the model knows which layers hold entries, also where no
+// polygon of that layer uses the point any more.
+void carriedEntries(Model* m) {
+  for (int32_t n = 1; n <= 4; ++n) addPoint(m, n, static_cast<float>(n), 1, 0);
+  Layer* a = addLayer(m, "a", 0, 0, 0, 1, 0, kAxisX);
+  const int32_t corners[3] = {1, 2, 3};
+  const int32_t id = addTriangleToLayer(m, a, 3, corners, 0);
+  for (int32_t n = 1; n <= 3; ++n) addNormal(m, "a", n, 0, 0, 1);
+  deletePoint(m, 4);
+  markTriangle(m, id, true);
+  relocateSelection(m, "b");
+  setLayerMirror(m, findLayer(m, "b"), kAxisX);
+  bakeMirror(m, "b", false);
+  deleteTriangle(m, id);
+  deleteTriangle(m, nthPolygonId<Triangle>(m, 0));
+  deletePoint(m, 1);
+  deletePoint(m, highestPointNumber(m));
+}
+
+TEST(DocumentIndex, EntriesRelocatedOrBakedLeaveWithTheirPoint) {
+  Model* indexed = createModel(nullptr, "indexed.mod", nullptr);
+  Model* plain = createModel(nullptr, "plain.mod", nullptr);
+  setDocumentIndexing(plain, false);
+  carriedEntries(indexed);
+  carriedEntries(plain);
   EXPECT_EQ(dump(indexed), dump(plain));
   freeModel(indexed);
   freeModel(plain);
