@@ -390,7 +390,7 @@ void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
        s = tableNextSlot(points, s)) {
     const Point* p = tableAt<Point>(points, s);
     DrawVertex v = {
-        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, {0, 0, 0}};
+        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
     if (!md->posed.empty())
       std::memcpy(v.position, &md->posed[3 * static_cast<size_t>(s)],
                   sizeof v.position);

@@ -10,7 +10,8 @@
 // the colours exactly; flat gives every polygon its face normal, else a
 // point's stored normal (layer, then model) is used, and without one the
 // face normal, or with gouraud on the area-weighted mean of the faces
-// around the point that meet the polygon at less than 60 degrees;
+// around the point that meet the polygon at less than 60 degrees (a layer
+// with automatic normals always takes that mean unless flat is on);
 // backfaces off culls the back faces of single-sided layers (double-sided
 // layers are never culled and are lit on both sides); transparency draws
 // layers with an opacity below 1 or see-through colours after the opaque
