@@ -83,6 +83,7 @@ void clearFrame(const ViewState& view) {
 // Every model of the scene, in order. Returns how many were drawn.
 int32_t drawScene(View& v, const Scene& scene) {
   v.render.primitives = 0;
+  beginModelFrame(v.displays, scene.models);
   int32_t models = 0;
   for (Model* model : scene.models) {
     if (model == nullptr) continue;

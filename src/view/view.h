@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -58,6 +59,11 @@ class ViewSink {
   // Fills the scene of the frame being drawn, asked anew for each frame:
   // a script run since the last one may have closed any of it.
   virtual void viewScene(Scene* scene) = 0;
+  // The text of a shader file a layer names, looked for as texture files
+  // are (in the model's `directory` first, then as given); false with the
+  // reason in *why. Runs no script.
+  virtual bool viewShaderSource(const char* directory, const char* file,
+                                std::string* text, std::string* why) = 0;
 
  protected:
   ~ViewSink() = default;
