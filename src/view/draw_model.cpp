@@ -689,6 +689,26 @@ const SceneFrame* bodyFrame(const DrawContext* ctx, const Model* model) {
   return found != ctx->placed->models.end() ? &found->second : nullptr;
 }
 
+bool isSprite(const DrawContext* ctx, int32_t childId) {
+  return ctx->placed != nullptr && ctx->placed->sprites.count(childId) > 0;
+}
+
+// A sprite faces the viewer: its axes are the eye's (x right, y up, z
+// toward the eye) at the place its position has, in its scale times the
+// scale of the model around it.
+void spritePlacement(const float matrix[16], const float position[3],
+                     const float scale[3], float out[16]) {
+  const float parentScale = std::sqrt(matrix[0] * matrix[0] +
+                                      matrix[1] * matrix[1] +
+                                      matrix[2] * matrix[2]);
+  for (int i = 0; i < 16; ++i) out[i] = 0.0f;
+  for (int axis = 0; axis < 3; ++axis) out[axis * 5] = scale[axis] * parentScale;
+  for (int r = 0; r < 3; ++r)
+    out[12 + r] = matrix[r] * position[0] + matrix[4 + r] * position[1] +
+                  matrix[8 + r] * position[2] + matrix[12 + r];
+  out[15] = 1.0f;
+}
+
 void drawChildren(const Model* model, DrawContext* ctx) {
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
@@ -706,7 +726,10 @@ void drawChildren(const Model* model, DrawContext* ctx) {
                 r[1] * (r[3] * r[8] - r[5] * r[6]) +
                 r[2] * (r[3] * r[7] - r[4] * r[6]);
     DrawContext inner = *ctx;
-    if (const SceneFrame* frame = bodyFrame(ctx, child->model)) {
+    if (isSprite(ctx, child->id)) {
+      spritePlacement(ctx->matrix, p, k, inner.matrix);
+      det = 1.0f;
+    } else if (const SceneFrame* frame = bodyFrame(ctx, child->model)) {
       // A simulated child is where its body is, in the scene, at its scale.
       float scaled[16];
       std::memcpy(scaled, frame->m, sizeof scaled);
@@ -717,7 +740,9 @@ void drawChildren(const Model* model, DrawContext* ctx) {
     } else {
       multiply(ctx->matrix, placement, inner.matrix);
     }
-    inner.flipped = ctx->flipped != (det * k[0] * k[1] * k[2] < 0.0f);
+    inner.flipped = isSprite(ctx, child->id)
+                        ? k[0] * k[1] * k[2] < 0.0f
+                        : ctx->flipped != (det * k[0] * k[1] * k[2] < 0.0f);
     inner.depth = ctx->depth + 1;
     applyMatrix(inner);
     drawModelBody(child->model, &inner);

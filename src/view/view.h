@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "model/records.h"
@@ -28,9 +29,11 @@ struct SceneFrame {
 // drawn (labels included) through its body's frame instead of its own
 // placement, a collide object's outline through its shape's frame. Empty
 // while nothing is simulated: everything is where the document puts it.
+// Children switched on as sprites (set sprite) turn to face the viewer.
 struct ScenePlacements {
   std::unordered_map<int32_t, SceneFrame> models;    // by model id
   std::unordered_map<int32_t, SceneFrame> collides;  // by collide id
+  std::unordered_set<int32_t> sprites;               // by child id
 };
 
 // What one frame draws: the open top-level models in registry order and
