@@ -9,6 +9,7 @@
 
 #include "view/camera.h"
 #include "view/draw_model.h"
+#include "view/guides.h"
 #include "view/labels.h"
 #include "view/overlays.h"
 #include "view/platform.h"
@@ -203,6 +204,7 @@ void drawFrame(View& v) {
   if (body != scene.placed.models.end()) glPopMatrix();
   int32_t models = drawScene(v, scene);
   drawOverlays(v, scene);
+  drawViewGuides(v);
   if (render.display.cursor) drawCursorCross(v.camera);
   if (render.display.messages) drawMessageLines(v.fonts, &render, v.camera.background);
 
