@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cmd/host.h"
+#include "io/side_files.h"
 #include "model/last_error.h"
 
 namespace {
@@ -222,6 +223,11 @@ void Extension::viewError(const char* line) { reportError(ws, line); }
 void Extension::viewAlert(const char* line) { showErrorDialog(ws, line); }
 
 void Extension::viewScene(Scene* scene) { fillScene(ws, scene); }
+
+bool Extension::viewShaderSource(const char* directory, const char* file,
+                                 std::string* text, std::string* why) {
+  return readTextBesideModel(directory, file, text, why);
+}
 
 // ---- results and reports -------------------------------------------------
 

@@ -66,6 +66,8 @@ struct Extension final : WorkspaceHost, ViewSink {
   void viewError(const char* text) override;
   void viewAlert(const char* text) override;
   void viewScene(Scene* scene) override;
+  bool viewShaderSource(const char* directory, const char* file,
+                        std::string* text, std::string* why) override;
 };
 
 // Binds the Tcl stubs (8.4 or later) and, when the Tk package is present,

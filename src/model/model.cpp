@@ -156,6 +156,7 @@ void releaseTexture(TextureSlot* texture) {
   }
   texture->loaded = 0;
   texture->width = texture->height = 0;
+  texture->glName = 0;  // the view's upload was of the pixels just freed
 }
 
 void releaseImage(Image* image) {

@@ -91,7 +91,7 @@ struct TextureSlot {
   unsigned char* pixels;                 // RGB, width * height * 3
   unsigned char* faces[kCubeFaces];      // cube maps only
   int32_t faceWidth[kCubeFaces], faceHeight[kCubeFaces];
-  uint32_t glName;                       // texture name owned by the view
+  uint32_t glName;  // the view's mark for its upload; 0 once the pixels go
 };
 
 struct Uvee {

@@ -14,7 +14,7 @@ void segment(std::vector<DrawVertex>* out, const uint8_t colour[4], const float 
              const float b[3]) {
   for (const float* p : {a, b}) {
     DrawVertex v = {{p[0], p[1], p[2]}, {0, 0, 1}, {colour[0], colour[1], colour[2], colour[3]},
-                    1, {0, 0, 0}};
+                    1, 0, {0, 0}};
     out->push_back(v);
   }
 }

@@ -17,8 +17,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "model/geometry.h"
 #include "view/draw_collides.h"
+#include "view/draw_images.h"
 #include "view/layer_cache.h"
+#include "view/layer_uvs.h"
+#include "view/shaders.h"
+#include "view/textures.h"
 
 namespace {
 
@@ -27,6 +32,9 @@ constexpr float kMarkerSize = 4.0f;
 constexpr float kJointMarkerSize = 8.0f;
 constexpr float kNormalLengthShare = 0.05f;  // of the model's largest extent
 constexpr size_t kKeptScratchVertices = 1 << 18;
+// How far a parallel view's eye is put for reflections, in scene extents:
+// far enough that every ray from it is all but parallel.
+constexpr float kReflectionEyeExtents = 64.0f;
 
 // One vertex array on the GL side: a buffer object, or host memory when
 // buffer objects are missing or out of memory.
@@ -59,6 +67,10 @@ struct LayerDisplay {
   uint8_t selection[3] = {0, 0, 0};
   VertexRun triangles, lines, normals;
   int32_t openLineVertices = 0;
+  // Only for layers with images or shaders: texture coordinates and
+  // tangent frames, and the selected polygons drawn again over images.
+  LayerImageRuns images;
+  VertexRun selected;  // host memory: few, and rebuilt with the layer
 };
 
 struct ModelDisplay {
@@ -76,6 +88,9 @@ struct ModelDisplay {
 struct ModelDisplays {
   std::unordered_map<int32_t, ModelDisplay> byModel;
   std::vector<GLuint> doomed;  // deleted by the next drawModel
+  TextureCache* textures = nullptr;
+  ShaderCache* shaders = nullptr;
+  ViewSink* sink = nullptr;  // where shader sources come from
   LayerVertices scratch;
   std::vector<std::string> failures;  // reported once the frame is done
   // The marks of selected joints and collide objects, rebuilt in host
@@ -89,10 +104,13 @@ namespace {
 
 struct DrawContext {
   ModelDisplays* store;
+  const Model* model;       // the model being drawn
+  const float* positions;   // its posed points, or null
   const RenderState* render;
   const DisplayFlags* flags;
   const ScenePlacements* placed;  // frames of simulated models, or null
   float scene[16];   // the model-view matrix of the scene, column order
+  float projection[16];
   float matrix[16];  // the model-view matrix in force, column order
   bool flipped;      // an odd number of reflections: winding reversed
   // Drawing the wire over a selected child: edges only, in the selection
@@ -119,6 +137,8 @@ void dropLayer(ModelDisplays* store, LayerDisplay* layer) {
   dropRun(store, &layer->triangles);
   dropRun(store, &layer->lines);
   dropRun(store, &layer->normals);
+  dropImageRuns(&layer->images, &store->doomed);
+  dropRun(store, &layer->selected);
   layer->valid = false;
 }
 
@@ -226,6 +246,22 @@ float normalLengthOf(const Model* model, const DisplayFlags* flags) {
   return largest > 0.0f ? largest * kNormalLengthShare : 1.0f;
 }
 
+// The selected polygons of a layer with images, to be drawn again over
+// them untextured: an image must not hide the selection colour.
+void keepSelectedTriangles(const Layer* layer,
+                           const std::vector<DrawVertex>& triangles,
+                           LayerDisplay* d) {
+  std::vector<DrawVertex>& kept = d->selected.host;
+  kept.clear();
+  if (d->showsSelection && tableCount(&layer->images) > 0) {
+    for (size_t i = 0; i + 2 < triangles.size(); i += 3)
+      if (triangles[i].selected)
+        kept.insert(kept.end(), triangles.begin() + i, triangles.begin() + i + 3);
+  }
+  if (kept.empty()) kept.shrink_to_fit();
+  d->selected.count = static_cast<int32_t>(kept.size());
+}
+
 // Brings the layer's runs up to date; false when it cannot be drawn.
 // Marking or unmarking a polygon or line touches its layer, so only a new
 // selection colour is left to watch here.
@@ -254,6 +290,8 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   }
   d->openLineVertices = scratch.openLineVertices;
   d->showsSelection = scratch.selectedItems > 0;
+  dropTangents(&d->images, &store->doomed);
+  keepSelectedTriangles(layer, scratch.triangles, d);
   std::memcpy(d->selection, selection, sizeof d->selection);
   // A big layer's arrays are not worth keeping on the host once uploaded.
   if (scratch.triangles.capacity() > kKeptScratchVertices)
@@ -267,8 +305,12 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   return true;
 }
 
+// Blended: see-through colours, and images cutting the surface unless
+// the alpha switch asks for sharp cut-outs.
 bool translucent(const Layer* layer, const DisplayFlags* flags) {
-  return flags->transparency && (layer->transparent || layer->opacity < 1.0f);
+  if (!flags->transparency) return false;
+  return layer->transparent || layer->opacity < 1.0f ||
+         (!flags->alpha && layerImagesCut(layer, flags));
 }
 
 int32_t mirrorAxisOf(const Layer* layer, const DisplayFlags* flags) {
@@ -319,30 +361,102 @@ void multiply(const float a[16], const float b[16], float out[16]) {
   std::memcpy(out, m, sizeof m);
 }
 
-void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
-                   bool blended) {
+void drawTriangles(const VertexRun& run, bool cull, bool blended,
+                   bool outlines) {
+  if (cull) {
+    glEnable(GL_CULL_FACE);
+    glCullFace(GL_BACK);
+    drawRun(run, GL_TRIANGLES, 0, run.count, outlines);
+  } else if (blended) {
+    // Far sides first, so that the near ones blend over them.
+    glEnable(GL_CULL_FACE);
+    glCullFace(GL_FRONT);
+    drawRun(run, GL_TRIANGLES, 0, run.count, outlines);
+    glCullFace(GL_BACK);
+    drawRun(run, GL_TRIANGLES, 0, run.count, outlines);
+  } else {
+    glDisable(GL_CULL_FACE);
+    drawRun(run, GL_TRIANGLES, 0, run.count, outlines);
+  }
+}
+
+// Reflections look from the origin of eye space: the eye moves there for
+// the layer and the projection follows, so the picture stays.
+void moveEyeToOrigin(const DrawContext& ctx) {
+  float shift[3];
+  eyeAtOrigin(ctx.projection, kReflectionEyeExtents * ctx.render->sceneExtent,
+              shift);
+  glMatrixMode(GL_PROJECTION);
+  glPushMatrix();
+  glTranslatef(shift[0], shift[1], shift[2]);
+  glMatrixMode(GL_MODELVIEW);
+  glPushMatrix();
+  glLoadIdentity();
+  glTranslatef(-shift[0], -shift[1], -shift[2]);
+  glMultMatrixf(ctx.matrix);
+}
+
+void putEyeBack() {
+  glMatrixMode(GL_PROJECTION);
+  glPopMatrix();
+  glMatrixMode(GL_MODELVIEW);
+  glPopMatrix();
+}
+
+// The layer's program, its samplers and attributes bound; null for the
+// fixed pipeline.
+const LayerProgram* useProgram(LayerDisplay& d, Layer* layer,
+                               DrawContext* ctx) {
+  ModelDisplays* store = ctx->store;
+  const LayerProgram* program =
+      layerProgram(store->shaders, ctx->model->directory, layer, store->sink,
+                   &store->failures);
+  if (program == nullptr) return nullptr;
+  glUseProgram(program->program);
+  for (size_t unit = 0; unit < program->samplers.size(); ++unit)
+    if (program->samplers[unit] >= 0)
+      glUniform1i(program->samplers[unit], static_cast<GLint>(unit));
+  bindTangents(*program, ctx->model, layer, ctx->positions, &d.images,
+               &store->doomed);
+  return program;
+}
+
+void drawLayerHalf(LayerDisplay& d, Layer* layer, DrawContext* ctx,
+                   bool blended, bool mirrorHalf) {
   const DisplayFlags* flags = ctx->flags;
   const bool cull = layer->singleSided && !flags->backfaces;
   const bool outlines = flags->wireframe != 0 || ctx->outline;
   if (flags->triangles && d.triangles.count > 0) {
-    // Images are bound here once the vertices carry texture coordinates.
     setLighting(flags, !layer->lightingOff && !ctx->outline);
     glLightModeli(GL_LIGHT_MODEL_TWO_SIDE,
                   layer->singleSided ? GL_FALSE : GL_TRUE);
-    if (cull) {
-      glEnable(GL_CULL_FACE);
-      glCullFace(GL_BACK);
-      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
-    } else if (blended) {
-      // Far sides first, so that the near ones blend over them.
-      glEnable(GL_CULL_FACE);
-      glCullFace(GL_FRONT);
-      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
-      glCullFace(GL_BACK);
-      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
-    } else {
-      glDisable(GL_CULL_FACE);
-      drawRun(d.triangles, GL_TRIANGLES, 0, d.triangles.count, outlines);
+    int32_t units = 0;
+    bool fromEye = false;
+    const LayerProgram* program = nullptr;
+    if (!outlines) {
+      const ImageDraw images = {ctx->store->textures, &ctx->store->doomed,
+                                flags, ctx->scene, mirrorHalf};
+      units = bindLayerImages(images, ctx->model, layer, &d.images, &fromEye);
+      program = useProgram(d, layer, ctx);
+    }
+    if (fromEye) moveEyeToOrigin(*ctx);
+    const bool cut = units > 0 && layerImagesCut(layer, flags);
+    if (cut) {
+      // Blended: whatever is not wholly see-through shows; otherwise a
+      // sharp edge half way.
+      glEnable(GL_ALPHA_TEST);
+      glAlphaFunc(GL_GREATER, blended ? 0.0f : 0.5f * layer->opacity);
+    }
+    drawTriangles(d.triangles, cull, blended, outlines);
+    if (fromEye) putEyeBack();
+    if (program != nullptr) {
+      unbindTangents(*program);
+      glUseProgram(0);
+    }
+    if (cut) glDisable(GL_ALPHA_TEST);
+    if (units > 0) {
+      unbindLayerImages(units);
+      drawTriangles(d.selected, cull, blended, false);
     }
     ctx->primitives += d.triangles.count / 3;
   }
@@ -359,9 +473,8 @@ void drawLayerHalf(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
   }
 }
 
-void drawLayer(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
-               bool blended) {
-  drawLayerHalf(d, layer, ctx, blended);
+void drawLayer(LayerDisplay& d, Layer* layer, DrawContext* ctx, bool blended) {
+  drawLayerHalf(d, layer, ctx, blended, false);
   const int32_t axis = mirrorAxisOf(layer, ctx->flags);
   if (axis == 0) return;
   DrawContext mirrored = *ctx;
@@ -370,7 +483,7 @@ void drawLayer(const LayerDisplay& d, const Layer* layer, DrawContext* ctx,
   multiply(ctx->matrix, reflect, mirrored.matrix);
   mirrored.flipped = !ctx->flipped;
   applyMatrix(mirrored);
-  drawLayerHalf(d, layer, &mirrored, blended);
+  drawLayerHalf(d, layer, &mirrored, blended, true);
   ctx->primitives = mirrored.primitives;
   applyMatrix(*ctx);
 }
@@ -390,7 +503,7 @@ void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
        s = tableNextSlot(points, s)) {
     const Point* p = tableAt<Point>(points, s);
     DrawVertex v = {
-        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, {0, 0, 0}};
+        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
     if (!md->posed.empty())
       std::memcpy(v.position, &md->posed[3 * static_cast<size_t>(s)],
                   sizeof v.position);
@@ -450,6 +563,8 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   ModelDisplays* store = ctx->store;
   ModelDisplay& md = store->byModel[model->id];
   noteChildren(store, model, &md);
+  // Automatic uvees and layer bounds are brought up to date when read.
+  flushDerived(model);
 
   PointsKey key;
   key.revision = model->revision;
@@ -468,6 +583,8 @@ void drawModelBody(Model* model, DrawContext* ctx) {
     md.posedKey = key;
   }
   const float* positions = md.posed.empty() ? nullptr : md.posed.data();
+  ctx->model = model;
+  ctx->positions = positions;
   const NormalMode mode = normalModeOf(flags);
   const float normalLength = normalLengthOf(model, flags);
   uint8_t selection[3];
@@ -502,7 +619,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   // everything of this model that is solid.
   for (int32_t s = tableNextSlot(layers, -1); s >= 0;
        s = tableNextSlot(layers, s)) {
-    const Layer* layer = tableAt<Layer>(layers, s);
+    Layer* layer = tableAt<Layer>(layers, s);
     if (drawable[s] && !translucent(layer, flags))
       drawLayer(md.layers[s], layer, ctx, false);
   }
@@ -510,7 +627,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   bool blending = false;
   for (int32_t s = tableNextSlot(layers, -1); s >= 0;
        s = tableNextSlot(layers, s)) {
-    const Layer* layer = tableAt<Layer>(layers, s);
+    Layer* layer = tableAt<Layer>(layers, s);
     if (!drawable[s] || !translucent(layer, flags)) continue;
     if (!blending) {
       glEnable(GL_BLEND);
@@ -572,6 +689,26 @@ const SceneFrame* bodyFrame(const DrawContext* ctx, const Model* model) {
   return found != ctx->placed->models.end() ? &found->second : nullptr;
 }
 
+bool isSprite(const DrawContext* ctx, int32_t childId) {
+  return ctx->placed != nullptr && ctx->placed->sprites.count(childId) > 0;
+}
+
+// A sprite faces the viewer: its axes are the eye's (x right, y up, z
+// toward the eye) at the place its position has, in its scale times the
+// scale of the model around it.
+void spritePlacement(const float matrix[16], const float position[3],
+                     const float scale[3], float out[16]) {
+  const float parentScale = std::sqrt(matrix[0] * matrix[0] +
+                                      matrix[1] * matrix[1] +
+                                      matrix[2] * matrix[2]);
+  for (int i = 0; i < 16; ++i) out[i] = 0.0f;
+  for (int axis = 0; axis < 3; ++axis) out[axis * 5] = scale[axis] * parentScale;
+  for (int r = 0; r < 3; ++r)
+    out[12 + r] = matrix[r] * position[0] + matrix[4 + r] * position[1] +
+                  matrix[8 + r] * position[2] + matrix[12 + r];
+  out[15] = 1.0f;
+}
+
 void drawChildren(const Model* model, DrawContext* ctx) {
   for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
        s = tableNextSlot(&model->children, s)) {
@@ -589,7 +726,10 @@ void drawChildren(const Model* model, DrawContext* ctx) {
                 r[1] * (r[3] * r[8] - r[5] * r[6]) +
                 r[2] * (r[3] * r[7] - r[4] * r[6]);
     DrawContext inner = *ctx;
-    if (const SceneFrame* frame = bodyFrame(ctx, child->model)) {
+    if (isSprite(ctx, child->id)) {
+      spritePlacement(ctx->matrix, p, k, inner.matrix);
+      det = 1.0f;
+    } else if (const SceneFrame* frame = bodyFrame(ctx, child->model)) {
       // A simulated child is where its body is, in the scene, at its scale.
       float scaled[16];
       std::memcpy(scaled, frame->m, sizeof scaled);
@@ -600,7 +740,9 @@ void drawChildren(const Model* model, DrawContext* ctx) {
     } else {
       multiply(ctx->matrix, placement, inner.matrix);
     }
-    inner.flipped = ctx->flipped != (det * k[0] * k[1] * k[2] < 0.0f);
+    inner.flipped = isSprite(ctx, child->id)
+                        ? k[0] * k[1] * k[2] < 0.0f
+                        : ctx->flipped != (det * k[0] * k[1] * k[2] < 0.0f);
     inner.depth = ctx->depth + 1;
     applyMatrix(inner);
     drawModelBody(child->model, &inner);
@@ -614,9 +756,38 @@ void drawChildren(const Model* model, DrawContext* ctx) {
 
 }  // namespace
 
-ModelDisplays* newModelDisplays() { return new (std::nothrow) ModelDisplays; }
+ModelDisplays* newModelDisplays() {
+  ModelDisplays* store = new (std::nothrow) ModelDisplays;
+  if (store == nullptr) return nullptr;
+  store->textures = newTextureCache();
+  store->shaders = newShaderCache();
+  if (store->textures == nullptr || store->shaders == nullptr) {
+    freeModelDisplays(store);
+    return nullptr;
+  }
+  return store;
+}
 
-void freeModelDisplays(ModelDisplays* store) { delete store; }
+void freeModelDisplays(ModelDisplays* store) {
+  if (store == nullptr) return;
+  freeTextureCache(store->textures);
+  freeShaderCache(store->shaders);
+  delete store;
+}
+
+void setModelDisplaysSink(ModelDisplays* store, ViewSink* sink) {
+  if (store != nullptr) store->sink = sink;
+}
+
+void beginModelFrame(ModelDisplays* store, const std::vector<Model*>& models) {
+  if (store == nullptr) return;
+  sweepTextures(store->textures, models);
+  deleteDoomedBuffers(store);
+}
+
+uint64_t modelTextureUploads(const ModelDisplays* store) {
+  return store != nullptr ? textureUploads(store->textures) : 0;
+}
 
 int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render,
                   const ScenePlacements* placed) {
@@ -641,10 +812,13 @@ int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render,
 
   DrawContext ctx;
   ctx.store = store;
+  ctx.model = model;
+  ctx.positions = nullptr;
   ctx.render = render;
   ctx.flags = flags;
   ctx.placed = placed;
   glGetFloatv(GL_MODELVIEW_MATRIX, ctx.scene);
+  glGetFloatv(GL_PROJECTION_MATRIX, ctx.projection);
   std::memcpy(ctx.matrix, ctx.scene, sizeof ctx.matrix);
   if (const SceneFrame* frame = bodyFrame(&ctx, model)) multiply(ctx.scene, frame->m, ctx.matrix);
   ctx.flipped = false;
@@ -684,4 +858,6 @@ void forgetModelDisplays(ModelDisplays* store) {
   if (store == nullptr) return;
   store->byModel.clear();
   store->doomed.clear();
+  forgetTextures(store->textures);
+  forgetShaders(store->shaders);
 }

@@ -10,7 +10,8 @@
 // the colours exactly; flat gives every polygon its face normal, else a
 // point's stored normal (layer, then model) is used, and without one the
 // face normal, or with gouraud on the area-weighted mean of the faces
-// around the point that meet the polygon at less than 60 degrees;
+// around the point that meet the polygon at less than 60 degrees (a layer
+// with automatic normals always takes that mean unless flat is on);
 // backfaces off culls the back faces of single-sided layers (double-sided
 // layers are never culled and are lit on both sides); transparency draws
 // layers with an opacity below 1 or see-through colours after the opaque
@@ -55,6 +56,15 @@ void freeModelDisplays(ModelDisplays* store);
 // `placed` (may be null). Needs the view's GL context current.
 int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render,
                   const ScenePlacements* placed = nullptr);
+// Where the layers' shader sources are read (may be null: no shaders).
+void setModelDisplaysSink(ModelDisplays* store, ViewSink* sink);
+// At the start of a frame, with the context current: deletes what models
+// gone since the last frame left on the GL side (buffers, and textures no
+// model of `models` holds any more).
+void beginModelFrame(ModelDisplays* store, const std::vector<Model*>& models);
+// Textures uploaded so far (each image slot once, and again when its
+// pixels or settings change).
+uint64_t modelTextureUploads(const ModelDisplays* store);
 // Frees the GL resources of the model (and its children). Never touches
 // OpenGL itself, so it is safe without a context: the buffers are deleted
 // by the next drawModel, in the view's context.

@@ -9,6 +9,7 @@
 
 #include "view/camera.h"
 #include "view/draw_model.h"
+#include "view/guides.h"
 #include "view/labels.h"
 #include "view/overlays.h"
 #include "view/platform.h"
@@ -83,6 +84,7 @@ void clearFrame(const ViewState& view) {
 // Every model of the scene, in order. Returns how many were drawn.
 int32_t drawScene(View& v, const Scene& scene) {
   v.render.primitives = 0;
+  beginModelFrame(v.displays, scene.models);
   int32_t models = 0;
   for (Model* model : scene.models) {
     if (model == nullptr) continue;
@@ -202,6 +204,7 @@ void drawFrame(View& v) {
   if (body != scene.placed.models.end()) glPopMatrix();
   int32_t models = drawScene(v, scene);
   drawOverlays(v, scene);
+  drawViewGuides(v);
   if (render.display.cursor) drawCursorCross(v.camera);
   if (render.display.messages) drawMessageLines(v.fonts, &render, v.camera.background);
 

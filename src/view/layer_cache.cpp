@@ -85,11 +85,12 @@ struct LayerSources {
 
 // A selected polygon or line shows the selection colour at every corner,
 // each keeping its alpha so that see-through layers stay see-through.
-void markSelected(const LayerSources& s, int32_t flags, int32_t count,
+bool markSelected(const LayerSources& s, int32_t flags, int32_t count,
                   uint8_t (*colours)[4], LayerVertices* out) {
-  if ((flags & kItemSelected) == 0) return;
+  if ((flags & kItemSelected) == 0) return false;
   for (int32_t i = 0; i < count; ++i) std::memcpy(colours[i], s.selection, 3);
   ++out->selectedItems;
+  return true;
 }
 
 void cornerColour(const LayerSources& s, int32_t number, uint8_t out[4]) {
@@ -126,13 +127,14 @@ bool storedNormal(const LayerSources& s, int32_t number, float out[3]) {
 
 void emitVertex(std::vector<DrawVertex>* to, const float* position,
                 const float* normal, const uint8_t* colour,
-                bool outline = true) {
+                bool outline = true, bool selected = false) {
   DrawVertex v;
   std::memcpy(v.position, position, sizeof v.position);
   std::memcpy(v.normal, normal, sizeof v.normal);
   std::memcpy(v.colour, colour, sizeof v.colour);
   v.outline = outline ? 1 : 0;
-  v.unused[0] = v.unused[1] = v.unused[2] = 0;
+  v.selected = selected ? 1 : 0;
+  v.unused[0] = v.unused[1] = 0;
   to->push_back(v);
 }
 
@@ -169,6 +171,9 @@ void buildPolygons(const LayerSources& src, const float* positions,
     if (count >= 3) triangles += static_cast<size_t>(count - 2);
   }
   out->triangles.reserve(3 * triangles);
+  // Automatic normals smooth over whatever the tables hold.
+  const bool automatic = layer->autoNormals != 0 && mode != kNormalsFaceOnly;
+  if (automatic) mode = kNormalsStoredElseSmooth;
   if (mode == kNormalsStoredElseSmooth)
     accumulateSmoothNormals(model, layer, positions, &out->smooth);
 
@@ -188,7 +193,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
     normalise(face);
     for (int32_t i = 0; i < count; ++i) {
       float* n = normals[i];
-      if (mode == kNormalsFaceOnly ||
+      if (mode == kNormalsFaceOnly || automatic ||
           !storedNormal(src, corners[i].number, n)) {
         if (mode == kNormalsStoredElseSmooth) {
           out->smooth.cornerNormal(faceNumber, corners[i].slot, n);
@@ -199,16 +204,16 @@ void buildPolygons(const LayerSources& src, const float* positions,
       }
       cornerColour(src, corners[i].number, colours[i]);
     }
-    markSelected(src, t->flags, count, colours, out);
+    const bool selected = markSelected(src, t->flags, count, colours, out);
     // The polygon is a triangle strip; each vertex flags whether the edge
     // it starts lies on the outline, so that wireframe shows no diagonals.
     forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
       emitVertex(&out->triangles, corners[a].position, normals[a], colours[a],
-                 stripOutlineEdge(a, b, count));
+                 stripOutlineEdge(a, b, count), selected);
       emitVertex(&out->triangles, corners[b].position, normals[b], colours[b],
-                 stripOutlineEdge(b, c, count));
+                 stripOutlineEdge(b, c, count), selected);
       emitVertex(&out->triangles, corners[c].position, normals[c], colours[c],
-                 stripOutlineEdge(c, a, count));
+                 stripOutlineEdge(c, a, count), selected);
     });
     if (normalLength <= 0.0f) continue;
     for (int32_t i = 0; i < count; ++i) {

@@ -20,11 +20,15 @@ struct DrawVertex {
   // triangle is an edge of the polygon, so that wireframes leave out the
   // diagonals of the fan. 1 for everything else.
   uint8_t outline;
-  uint8_t unused[3];
+  // 1 at the corners of selected polygons: a textured layer draws them
+  // again untextured, so that the selection is not hidden by an image.
+  uint8_t selected;
+  uint8_t unused[2];
 };
 
 // Where normals come from: the layer's table, else the model's, else the
-// automatic one named; or always per face.
+// automatic one named; or always per face. A layer with automatic normals
+// (perform autonormals) ignores its tables and smooths, unless per face.
 enum NormalMode : int32_t {
   kNormalsStoredElseFace = 0,
   kNormalsStoredElseSmooth = 1,

@@ -10,6 +10,7 @@ void viewInit(View* view, ViewSink* sink, void* toolkit) {
   view->sink = sink;
   view->toolkit = toolkit;
   view->displays = newModelDisplays();
+  setModelDisplaysSink(view->displays, sink);
   view->fonts = newLabelFonts();
   view->picking = newPickState();
 }

@@ -5,7 +5,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "model/records.h"
@@ -27,9 +29,11 @@ struct SceneFrame {
 // drawn (labels included) through its body's frame instead of its own
 // placement, a collide object's outline through its shape's frame. Empty
 // while nothing is simulated: everything is where the document puts it.
+// Children switched on as sprites (set sprite) turn to face the viewer.
 struct ScenePlacements {
   std::unordered_map<int32_t, SceneFrame> models;    // by model id
   std::unordered_map<int32_t, SceneFrame> collides;  // by collide id
+  std::unordered_set<int32_t> sprites;               // by child id
 };
 
 // What one frame draws: the open top-level models in registry order and
@@ -58,6 +62,11 @@ class ViewSink {
   // Fills the scene of the frame being drawn, asked anew for each frame:
   // a script run since the last one may have closed any of it.
   virtual void viewScene(Scene* scene) = 0;
+  // The text of a shader file a layer names, looked for as texture files
+  // are (in the model's `directory` first, then as given); false with the
+  // reason in *why. Runs no script.
+  virtual bool viewShaderSource(const char* directory, const char* file,
+                                std::string* text, std::string* why) = 0;
 
  protected:
   ~ViewSink() = default;

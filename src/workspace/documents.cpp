@@ -5,6 +5,7 @@
 
 #include "io/mod_reader.h"
 #include "io/mod_writer.h"
+#include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "view/draw_model.h"
@@ -37,6 +38,32 @@ void growSceneExtent(Workspace& ws, Model* model) {
 // name and ".mod".
 std::string reloadPath(const Model* model) {
   return std::string(model->directory) + model->name + ".mod";
+}
+
+// Every texture the load left without its pixels, each message once (the
+// reader's last message, already said, carries the file and line).
+void reportTextureFailures(Workspace& ws, const Model* model, int depth,
+                           std::vector<std::string>* said) {
+  if (model == nullptr || depth > 64) return;
+  auto report = [&](const TextureSlot* slot, bool cube) {
+    if (slot->loaded || slot->file[0] == '\0') return;
+    const std::string why = textureFailure(model, slot->file, cube);
+    if (why.empty()) return;
+    for (const std::string& old : *said)
+      if (old.compare(0, why.size(), why) == 0) return;
+    said->push_back(why);
+    loaderStatus(ws, why.c_str());
+  };
+  tableForEach<Layer>(&model->layers, [&](const Layer* layer, int32_t) {
+    tableForEach<Image>(&layer->images, [&](const Image* image, int32_t) {
+      report(&image->main, image->mode == kImageCubeMap);
+      if (image->mirrorFlag) report(&image->mirror, false);
+      if (image->extraKind == kExtraAlphaTexture) report(&image->alpha, false);
+    });
+  });
+  tableForEach<Child>(&model->children, [&](const Child* child, int32_t) {
+    reportTextureFailures(ws, child->model, depth + 1, said);
+  });
 }
 
 }  // namespace
@@ -78,7 +105,13 @@ Model* loadModelDocument(Workspace& ws, const char* path) {
   // Only what this load says belongs in the status line.
   lastErrorClear();
   Model* model = readModelFile(path, nullptr, nullptr);
-  if (const char* reason = lastErrorText()) loaderStatus(ws, reason);
+  const char* reason = lastErrorText();
+  if (reason != nullptr) loaderStatus(ws, reason);
+  if (model != nullptr) {
+    std::vector<std::string> said;
+    if (reason != nullptr) said.emplace_back(reason);
+    reportTextureFailures(ws, model, 0, &said);
+  }
   if (model == nullptr) {
     loaderStatus(ws, "Load failed");
     return nullptr;

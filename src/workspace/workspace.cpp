@@ -41,4 +41,7 @@ void fillScene(Workspace& ws, Scene* scene) {
   }
   scene->current = ws.registry.current;
   placeSimulatedModels(ws, scene->models, &scene->placed);
+  for (int32_t s = tableNextSlot(&ws.sprites, -1); s >= 0; s = tableNextSlot(&ws.sprites, s))
+    if (*tableAt<int32_t>(&ws.sprites, s) != 0)
+      scene->placed.sprites.insert(tableIntKeyAt(&ws.sprites, s));
 }

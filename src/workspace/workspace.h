@@ -56,8 +56,8 @@ struct Workspace {
   SimLinks simLinks;  // the collide objects in the world
   std::string callbacks[kCallbackTypes];  // "" when none is registered
   StoredTexts texts = {};
-  // Sprite switches by id (int-keyed, int32_t 0 or 1). Nothing draws
-  // sprites yet; the switches are kept for when something does.
+  // Sprite switches by child id (int-keyed, int32_t 0 or 1): a child
+  // switched on is drawn facing the viewer.
   KeyedTable sprites;
   WorkspaceHost* host = nullptr;
   // The number the last add triangle or add line handed out (0: none yet);
@@ -82,6 +82,7 @@ inline Model* currentModel(const Workspace& ws) { return ws.registry.current; }
 const char* callbackProcedure(const Workspace& ws, CallbackType type);
 
 // The scene a frame draws: every open model with flag 0, in registry order,
-// the current model, and where a running simulation has put them. Their
+// the current model, where a running simulation has put them and which
+// children are sprites. Their
 // collide objects are linked into the world on the way.
 void fillScene(Workspace& ws, Scene* scene);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "model/geometry.h"
+#include "test_files.h"
 #include "workspace/documents.h"
 #include "workspace/workspace.h"
 
@@ -70,6 +72,44 @@ TEST_F(Documents, FailedLoadSaysWhyThenLoadFailedAndKeepsTheRegistry) {
   EXPECT_EQ(status.lines.front(), "Loading...");
   EXPECT_EQ(status.lines.back(), "Load failed");
   EXPECT_STREQ(currentModel(ws)->name, "kept");
+}
+
+// A 1x1 24-bit TGA file of one colour.
+std::string onePixel(unsigned char r, unsigned char g, unsigned char b) {
+  std::string tga(18, '\0');
+  tga[2] = 2;
+  tga[12] = tga[14] = 1;
+  tga[16] = 24;
+  return tga + std::string{static_cast<char>(b), static_cast<char>(g),
+                           static_cast<char>(r)};
+}
+
+TEST_F(Documents, TexturesAreFoundBesideTheModelAndEachMissingOneIsSaidOnce) {
+  const std::string dir = test_files::tempDir("beside");
+  test_files::writeFile(dir + "skin.tga", onePixel(0, 255, 0));
+  test_files::writeFile(dir + "bad.tga", "not a picture");
+  test_files::writeFile(dir + "m.mod",
+                        "points\n1 0 0 0\n2 1 0 0\n3 0 1 0\n"
+                        "layer a 0 0 0 singlesided\nimage 1 skin.tga decal x y 1\n"
+                        "image 2 gone.tga smooth x y 1\nimage 2 gone.tga mirror\n"
+                        "image 3 bad.tga smooth x y 1\n"
+                        "triangles\n5 0 1 2 3\n"
+                        "layer b 0 0 0 singlesided\nimage 1 gone.tga decal x y 1\n");
+  status.lines.clear();
+  Model* m = openModelDocument(ws, (dir + "m.mod").c_str());
+  ASSERT_NE(m, nullptr);
+  const Image* skin = tableFindT<Image>(&findLayer(m, "a")->images, 1);
+  ASSERT_NE(skin, nullptr);
+  EXPECT_TRUE(skin->main.loaded);  // read beside the model, not in the cwd
+  EXPECT_STREQ(skin->main.file, "skin.tga");  // kept as named
+  int gone = 0, bad = 0;
+  for (const std::string& line : status.lines) {
+    gone += line.rfind("cannot open TGA file: gone.tga", 0) == 0;
+    bad += line.find("bad.tga") != std::string::npos;
+  }
+  EXPECT_EQ(gone, 1);
+  EXPECT_EQ(bad, 1);
+  EXPECT_EQ(status.lines.back(), "Ready");
 }
 
 TEST_F(Documents, SceneExtentGrowsToTwiceTheLargestModelAndNeverShrinks) {

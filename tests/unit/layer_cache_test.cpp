@@ -131,6 +131,17 @@ TEST_F(LayerCache, SmoothNormalsAverageFacesMeetingAtShallowAngles) {
   expectNormal(v.triangles[0], -0.25f * k, 0, k);  // point 1: left face only
   build(kNormalsStoredElseFace);
   expectNormal(v.triangles[1], -0.25f * k, 0, k);
+  // Automatic normals smooth whatever is stored and whatever gouraud says;
+  // flat still gives faces.
+  addNormal(m, "a", 2, 1, 0, 0);
+  ASSERT_TRUE(setAutoNormals(m, "a", true));
+  build(kNormalsStoredElseFace);
+  expectNormal(v.triangles[1], 0, 0, 1);
+  build(kNormalsFaceOnly);
+  expectNormal(v.triangles[1], -0.25f * k, 0, k);
+  ASSERT_TRUE(setAutoNormals(m, "a", false));
+  build(kNormalsStoredElseFace);
+  expectNormal(v.triangles[1], 1, 0, 0);
 }
 
 TEST_F(LayerCache, SmoothNormalsKeepSharpEdgesSharp) {
@@ -176,13 +187,19 @@ TEST_F(LayerCache, SelectedPolygonsAndLinesTakeTheSelectionColourKeepingAlpha) {
   ASSERT_TRUE(markTriangle(m, quad, true));
   build();
   EXPECT_EQ(v.selectedItems, 1);
-  for (const DrawVertex& d : v.triangles) expectColour(d, 10, 20, 30, 128);
+  for (const DrawVertex& d : v.triangles) {
+    expectColour(d, 10, 20, 30, 128);
+    EXPECT_EQ(d.selected, 1);
+  }
   expectColour(v.lines[0], 255, 0, 0, 128);  // the line is not selected
   ASSERT_TRUE(markTriangle(m, quad, false));
   ASSERT_TRUE(markLine(m, line, true));
   build();
   EXPECT_EQ(v.selectedItems, 1);
-  for (const DrawVertex& d : v.triangles) expectColour(d, 255, 0, 0, 128);
+  for (const DrawVertex& d : v.triangles) {
+    expectColour(d, 255, 0, 0, 128);
+    EXPECT_EQ(d.selected, 0);
+  }
   for (const DrawVertex& d : v.lines) expectColour(d, 10, 20, 30, 128);
 }
 

@@ -1,0 +1,136 @@
+#include "view/layer_uvs.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+#include "model/geometry.h"
+#include "model/posing.h"
+#include "model/transform.h"
+
+namespace {
+
+// Calls visit(a, b, c) with the point records of every strip triangle,
+// leaving out the polygons buildLayerVertices leaves out.
+template <class Visit>
+void forEachLayerTriangle(const Model* model, const Layer* layer,
+                          Visit visit) {
+  const Point* corners[kMaxPolygonPoints];
+  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+       s = tableNextSlot(&layer->triangles, s)) {
+    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
+    const int32_t count = t->count;
+    if (count < 3 || count > kMaxPolygonPoints) continue;
+    bool whole = true;
+    for (int32_t i = 0; i < count && whole; ++i) {
+      corners[i] = tableFindT<Point>(&model->points, t->points[i]);
+      whole = corners[i] != nullptr;
+    }
+    if (!whole) continue;
+    forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
+      visit(t->points[a], t->points[b], t->points[c], corners[a], corners[b],
+            corners[c]);
+    });
+  }
+}
+
+void positionOf(const Model* model, const float* positions, const Point* p,
+                float out[3]) {
+  if (positions == nullptr) {
+    out[0] = p->x;
+    out[1] = p->y;
+    out[2] = p->z;
+    return;
+  }
+  std::memcpy(out, positions + 3 * static_cast<size_t>(pointSlot(model, p)),
+              3 * sizeof(float));
+}
+
+void cross(const float a[3], const float b[3], float out[3]) {
+  out[0] = a[1] * b[2] - a[2] * b[1];
+  out[1] = a[2] * b[0] - a[0] * b[2];
+  out[2] = a[0] * b[1] - a[1] * b[0];
+}
+
+// Any unit vector square to n (itself a unit vector).
+void anySquareTo(const float n[3], float out[3]) {
+  const float other[3] = {std::fabs(n[0]) < 0.9f ? 1.0f : 0.0f,
+                          std::fabs(n[0]) < 0.9f ? 0.0f : 1.0f, 0.0f};
+  cross(n, other, out);
+  scaleToUnit(out);
+}
+
+// The tangent frame of one triangle from its corners and coordinates.
+void triangleFrame(const float p[3][3], const float* uv, float frame[6]) {
+  const float e1[3] = {p[1][0] - p[0][0], p[1][1] - p[0][1], p[1][2] - p[0][2]};
+  const float e2[3] = {p[2][0] - p[0][0], p[2][1] - p[0][1], p[2][2] - p[0][2]};
+  float n[3];
+  cross(e1, e2, n);
+  if (!scaleToUnit(n)) {
+    n[0] = n[1] = 0.0f;
+    n[2] = 1.0f;
+  }
+  float* t = frame;
+  float* b = frame + 3;
+  bool spanned = false;
+  if (uv != nullptr) {
+    const float du1 = uv[2] - uv[0], dv1 = uv[3] - uv[1];
+    const float du2 = uv[4] - uv[0], dv2 = uv[5] - uv[1];
+    const float det = du1 * dv2 - du2 * dv1;
+    if (std::fabs(det) > 1e-12f) {
+      for (int i = 0; i < 3; ++i) {
+        t[i] = (e1[i] * dv2 - e2[i] * dv1) / det;
+        b[i] = (e2[i] * du1 - e1[i] * du2) / det;
+      }
+      spanned = scaleToUnit(t) && scaleToUnit(b);
+    }
+  }
+  if (!spanned) {
+    anySquareTo(n, t);
+    cross(n, t, b);
+  }
+}
+
+}  // namespace
+
+void buildLayerTexCoords(const Model* model, const Layer* layer,
+                         const Image* image, std::vector<float>* out) {
+  out->clear();
+  const KeyedTable* uvees = &image->uvees;
+  auto push = [&](int32_t number) {
+    const Uvee* uvee = tableFindT<Uvee>(uvees, number);
+    out->push_back(uvee != nullptr ? uvee->u : 0.0f);
+    out->push_back(uvee != nullptr ? uvee->v : 0.0f);
+  };
+  forEachLayerTriangle(model, layer,
+                       [&](int32_t a, int32_t b, int32_t c, const Point*,
+                           const Point*, const Point*) {
+                         push(a);
+                         push(b);
+                         push(c);
+                       });
+}
+
+void buildLayerTangents(const Model* model, const Layer* layer,
+                        const float* positions,
+                        const std::vector<float>& texCoords,
+                        std::vector<float>* out) {
+  out->clear();
+  size_t vertex = 0;
+  forEachLayerTriangle(model, layer,
+                       [&](int32_t, int32_t, int32_t, const Point* a,
+                           const Point* b, const Point* c) {
+                         float p[3][3];
+                         positionOf(model, positions, a, p[0]);
+                         positionOf(model, positions, b, p[1]);
+                         positionOf(model, positions, c, p[2]);
+                         const float* uv = texCoords.size() >= 2 * (vertex + 3)
+                                               ? &texCoords[2 * vertex]
+                                               : nullptr;
+                         float frame[6];
+                         triangleFrame(p, uv, frame);
+                         for (int i = 0; i < 3; ++i)
+                           out->insert(out->end(), frame, frame + 6);
+                         vertex += 3;
+                       });
+}
