@@ -38,6 +38,19 @@ void getCentre(Workspace& ws, char**) {
   setFloats(ws, centre, 3);
 }
 
+// The corners of the box that get centre and get volume measure, children
+// and mirror halves included: what a script needs to frame the model.
+void getBounds(Workspace& ws, char**) {
+  const Model* model = currentModel(ws);
+  if (model == nullptr) return;
+  float corners[6];
+  for (int i = 0; i < 3; ++i) {
+    corners[i] = model->boundsMin[i];
+    corners[3 + i] = model->boundsMax[i];
+  }
+  setFloats(ws, corners, 6);
+}
+
 // get children [(selected)]: child ids.
 void getChildren(Workspace& ws, char** words) {
   bool onlySelected = words[1] != nullptr;
@@ -284,6 +297,7 @@ void getVolume(Workspace& ws, char**) {
 }
 
 const SubCommand kGetWords[] = {
+    {"bounds", getBounds},
     {"centre", getCentre},
     {"child", getChild},
     {"collide", getCollide},

@@ -174,7 +174,19 @@ void sendEvent(PlatformWindow* window, const ViewEvent* event) {
 }
 
 void mouseButton(PlatformWindow* window, XButtonEvent* x, bool press) {
-  if (x->button < 1 || x->button > 3) return;  // wheel and extra buttons
+  // A wheel notch is a press of 4 (up) or 5 (down) and nothing else: no
+  // release, no double click, whatever else is held.
+  if ((x->button == 4 || x->button == 5) && press) {
+    ViewEvent wheel = {};
+    wheel.type = kEventMouseButton;
+    wheel.button = static_cast<int32_t>(x->button);
+    wheel.pressed = 1;
+    wheel.x = static_cast<int16_t>(x->x);
+    wheel.y = static_cast<int16_t>(x->y);
+    sendEvent(window, &wheel);
+    return;
+  }
+  if (x->button < 1 || x->button > 3) return;  // wheel releases, extra buttons
   ViewEvent event = {};
   event.type = kEventMouseButton;
   event.button = static_cast<int32_t>(x->button);
