@@ -1,6 +1,7 @@
 // Times the simulation world against a plain program that builds the same
-// world straight on ODE: n boxes dropped in a grid into the pen and left to
-// fall and pile up for a number of steps. Rows: the plain program with a
+// world straight on ODE: n boxes dropped side by side into a pen made wide
+// enough for them (the world scale grows with n) and left to fall and
+// settle for a number of steps. Rows: the plain program with a
 // hash space (the world's broad phase) and with sweep and prune, the world
 // itself (simStep), and the workspace's step (the ticks' path: stale links
 // looked for, then simStep) with n models of one box each. Prints ms per
@@ -29,27 +30,28 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Model units per simulation unit, and the boxes' side in model units.
-constexpr float kScale = 100.0f;
+// The boxes' side and spacing in model units.
 constexpr float kSide = 4.0f;
 constexpr float kSpacing = 6.0f;
 constexpr float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
-// Centres of n boxes: layers of a square grid inside the pen, 10 units
-// above the floor and 6 apart, so that they fall and pile up.
+// Boxes across one row of the grid.
+int across(int n) { return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(n)))); }
+
+// The world scale (model units per simulation unit) that gives n boxes a
+// pen wide enough to lie side by side, 100 at least.
+float scaleFor(int n) { return std::max(100.0f, across(n) * kSpacing / 1.8f); }
+
+// Centres of n boxes: a square grid within 90% of the pen, 6 apart and 10
+// above the floor, so that every box falls on its own and the work per box
+// is alike at every size.
 std::vector<std::array<float, 3>> dropGrid(int n) {
-  const int across = static_cast<int>((2.0f * kScale * 0.9f) / kSpacing);
-  const int perLayer = std::min(across * across, static_cast<int>(std::ceil(std::sqrt(n))) *
-                                                     static_cast<int>(std::ceil(std::sqrt(n))));
-  const int side = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(perLayer))));
+  const int side = across(n);
   std::vector<std::array<float, 3>> at;
   for (int i = 0; i < n; ++i) {
-    const int layer = i / perLayer, k = i % perLayer;
-    const float x = (k % side - (side - 1) * 0.5f) * kSpacing;
-    const float y = (k / side - (side - 1) * 0.5f) * kSpacing;
-    // Odd layers shifted half a box, so that the pile settles unevenly.
-    const float shift = (layer % 2) * kSide * 0.5f;
-    at.push_back({x + shift, y + shift, 10.0f + layer * kSpacing});
+    const float x = (i % side - (side - 1) * 0.5f) * kSpacing;
+    const float y = (i / side - (side - 1) * 0.5f) * kSpacing;
+    at.push_back({x, y, 10.0f});
   }
   return at;
 }
@@ -100,7 +102,7 @@ double runPlain(int n, int steps, bool sweepAndPrune, dReal* endZ) {
   for (const dReal* q : pen) dCreatePlane(p.space, q[0], q[1], q[2], q[3]);
   // The world's own arithmetic: times the float inverse of the scale, the
   // cube's side the mean of three, so that both move alike to the bit.
-  const dReal inverse = 1.0f / kScale;
+  const dReal inverse = 1.0f / scaleFor(n);
   const dReal side = kSide * inverse;
   const dReal meanSide = (side + side + side) * 0.33333334f;
   for (const auto& c : dropGrid(n)) {
@@ -134,13 +136,13 @@ double runWorld(int n, int steps, dReal* endZ) {
   SimWorld w;
   simInit(&w);
   simCreate(&w);
-  simReset(&w, kScale);
+  simReset(&w, scaleFor(n));
   const float size[3] = {kSide, kSide, kSide}, zero[3] = {0, 0, 0};
   for (const auto& c : dropGrid(n)) {
     const int32_t body = simAddBody(&w, true, c.data(), kIdentity);
     simEnableShape(&w, simAddShape(&w, kSimBox, body, 1, 1, 1, zero, size, kIdentity));
   }
-  simReset(&w, kScale);
+  simReset(&w, scaleFor(n));
   const auto start = Clock::now();
   for (int i = 0; i < steps; ++i) simStep(&w, 1.0f);
   const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -152,7 +154,7 @@ double runWorld(int n, int steps, dReal* endZ) {
 double runWorkspace(int n, int steps) {
   Workspace* ws = new Workspace;
   workspaceInit(ws, nullptr, nullptr, nullptr);
-  ws->view.render.sceneExtent = kScale;
+  ws->view.render.sceneExtent = scaleFor(n);
   const float size[3] = {kSide, kSide, kSide}, zero[3] = {0, 0, 0};
   std::vector<std::array<float, 3>> grid = dropGrid(n);
   std::vector<Model*> models;
@@ -183,9 +185,9 @@ int main(int argc, char** argv) {
   std::vector<int> sizes;
   for (int i = 2; i < argc; ++i) sizes.push_back(std::max(1, std::atoi(argv[i])));
   if (sizes.empty()) sizes = {100, 1000, 5000};
-  std::printf("%d steps of boxes of side %.0f dropped into a pen of %.0f (world scale %.0f)\n",
-              steps, kSide, 2 * kScale, kScale);
-  std::printf("%6s  %-28s %10s %14s %8s\n", "boxes", "", "ms/step", "us/step/box", "ratio");
+  std::printf("%d steps of boxes of side %.0f dropped side by side into the pen\n", steps, kSide);
+  std::printf("%6s %6s  %-28s %10s %14s %8s\n", "boxes", "scale", "", "ms/step", "us/step/box",
+              "ratio");
   for (int n : sizes) {
     // Rounds of each in turn, best of each: the machine's load drifts, and
     // every row should see the same of it.
@@ -198,13 +200,14 @@ int main(int argc, char** argv) {
       workspace = std::min(workspace, runWorkspace(n, steps));
     }
     auto row = [&](const char* what, double ms) {
-      std::printf("%6d  %-28s %10.3f %14.3f %8.2f\n", n, what, ms, ms * 1000.0 / n, ms / plain);
+      std::printf("%6d %6.0f  %-28s %10.3f %14.3f %8.2f\n", n, scaleFor(n), what, ms,
+                  ms * 1000.0 / n, ms / plain);
     };
     row("plain ODE, hash space", plain);
     row("plain ODE, sweep and prune", sap);
     row("SimWorld (simStep)", world);
     row("workspace (stepSimulation)", workspace);
-    std::printf("%6s  the world moved %s the plain program\n", "",
+    std::printf("%13s  the world moved %s the plain program\n", "",
                 worldZ == plainZ ? "to the bit as" : "otherwise than");
   }
   return 0;
