@@ -70,8 +70,8 @@ LayerBox* boxOf(PolygonIndex* index, int32_t layerSlot) {
 
 // A corner joins the box. The recompute keeps the first of equal values in
 // slot order; equal values differ only as 0 and -0, so such a tie is left
-// to the recompute.
-void boxTakes(LayerBox* box, const float v[3]) {
+// to the recompute, unless the corner comes last in slot order anyway.
+void boxTakes(LayerBox* box, const float v[3], bool last) {
   if (box == nullptr || box->state == kBoxUnknown) return;
   if (std::isnan(v[0]) || std::isnan(v[1]) || std::isnan(v[2])) {
     box->state = kBoxUnknown;
@@ -89,7 +89,7 @@ void boxTakes(LayerBox* box, const float v[3]) {
       const bool beyond = side == 0 ? v[k] < edge : v[k] > edge;
       if (beyond) {
         edge = v[k];
-      } else if (v[k] == edge && std::signbit(v[k]) != std::signbit(edge)) {
+      } else if (!last && v[k] == edge && std::signbit(v[k]) != std::signbit(edge)) {
         box->state = kBoxUnknown;
         return;
       }
@@ -124,16 +124,16 @@ void boxMoves(LayerBox* box, const float from[3], const float to[3]) {
       return;
     }
   }
-  boxTakes(box, to);
+  boxTakes(box, to, false);
 }
 
 void cornersJoin(LayerBox* box, const Model* model, const int32_t* points,
-                 int32_t count) {
+                 int32_t count, bool last) {
   for (int32_t i = 0; i < count; ++i) {
     const Point* p = findPoint(model, points[i]);
     if (p == nullptr) continue;
     const float v[3] = {p->x, p->y, p->z};
-    boxTakes(box, v);
+    boxTakes(box, v, last);
   }
 }
 
@@ -147,12 +147,31 @@ void cornersLeave(LayerBox* box, const Model* model, const int32_t* points,
   }
 }
 
+// `last`: the polygon comes after every triangle already in the box.
+bool indexPolygon(PolygonIndex* index, const Model* model, int32_t layerSlot,
+                  int32_t id, bool line, const int32_t* points, int32_t count,
+                  bool last) {
+  if (!setOwner(index, id, layerSlot + 1)) return false;
+  const int32_t polygon = line ? -id : id;
+  for (int32_t i = 0; i < count; ++i) {
+    const int32_t slot = tablePosition(&model->points, points[i], false);
+    if (slot >= 0 && !addUse(index, slot, polygon)) return false;
+  }
+  if (!line) {
+    LayerBox* box = boxOf(index, layerSlot);
+    if (box == nullptr) return false;
+    cornersJoin(box, model, points, count, last);
+  }
+  return true;
+}
+
 template <class Polygon>
 bool indexTable(PolygonIndex* index, const Model* model, int32_t layerSlot,
                 const KeyedTable* table, bool line) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* p = tableAt<Polygon>(table, s);
-    if (!polygonIndexAdd(index, model, layerSlot, p->id, line, p->points, p->count))
+    // In slot order: each comes after those before it.
+    if (!indexPolygon(index, model, layerSlot, p->id, line, p->points, p->count, true))
       return false;
   }
   return true;
@@ -197,20 +216,14 @@ bool polygonIndexBuild(PolygonIndex* index, const Model* model) {
   return true;
 }
 
+
 bool polygonIndexAdd(PolygonIndex* index, const Model* model, int32_t layerSlot,
                      int32_t id, bool line, const int32_t* points, int32_t count) {
-  if (!setOwner(index, id, layerSlot + 1)) return false;
-  const int32_t polygon = line ? -id : id;
-  for (int32_t i = 0; i < count; ++i) {
-    const int32_t slot = tablePosition(&model->points, points[i], false);
-    if (slot >= 0 && !addUse(index, slot, polygon)) return false;
-  }
-  if (!line) {
-    LayerBox* box = boxOf(index, layerSlot);
-    if (box == nullptr) return false;
-    cornersJoin(box, model, points, count);
-  }
-  return true;
+  // A polygon in the last slot in use comes after every other one.
+  const Layer* layer = tableAt<Layer>(&model->layers, layerSlot);
+  const KeyedTable* table = line ? &layer->lines : &layer->triangles;
+  const bool last = tablePosition(table, id, false) == table->highWater - 1;
+  return indexPolygon(index, model, layerSlot, id, line, points, count, last);
 }
 
 void polygonIndexRemove(PolygonIndex* index, const Model* model, int32_t id,
@@ -230,7 +243,7 @@ void polygonIndexMove(PolygonIndex* index, const Model* model, int32_t id,
   setOwner(index, id, toSlot + 1);  // the page exists: the id had an owner
   if (line) return;
   cornersLeave(boxOf(index, fromSlot), model, points, count);
-  cornersJoin(boxOf(index, toSlot), model, points, count);
+  cornersJoin(boxOf(index, toSlot), model, points, count, false);
 }
 
 void polygonIndexPointMoved(PolygonIndex* index, const Model* model,

@@ -242,16 +242,34 @@ void tieOfZeros(Model* m) {
   flushDerived(m);
 }
 
+// A triangle at -0 added into the hole an earlier one left comes before
+// the one that held the bound at 0.
+void tieInAHole(Model* m) {
+  const float xyz[7][3] = {{1, 5, 5}, {1, 6, 5}, {1, 5, 6}, {0, 0, 0},
+                           {2, 10, 10}, {2, 0, 10}, {-0.0f, 5, 5}};
+  for (int32_t n = 1; n <= 7; ++n) addPoint(m, n, xyz[n - 1][0], xyz[n - 1][1], xyz[n - 1][2]);
+  Layer* l = addLayer(m, "l", 0, 0, 0, 1, 0, kAxisX);
+  const int32_t inside[3] = {1, 2, 3}, edge[3] = {4, 5, 6}, hole[3] = {7, 5, 6};
+  const int32_t id = addTriangleToLayer(m, l, 3, inside, 0);
+  addTriangleToLayer(m, l, 3, edge, 0);
+  addPoint(m, 6, 2, 0, 10);  // a move in place: the index is built now
+  deleteTriangle(m, id);
+  addTriangleToLayer(m, findLayer(m, "l"), 3, hole, 0);
+  flushDerived(m);
+}
+
 TEST(DocumentIndex, BoundsTieOfZeroAndMinusZeroGoesToTheFirstInSlotOrder) {
-  Model* indexed = createModel(nullptr, "indexed.mod", nullptr);
-  Model* plain = createModel(nullptr, "plain.mod", nullptr);
-  setDocumentIndexing(plain, false);
-  tieOfZeros(indexed);
-  tieOfZeros(plain);
-  EXPECT_TRUE(std::signbit(findLayer(plain, "l")->bounds[0]));
-  EXPECT_EQ(dump(indexed), dump(plain));
-  freeModel(indexed);
-  freeModel(plain);
+  for (void (*scenario)(Model*) : {tieOfZeros, tieInAHole}) {
+    Model* indexed = createModel(nullptr, "indexed.mod", nullptr);
+    Model* plain = createModel(nullptr, "plain.mod", nullptr);
+    setDocumentIndexing(plain, false);
+    scenario(indexed);
+    scenario(plain);
+    EXPECT_TRUE(std::signbit(findLayer(plain, "l")->bounds[0]));
+    EXPECT_EQ(dump(indexed), dump(plain));
+    freeModel(indexed);
+    freeModel(plain);
+  }
 }
 
 // Entries that reach a layer by relocating or baking must go with their
