@@ -8,6 +8,7 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -548,11 +549,13 @@ void noteChildren(ModelDisplays* store, const Model* model, ModelDisplay* md) {
     const Child* child = tableAt<Child>(&model->children, s);
     if (child->model != nullptr) now.push_back(child->model->id);
   }
-  for (int32_t id : md->children) {
-    bool kept = false;
-    for (int32_t n : now) kept = kept || n == id;
-    if (!kept) releaseById(store, id);
-  }
+  // An unchanged list (every frame but the one after a change) costs one
+  // pass; a changed one a sort, not a search per child.
+  if (now == md->children) return;
+  std::vector<int32_t> sorted = now;
+  std::sort(sorted.begin(), sorted.end());
+  for (int32_t id : md->children)
+    if (!std::binary_search(sorted.begin(), sorted.end(), id)) releaseById(store, id);
   md->children.swap(now);
 }
 
