@@ -250,6 +250,20 @@ bool scalePoint(Model* model, int32_t number, const float factors[3],
   return placePointBy(model, number, ScaleAbout{factors, centre});
 }
 
+namespace {
+
+// A finite result goes into the entry and touches its layer (or model).
+bool storeVector(Model* model, Layer* owner, VectorEntry* entry, const float v[3]) {
+  if (!finiteOrReport(v, 3)) return false;
+  entry->x = v[0];
+  entry->y = v[1];
+  entry->z = v[2];
+  touchOwner(model, owner);
+  return true;
+}
+
+}  // namespace
+
 bool moveVector(Model* model, const char* layer, int32_t number,
                 const float offset[3], bool surface) {
   Layer* owner = nullptr;
@@ -257,12 +271,7 @@ bool moveVector(Model* model, const char* layer, int32_t number,
   if (entry == nullptr) return false;
   const float v[3] = {entry->x + offset[0], entry->y + offset[1],
                       entry->z + offset[2]};
-  if (!finiteOrReport(v, 3)) return false;
-  entry->x = v[0];
-  entry->y = v[1];
-  entry->z = v[2];
-  touchOwner(model, owner);
-  return true;
+  return storeVector(model, owner, entry, v);
 }
 
 bool rotateVector(Model* model, const char* layer, int32_t number,
@@ -274,12 +283,7 @@ bool rotateVector(Model* model, const char* layer, int32_t number,
   const float v[3] = {entry->x, entry->y, entry->z};
   float out[3];
   rotateAbout(rotation, origin, v, out);
-  if (!finiteOrReport(out, 3)) return false;
-  entry->x = out[0];
-  entry->y = out[1];
-  entry->z = out[2];
-  touchOwner(model, owner);
-  return true;
+  return storeVector(model, owner, entry, out);
 }
 
 bool moveColour(Model* model, const char* layer, int32_t number,
