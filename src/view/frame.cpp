@@ -103,12 +103,7 @@ void drawCursorCross(const ViewState& view) {
   if (!projectToWindow(camera, c[0], c[1], c[2], at)) return;
   const double wx = at[0], wy = at[1], wz = at[2];
   if (wz < 0.0 || wz > 1.0) return;  // behind the eye or past the far plane
-  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
-  glDisable(GL_LIGHTING);
-  glDisable(GL_TEXTURE_2D);
-  glDisable(GL_DEPTH_TEST);
-  glDisable(GL_BLEND);
-  glLineWidth(1.0f);
+  pushFlatLines();
   const float* bg = view.background;
   glColor3f(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2]);
   pushPixelSpace(viewport);

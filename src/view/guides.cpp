@@ -93,12 +93,7 @@ void drawViewGuides(const View& v) {
   glGetIntegerv(GL_VIEWPORT, viewport);
   const int vp[4] = {viewport[0], viewport[1], viewport[2], viewport[3]};
   const double perUnit = flags.scale ? pixelsPerUnit(v) : 0.0;
-  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
-  glDisable(GL_LIGHTING);
-  glDisable(GL_TEXTURE_2D);
-  glDisable(GL_DEPTH_TEST);
-  glDisable(GL_BLEND);
-  glLineWidth(1.0f);
+  pushFlatLines();
   pushPixelSpace(vp);
   if (flags.rotation) drawAxes(v, vp);
   if (flags.scale && perUnit > 0.0) {

@@ -456,3 +456,12 @@ bool projectToWindow(const GlCamera& camera, double x, double y, double z, doubl
   return gluProject(x, y, z, camera.modelView, camera.projection, camera.viewport, &out[0],
                     &out[1], &out[2]) == GL_TRUE;
 }
+
+void pushFlatLines() {
+  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
+  glDisable(GL_LIGHTING);
+  glDisable(GL_TEXTURE_2D);
+  glDisable(GL_DEPTH_TEST);
+  glDisable(GL_BLEND);
+  glLineWidth(1.0f);
+}

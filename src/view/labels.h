@@ -21,6 +21,9 @@ int labelLineHeight(const LabelFonts* fonts, int font);
 // GL_PROJECTION for the caller to restore.
 void pushPixelSpace(const int viewport[4]);
 void popPixelSpace();
+// Unlit, untextured, unblended 1-pixel lines drawn over everything: the
+// state the window-pixel guides need. Undo with glPopAttrib.
+void pushFlatLines();
 // The GL's current matrices and viewport, for taking model points to
 // window pixels (origin bottom left, depth 0..1).
 struct GlCamera {
