@@ -37,8 +37,20 @@ echo "== modelr add: cost per command against a no-op procedure =="
 TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/add_commands.tcl "$max_points"
 
 echo
+echo "== the strict face (mr) against the bare modelr command =="
+TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/strict_calls.tcl
+
+echo
 echo "== KeyedTable against std::unordered_map =="
 "$build_dir/bench/keyed_table_bench"
+
+echo
+echo "== single edits and queries, microseconds per operation =="
+sizes=()
+for n in 1000 10000 100000 1000000; do
+  (( n <= max_points )) && sizes+=("$n")
+done
+"$build_dir/bench/edit_bench" "${sizes[@]}"
 
 echo
 echo "== .mod reading and writing against tinyobjloader, assimp and the bare parse =="
@@ -59,3 +71,11 @@ xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/pick_be
 echo
 echo "== exporting STL and OBJ against assimp export =="
 "$build_dir/bench/export_bench"
+
+echo
+echo "== the simulation world against the same world built straight on ODE =="
+"$build_dir/bench/sim_bench"
+
+echo
+echo "== simulate ticks with a trivial procedure =="
+TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/sim_ticks.tcl

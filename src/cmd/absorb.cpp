@@ -3,6 +3,7 @@
 // goes to the error procedure.
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -30,3 +31,5 @@ const SubCommand kAbsorbCommands[] = {
 void absorbCommand(Workspace& ws, char** words) {
   runSubCommand(ws, words, kAbsorbCommands, "attribute");
 }
+
+void absorbHelp(HelpRows* rows) { listKeywords(kAbsorbCommands, "absorb", rows); }

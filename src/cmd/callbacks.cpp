@@ -3,17 +3,18 @@
 #include <cstring>
 
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
 
 namespace {
 
+constexpr char kUsage[] = "modelr: usage: modelr callback <type> <proc>";
+
 void registerFrom(Workspace& ws, char** words, CallbackType type) {
   const char* procedure = nullptr;
-  if (!wordsRead(ws, parseString(&procedure, words[1]),
-                 "modelr: usage: modelr callback <type> <proc>"))
-    return;
+  if (!wordsRead(ws, parseString(&procedure, words[1]), kUsage)) return;
   // The joystick is never polled; "none" just empties its slot.
   if (type == kCallbackJoystick && std::strcmp(procedure, "none") == 0) {
     procedure = "";
@@ -31,12 +32,12 @@ void onSimulate(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackSimulate
 void onStatus(Workspace& ws, char** w) { registerFrom(ws, w, kCallbackStatus); }
 
 const SubCommand kCallbackWords[] = {
-    {"error", onError},
-    {"keyboard", onKeyboard},
-    {"mouse", onMouse},
-    {"joystick", onJoystick},
-    {"simulate", onSimulate},
-    {"status", onStatus},
+    {"error", onError, kUsage},
+    {"keyboard", onKeyboard, kUsage},
+    {"mouse", onMouse, kUsage},
+    {"joystick", onJoystick, kUsage},
+    {"simulate", onSimulate, kUsage},
+    {"status", onStatus, kUsage},
 };
 
 }  // namespace
@@ -51,3 +52,5 @@ void callbackCommand(Workspace& ws, char** words) {
   }
   reportErrorf(ws, "modelr: unknown callback attribute: %s", type);
 }
+
+void callbackHelp(HelpRows* rows) { listKeywords(kCallbackWords, "callback", rows); }

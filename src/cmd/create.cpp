@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -75,3 +76,5 @@ void createCommand(Workspace& ws, char** words) {
                 lastWordTried(words));
   setResult(ws, text);
 }
+
+void createHelp(HelpRows* rows) { listKeywords(kCreateWords, "create", rows); }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 
@@ -23,6 +24,7 @@ const SubCommand kFamilies[] = {
     {"file", fileCommand},
     {"find", findCommand},
     {"get", getCommand},
+    {"help", helpCommand},
     {"matrix", matrixCommand},
     {"message", messageCommand},
     {"move", moveCommand},
@@ -43,6 +45,10 @@ const SubCommand kFamilies[] = {
 };
 
 }  // namespace
+
+void familyHelp(HelpRows* rows) {
+  for (const SubCommand& family : kFamilies) rows->push_back({family.keyword, ""});
+}
 
 void dispatchCommand(Workspace& ws, CommandWords* list) {
   char** words = list->words;

@@ -7,6 +7,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -16,12 +17,9 @@ namespace {
 
 DisplayFlags* flags(Workspace& ws) { return &ws.view.render.display; }
 
-void usage(Workspace& ws, const char* option, const char* arguments) {
-  std::string text = "modelr: usage: modelr display ";
-  text += option;
-  text += ' ';
-  text += arguments;
-  setResult(ws, text.c_str());
+// The usage text of a switch names it.
+void switchUsage(Workspace& ws, const char* name) {
+  setResult(ws, ("modelr: usage: modelr display " + std::string(name) + " <on>").c_str());
 }
 
 // display <switch> [<on>]: "on"/"off" without a value; a value that is not
@@ -33,7 +31,7 @@ void displaySwitchWord(Workspace& ws, int32_t* field, char** words) {
   }
   int32_t value = 0;
   if (!parseBool(&value, words[1])) {
-    usage(ws, words[0], "<on>");
+    switchUsage(ws, words[0]);
     return;
   }
   *field = value != 0 ? 1 : 0;
@@ -49,7 +47,7 @@ void displayLod(Workspace& ws, char** words) {
   }
   int32_t level = 0;
   if (!parseInt(&level, words[1])) {
-    usage(ws, "lod", "<n>");
+    setResult(ws, "modelr: usage: modelr display lod <n>");
     return;
   }
   flags(ws)->lod = level;
@@ -62,7 +60,7 @@ void displayArc(Workspace& ws, char** words) {
   int32_t value = 0;
   if (!parseString(&axis, words[1]) || !parseInt(&angle, words[2]) ||
       !parseInt(&value, words[3])) {
-    usage(ws, "arc", "<axis> <angle> <value>");
+    setResult(ws, "modelr: usage: modelr display arc <axis> <angle> <value>");
     return;
   }
   flags(ws)->arcAxis = displayAxisCode(axis);
@@ -75,7 +73,7 @@ void displayMover(Workspace& ws, char** words) {
   const char* axis = nullptr;
   int32_t value = 0;
   if (!parseString(&axis, words[1]) || !parseInt(&value, words[2])) {
-    usage(ws, "mover", "<axis> <value>");
+    setResult(ws, "modelr: usage: modelr display mover <axis> <value>");
     return;
   }
   flags(ws)->moverAxis = displayAxisCode(axis);
@@ -87,7 +85,7 @@ void displayScaler(Workspace& ws, char** words) {
   float scaler[3];
   for (int i = 0; i < 3; ++i) {
     if (!parseFloat(&scaler[i], words[1 + i])) {
-      usage(ws, "scaler", "<x> <y> <z>");
+      setResult(ws, "modelr: usage: modelr display scaler <x> <y> <z>");
       return;
     }
   }
@@ -118,4 +116,13 @@ void displayCommand(Workspace& ws, char** words) {
   std::string text = "modelr: unknown display attribute: ";
   text += lastWordTried(words);
   setResult(ws, text.c_str());
+}
+
+// Every switch, then the numeric settings.
+void displayHelp(HelpRows* rows) {
+  for (int i = 0; i < displaySwitchCount(); ++i) {
+    const std::string name = displaySwitchName(i);
+    rows->push_back({name, "modelr: usage: modelr display " + name + " <on>"});
+  }
+  listKeywords(kSettingWords, "display", rows);
 }

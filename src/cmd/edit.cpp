@@ -7,6 +7,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -240,7 +241,9 @@ void addPolygon(Workspace& ws, char** words, char** addWords, bool triangle) {
   lastErrorClear();
   int32_t id = triangle ? addTriangle(model, layer, count, points, kind)
                         : addLine(model, layer, count, points, kind);
-  if (passOnRefusal(ws, id != 0)) markUveesStale(model);
+  if (!passOnRefusal(ws, id != 0)) return;
+  markUveesStale(model);
+  ws.lastPolygonId = id;
 }
 
 void addLineWords(Workspace& ws, char** words, char** addWords) {
@@ -393,3 +396,6 @@ void deleteCommand(Workspace& ws, char** words) {
   if (selectedModel(ws) == nullptr) return;
   runSubCommand(ws, words, kDeleteWords, "attribute");
 }
+
+void addHelp(HelpRows* rows) { listKeywords(kAddWords, "add", rows); }
+void deleteHelp(HelpRows* rows) { listKeywords(kDeleteWords, "delete", rows); }

@@ -15,6 +15,7 @@ void createCommand(Workspace& ws, char** words);    // create.cpp
 void fileCommand(Workspace& ws, char** words);      // file_commands.cpp
 void findCommand(Workspace& ws, char** words);      // query.cpp
 void getCommand(Workspace& ws, char** words);       // query.cpp
+void helpCommand(Workspace& ws, char** words);      // help.cpp
 void messageCommand(Workspace& ws, char** words);   // misc.cpp
 void systemCommand(Workspace& ws, char** words);    // misc.cpp
 void poseCommand(Workspace& ws, char** words);      // pose.cpp

@@ -11,6 +11,7 @@
 #include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -83,9 +84,10 @@ void fileAdd(Workspace& ws, char** words) {
 
 // file new <filename>: closes every open model and starts an empty one.
 // Its usage text is open's, as the command has always answered.
+constexpr char kNewUsage[] = "modelr: usage: modelr file open <filename>";
+
 void fileNew(Workspace& ws, char** words) {
-  fileMakeModel(ws, words, createEmptyModel, "modelr: usage: modelr file open <filename>",
-                "modelr: file open failed");
+  fileMakeModel(ws, words, createEmptyModel, kNewUsage, "modelr: file open failed");
 }
 
 // file reload: every open model again from its file; the open ids.
@@ -211,7 +213,7 @@ void fileSaveScreen(Workspace& ws, char** words) {
 const SubCommand kFileWords[] = {
     {"open", fileOpen},
     {"add", fileAdd},
-    {"new", fileNew},
+    {"new", fileNew, kNewUsage},
     {"reload", fileReload},
     {"name", fileName},
     {"remove", fileRemove},
@@ -228,3 +230,5 @@ void fileCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kFileWo
 
 // modelr reload: as file reload, with an empty result.
 void reloadCommand(Workspace& ws, char**) { reloadModelDocuments(ws); }
+
+void fileHelp(HelpRows* rows) { listKeywords(kFileWords, "file", rows); }

@@ -237,7 +237,19 @@ void setResult(Workspace& ws, const char* text) {
   Tcl_SetObjResult(x.interp, Tcl_NewStringObj(text, -1));
 }
 
+namespace {
+
+constexpr size_t kKeptReports = 16;
+
+void record(const Extension& x, std::vector<std::string>* kept, const char* text) {
+  if (x.recording > 0 && text != nullptr && kept->size() < kKeptReports) kept->push_back(text);
+}
+
+}  // namespace
+
 void reportError(Workspace& ws, const char* text) {
+  Extension& x = extensionOf(ws);
+  record(x, &x.reports, text);
   fireProcedure(ws, kCallbackError, callbackProcedure(ws, kCallbackError), text);
 }
 
@@ -265,6 +277,8 @@ Model* modelOrAnswerZero(Workspace& ws) {
 }
 
 void reportStatus(Workspace& ws, const char* text) {
+  Extension& x = extensionOf(ws);
+  record(x, &x.statuses, text);
   fireProcedure(ws, kCallbackStatus, callbackProcedure(ws, kCallbackStatus), text);
 }
 

@@ -12,6 +12,8 @@
 #include <deque>
 #include <string>
 #include <thread>
+#include <unordered_map>
+#include <vector>
 
 #include "cmd/format.h"
 #include "workspace/workspace.h"
@@ -46,6 +48,15 @@ struct Extension final : WorkspaceHost, ViewSink {
   bool delivering = false;
   uint32_t runningMask = 0;  // the delivering callback's type and causes
   SimulateTicks ticks;
+  // The strict face's call records what the error and status procedures
+  // are sent while its command runs (recording > 0), to raise refusals as
+  // Tcl errors.
+  int recording = 0;
+  std::vector<std::string> reports;
+  std::vector<std::string> statuses;
+  // The first words each family takes, for the strict face's checks, made
+  // once per family from its help rows ("" for a family without any).
+  std::unordered_map<std::string, std::vector<std::string>> familyWords;
   Workspace ws;
 
   void workspaceStatus(const char* text) override;

@@ -5,6 +5,7 @@
 #include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -91,3 +92,5 @@ const SubCommand kMatrixWords[] = {
 void matrixCommand(Workspace& ws, char** words) {
   runSubCommand(ws, words, kMatrixWords, "attribute");
 }
+
+void matrixHelp(HelpRows* rows) { listKeywords(kMatrixWords, "matrix", rows); }

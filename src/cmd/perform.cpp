@@ -4,6 +4,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -79,3 +80,5 @@ void performCommand(Workspace& ws, char** words) {
   if (selectedModel(ws) == nullptr) return;
   runSubCommand(ws, words, kPerformWords, "command");
 }
+
+void performHelp(HelpRows* rows) { listKeywords(kPerformWords, "perform", rows); }

@@ -7,6 +7,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -94,3 +95,6 @@ void pickCommand(Workspace& ws, char** words) { runPicker(ws, words, kPickers, f
 // modelr toggle child|point <x> <y>: the picked id, 0 for none; the picked
 // item's selection flips.
 void toggleCommand(Workspace& ws, char** words) { runPicker(ws, words, kTogglers, true); }
+
+void pickHelp(HelpRows* rows) { listKeywords(kPickers, "pick", rows); }
+void toggleHelp(HelpRows* rows) { listKeywords(kTogglers, "toggle", rows); }

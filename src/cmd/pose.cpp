@@ -6,6 +6,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -178,3 +179,5 @@ const SubCommand kPoseWords[] = {
 }  // namespace
 
 void poseCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kPoseWords, "attribute"); }
+
+void poseHelp(HelpRows* rows) { listKeywords(kPoseWords, "pose", rows); }

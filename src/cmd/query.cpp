@@ -10,6 +10,7 @@
 #include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/query_support.h"
 #include "cmd/subcommands.h"
@@ -372,11 +373,14 @@ void findImages(Workspace& ws, char** words) {
 }
 
 // find point <x> <y> <z>: the number of the first point there, 0 if none.
+// find point answers with add point's usage text, as it always has.
+constexpr char kFindPointUsage[] = "modelr: usage: modelr add point <n> <x> <y> <z>";
+
 void findPointCommand(Workspace& ws, char** words) {
   float x = 0, y = 0, z = 0;
   if (!parseFloat(&x, words[1]) || !parseFloat(&y, words[2]) ||
       !parseFloat(&z, words[3])) {
-    reportError(ws, "modelr: usage: modelr add point <n> <x> <y> <z>");
+    reportError(ws, kFindPointUsage);
     return;
   }
   const Model* model = currentModel(ws);
@@ -403,7 +407,7 @@ void findModel(Workspace& ws, char** words) {
 
 const SubCommand kFindWords[] = {
     {"images", findImages},
-    {"point", findPointCommand},
+    {"point", findPointCommand, kFindPointUsage},
     {"model", findModel},
 };
 
@@ -412,3 +416,6 @@ const SubCommand kFindWords[] = {
 void getCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kGetWords, "attribute"); }
 
 void findCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kFindWords, "command"); }
+
+void getHelp(HelpRows* rows) { listKeywords(kGetWords, "get", rows); }
+void findHelp(HelpRows* rows) { listKeywords(kFindWords, "find", rows); }

@@ -7,6 +7,7 @@
 #include "workspace/workspace.h"
 #include "cmd/families.h"
 #include "cmd/format.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -278,3 +279,6 @@ void selectCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kSele
 void deselectCommand(Workspace& ws, char** words) {
   runSubCommand(ws, words, kDeselectWords, "command");
 }
+
+void selectHelp(HelpRows* rows) { listKeywords(kSelectWords, "select", rows); }
+void deselectHelp(HelpRows* rows) { listKeywords(kDeselectWords, "deselect", rows); }

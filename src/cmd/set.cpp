@@ -8,6 +8,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/set_items.h"
 #include "cmd/subcommands.h"
@@ -334,3 +335,11 @@ bool readColour(char** words, float colour[3]) {
 }
 
 void setCommand(Workspace& ws, char** words) { runSubCommand(ws, words, kSetWords, "attribute"); }
+
+// The general settings, then those of the view, the chosen layer and
+// children under their second word.
+void setHelp(HelpRows* rows) {
+  listKeywords(kSetWords, "set", rows);
+  listKeywords(kViewWords, "set", rows, "view ");
+  setItemsHelp(rows);
+}

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "workspace/workspace.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/set_items.h"
 #include "cmd/subcommands.h"
@@ -402,3 +403,7 @@ void setLayer(Workspace& ws, char** words) {
   reportErrorf(ws, "modelr: unknown layer argument: %s", lastWordTried(words));
 }
 
+void setItemsHelp(HelpRows* rows) {
+  listKeywords(kLayerWords, "set", rows, "layer ");
+  listKeywords(kChildWords, "set", rows, "child ");
+}

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/query_support.h"
 #include "cmd/sim_tick.h"
@@ -229,13 +230,17 @@ void simulateTurn(Workspace& ws, char** words) {
     simSpinBody(&ws.sim, shapeId, xyz);
 }
 
+// Most forms answer with the push usage text, as the command always has;
+// the rows carry the text each one reports, for modelr help.
 const SubCommand kSimulateWords[] = {
-    {"auto", simulateAuto},       {"destroy", simulateDestroy}, {"disable", simulateDisable},
-    {"enable", simulateEnable},   {"follow", simulateFollow},   {"getpos", simulateGetpos},
-    {"getrot", simulateGetrot},   {"move", simulateMove},       {"push", simulatePush},
-    {"rotate", simulateRotate},   {"reset", simulateReset},     {"setpos", simulateSetpos},
-    {"start", simulateStart},     {"step", simulateStep},       {"stop", simulateStop},
-    {"turn", simulateTurn},
+    {"auto", simulateAuto, kAutoUsage},       {"destroy", simulateDestroy, kPushUsage},
+    {"disable", simulateDisable, kPushUsage}, {"enable", simulateEnable, kPushUsage},
+    {"follow", simulateFollow, kPushUsage},   {"getpos", simulateGetpos, kPushUsage},
+    {"getrot", simulateGetrot, kPushUsage},   {"move", simulateMove, kPushUsage},
+    {"push", simulatePush, kPushUsage},       {"rotate", simulateRotate, kRotateUsage},
+    {"reset", simulateReset},                 {"setpos", simulateSetpos, kRotateUsage},
+    {"start", simulateStart},                 {"step", simulateStep, kStepUsage},
+    {"stop", simulateStop},                   {"turn", simulateTurn, kPushUsage},
 };
 
 }  // namespace
@@ -243,3 +248,5 @@ const SubCommand kSimulateWords[] = {
 void simulateCommand(Workspace& ws, char** words) {
   runSubCommand(ws, words, kSimulateWords, "attribute");
 }
+
+void simulateHelp(HelpRows* rows) { listKeywords(kSimulateWords, "simulate", rows); }

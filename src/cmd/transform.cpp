@@ -7,6 +7,7 @@
 
 #include "workspace/workspace.h"
 #include "cmd/families.h"
+#include "cmd/help.h"
 #include "cmd/host.h"
 #include "cmd/subcommands.h"
 #include "cmd/values.h"
@@ -213,3 +214,7 @@ void scaleCommand(Workspace& ws, char** words) {
   if (selectedModel(ws) == nullptr) return;
   runSubCommand(ws, words, kScaleWords, "attribute");
 }
+
+void moveHelp(HelpRows* rows) { listKeywords(kMoveWords, "move", rows); }
+void rotateHelp(HelpRows* rows) { listKeywords(kRotateWords, "rotate", rows); }
+void scaleHelp(HelpRows* rows) { listKeywords(kScaleWords, "scale", rows); }

@@ -10,6 +10,7 @@
 #include <initializer_list>
 
 #include "model/children.h"
+#include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -347,8 +348,8 @@ bool carryGlobalsOf(const Child* child, const KeyedTable* table, Layer* to,
 
 // Moves the images, textures and all, re-keying their uvees; the child's
 // records are emptied so that freeing the child leaves them alone.
-bool moveImages(Layer* from, Layer* to, const KeyedTable* map, int32_t axis,
-                bool* automaticUvees) {
+bool moveImages(Model* model, Layer* from, Layer* to, const KeyedTable* map,
+                int32_t axis, bool* automaticUvees) {
   for (int32_t s = tableNextSlot(&from->images, -1); s >= 0;
        s = tableNextSlot(&from->images, s)) {
     Image* image = tableAt<Image>(&from->images, s);
@@ -375,6 +376,7 @@ bool moveImages(Layer* from, Layer* to, const KeyedTable* map, int32_t axis,
       tableRelease(&uvees);
       return outOfMemory();
     }
+    noteImageAdded(model, to);
     tableRelease(&image->uvees);
     *moved = *image;
     moved->uvees = uvees;
@@ -414,12 +416,13 @@ bool absorbLayer(Model* model, const Child* child, Layer* from,
       moveVectors(child, &from->surface, &to->surface, map, axis) &&
       carryGlobalsOf<Triangle>(child, &from->triangles, to, map, axis) &&
       carryGlobalsOf<Line>(child, &from->lines, to, map, axis) &&
-      moveImages(from, to, map, axis, automaticUvees);
+      moveImages(model, from, to, map, axis, automaticUvees);
   // Both changed, also when a step failed halfway.
+  noteEntriesAdded(model, to);
   touchLayer(model, to);
   touchLayer(child->model, from);
   if (!ok) return false;
-  to->boundsStale = 1;
+  markBoundsStale(model, to);
   return true;
 }
 

@@ -1,5 +1,8 @@
 // Derived data: layer bounds and automatic uvees, recomputed when due
 // (see geometry.h).
+#include <cmath>
+
+#include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/geometry_support.h"
 
@@ -20,8 +23,10 @@ void forEachTriangleCorner(const Model* model, const Layer* layer,
   }
 }
 
-void recomputeLayerBounds(const Model* model, Layer* layer) {
+// Returns what the box index may keep of the result (a BoxState).
+int32_t recomputeLayerBounds(const Model* model, Layer* layer) {
   bool first = true;
+  bool nan = false;
   float* b = layer->bounds;
   for (int i = 0; i < 6; ++i) b[i] = 0.0f;
   forEachTriangleCorner(model, layer, [&](int32_t, const Point* p) {
@@ -29,10 +34,25 @@ void recomputeLayerBounds(const Model* model, Layer* layer) {
     for (int k = 0; k < 3; ++k) {
       if (first || v[k] < b[k]) b[k] = v[k];
       if (first || v[k] > b[k + 3]) b[k + 3] = v[k];
+      nan = nan || std::isnan(v[k]);
     }
     first = false;
     return true;
   });
+  return first ? kBoxEmpty : nan ? kBoxUnknown : kBoxKnown;
+}
+
+// The layer's bounds as a recompute gives them: from its box when the
+// polygon index knows it.
+void refreshBounds(Model* model, Layer* layer) {
+  const int32_t slot = layerSlotOf(model, layer);
+  PolygonIndex* index = builtPolygons(model);
+  if (index == nullptr || !layerBoxBounds(index, slot, layer->bounds)) {
+    const int32_t state = recomputeLayerBounds(model, layer);
+    if (index != nullptr) layerBoxSet(index, slot, layer->bounds, state);
+  }
+  layer->boundsStale = 0;
+  touchLayer(model, layer);
 }
 
 // One texture coordinate by the image's axis code. The y and z rows run
@@ -65,33 +85,61 @@ void refillAutomaticUvees(const Model* model, const Layer* layer,
   });
 }
 
+// Refills the layer's images of automatic uvees when it has triangles;
+// true when it has such an image at all.
+bool refillLayer(Model* model, Layer* layer) {
+  bool automatic = false;
+  for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
+       i = tableNextSlot(&layer->images, i)) {
+    Image* image = tableAt<Image>(&layer->images, i);
+    if (image->hasUvees) continue;
+    automatic = true;
+    if (tableCount(&layer->triangles) > 0) refillAutomaticUvees(model, layer, image);
+  }
+  if (automatic && tableCount(&layer->triangles) > 0) touchLayer(model, layer);
+  return automatic;
+}
+
 }  // namespace
 
 void flushDerived(Model* model) {
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
-    Layer* layer = tableAt<Layer>(&model->layers, s);
-    if (!layer->boundsStale) continue;
-    recomputeLayerBounds(model, layer);
-    layer->boundsStale = 0;
-    touchLayer(model, layer);
+  // In slot order either way, so that the layers are touched as before.
+  IndexArray<int32_t> stale;
+  if (takeStaleLayers(model, &stale)) {
+    for (int32_t i = 0; i < stale.count; ++i) {
+      const int32_t s = stale.items[i];
+      if (tableNextSlot(&model->layers, s - 1) != s) continue;  // deleted
+      Layer* layer = tableAt<Layer>(&model->layers, s);
+      if (layer->boundsStale) refreshBounds(model, layer);
+    }
+  } else {
+    for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+         s = tableNextSlot(&model->layers, s)) {
+      Layer* layer = tableAt<Layer>(&model->layers, s);
+      if (layer->boundsStale) refreshBounds(model, layer);
+    }
+    staleLayersKnown(model);
   }
   if (!model->uveesStale) return;
   model->uveesStale = 0;
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
-    Layer* layer = tableAt<Layer>(&model->layers, s);
-    if (tableCount(&layer->triangles) == 0) continue;
-    bool refilled = false;
-    for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
-         i = tableNextSlot(&layer->images, i)) {
-      Image* image = tableAt<Image>(&layer->images, i);
-      if (image->hasUvees) continue;
-      refillAutomaticUvees(model, layer, image);
-      refilled = true;
+  // Only layers with an image of automatic uvees, when the model knows them.
+  IndexArray<int32_t> listed, kept;
+  bool complete = true;
+  if (takeAutoUveeLayers(model, &listed)) {
+    for (int32_t i = 0; i < listed.count; ++i) {
+      const int32_t s = listed.items[i];
+      if (tableNextSlot(&model->layers, s - 1) != s) continue;  // deleted
+      if (refillLayer(model, tableAt<Layer>(&model->layers, s)))
+        complete = kept.push(s) && complete;
     }
-    if (refilled) touchLayer(model, layer);
+  } else {
+    for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+         s = tableNextSlot(&model->layers, s)) {
+      if (refillLayer(model, tableAt<Layer>(&model->layers, s)))
+        complete = kept.push(s) && complete;
+    }
   }
+  autoUveeLayersAre(model, &kept, complete);
 }
 
 

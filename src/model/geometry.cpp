@@ -1,5 +1,6 @@
 #include "model/geometry.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -49,6 +50,7 @@ bool storeVector(Model* model, const char* layer, int32_t number, float x,
   if (!resolveTables(model, layer, &tables)) return false;
   VectorEntry* entry = insertOrReport<VectorEntry>(tables.*which, number);
   if (entry == nullptr) return false;
+  if (tables.layer != nullptr) noteEntriesAdded(model, tables.layer);
   if (std::isnan(x) || std::isnan(y) || std::isnan(z)) {
     x = 0.0f;
     y = 0.0f;
@@ -120,6 +122,7 @@ Layer* addLayer(Model* model, const char* name, float originX, float originY,
   layer->displayHandle = -1;
   initLayerTables(layer);
   touchLayer(model, layer);
+  noteLayerAdded(model, layer);
   return layer;
 }
 
@@ -127,6 +130,7 @@ bool deleteLayer(Model* model, const char* name) {
   flushDerived(model);
   Layer* layer = requireLayer(model, name);
   if (layer == nullptr) return false;
+  noteLayerRemoving(model, layer);
   releaseLayer(layer);
   tableRemove(&model->layers, name);
   return true;
@@ -137,7 +141,15 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
     lastErrorReportf("point number must be 1 or more: %d", number);
     return false;
   }
-  if (findPoint(model, number) != nullptr) flushDerived(model);
+  const Point* old = findPoint(model, number);
+  const bool moved = old != nullptr;
+  float from[3] = {0.0f, 0.0f, 0.0f};
+  if (moved) {
+    from[0] = old->x;
+    from[1] = old->y;
+    from[2] = old->z;
+    flushDerived(model);
+  }
   const bool first = tableCount(&model->points) == 0;
   Point* point = insertOrReport<Point>(&model->points, number);
   if (point == nullptr) return false;
@@ -145,6 +157,11 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
   point->y = y;
   point->z = z;
   point->flags = 0;
+  if (moved) {
+    notePointMoved(model, number, from);
+  } else {
+    notePointAdded(model, number);
+  }
   touchModel(model);
   if (first) {
     model->boundsMin[0] = model->boundsMax[0] = x;
@@ -161,6 +178,10 @@ Point* findPoint(const Model* model, int32_t number) {
 }
 
 int32_t findPointAt(const Model* model, float x, float y, float z) {
+  if (const PositionIndex* index = positionsOf(model)) {
+    const int32_t slot = positionIndexFind(index, &model->points, x, y, z);
+    return slot >= 0 ? tableIntKeyAt(&model->points, slot) : 0;
+  }
   for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
        s = tableNextSlot(&model->points, s)) {
     const Point* p = tableAt<Point>(&model->points, s);
@@ -174,23 +195,57 @@ bool deletePoint(Model* model, int32_t number) {
   // Deleting what is not there is no error worth a message.
   if (findPoint(model, number) == nullptr) return false;
   flushDerived(model);
+  // Through the index, the polygons go first, while the point still is.
+  IndexArray<int32_t> emptied;
+  PolygonIndex* index = polygonsOf(model);
+  if (index != nullptr && !removePolygonsOfPoint(model, index, number, &emptied))
+    index = nullptr;
+  notePointRemoving(model, number);
   tableRemove(&model->points, number);
   touchModel(model);
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
+  // The layers that lost a polygon or may hold an entry, when the model
+  // knows them, in slot order; else every layer.
+  IndexArray<int32_t> listed, visit, kept;
+  const bool known = index != nullptr && takeEntryLayers(model, &listed) &&
+                     visit.reserve(listed.count + emptied.count);
+  if (known) {
+    visit.count = static_cast<int32_t>(
+        std::set_union(listed.items, listed.items + listed.count, emptied.items,
+                       emptied.items + emptied.count, visit.items) -
+        visit.items);
+  }
+  bool complete = true;
+  auto clean = [&](int32_t s) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
+    const bool lostPolygons =
+        index != nullptr ? std::binary_search(emptied.items, emptied.items + emptied.count, s)
+                         : removePolygonsUsingPoint(model, layer, number);
     // Bitwise or: every table is cleaned whatever the others held.
     const bool changed =
         tableRemove(&layer->colours, number) |
         tableRemove(&layer->normals, number) |
-        tableRemove(&layer->surface, number) |
-        removePolygonsUsingPoint(layer, number);
+        tableRemove(&layer->surface, number) | lostPolygons;
     if (changed) touchLayer(model, layer);
+    if (tableCount(&layer->colours) + tableCount(&layer->normals) +
+            tableCount(&layer->surface) > 0)
+      complete = kept.push(s) && complete;
+  };
+  if (known) {
+    for (int32_t i = 0; i < visit.count; ++i) {
+      const int32_t s = visit.items[i];
+      if (tableNextSlot(&model->layers, s - 1) == s) clean(s);  // not deleted
+    }
+  } else {
+    for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+         s = tableNextSlot(&model->layers, s))
+      clean(s);
   }
+  entryLayersAre(model, &kept, complete);
   return true;
 }
 
 int32_t highestPointNumber(const Model* model) {
+  if (NumberHeap* heap = numbersOf(model)) return numberHeapTop(heap, &model->points);
   int32_t highest = 0;
   for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
        s = tableNextSlot(&model->points, s)) {
@@ -220,6 +275,7 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
   }
   Colour* colour = insertOrReport<Colour>(tables.colours, point);
   if (colour == nullptr) return false;
+  if (tables.layer != nullptr) noteEntriesAdded(model, tables.layer);
   colour->r = red > 1.0f ? 1.0f : red;
   colour->g = green > 1.0f ? 1.0f : green;
   colour->b = blue > 1.0f ? 1.0f : blue;
@@ -228,6 +284,16 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
   if (!(alpha < 1.0f)) return true;
   if (tables.layer != nullptr) {
     tables.layer->transparent = 1;
+    return true;
+  }
+  IndexArray<int32_t> users;
+  if (layersUsingPoint(model, point, &users)) {
+    for (int32_t i = 0; i < users.count; ++i) {
+      Layer* each = tableAt<Layer>(&model->layers, users.items[i]);
+      if (each->transparent) continue;
+      each->transparent = 1;
+      touchLayer(model, each);
+    }
     return true;
   }
   for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;

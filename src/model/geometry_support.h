@@ -3,10 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
+#include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/keyed_table.h"
 #include "model/last_error.h"
+#include "model/model.h"
 #include "model/records.h"
 
 namespace geometry_detail {
@@ -42,10 +45,67 @@ inline bool usesPoint(const int32_t* points, int32_t count, int32_t number) {
     if (points[i] == number) return true;
   return false;
 }
+
+template <class Polygon>
+constexpr bool isLine() {
+  return std::is_same<Polygon, Line>::value;
+}
+
+template <class Polygon>
+KeyedTable* polygonTableOf(Layer* layer) {
+  if constexpr (isLine<Polygon>()) {
+    return &layer->lines;
+  } else {
+    return &layer->triangles;
+  }
+}
+
+// The polygon (or line) with the id and the layer holding it, or null:
+// through the polygon index, else the first layer in slot order that has
+// it.
+template <class Polygon>
+Polygon* findPolygonById(const Model* model, int32_t id, Layer** owner) {
+  if (const PolygonIndex* index = polygonsOf(model)) {
+    const int32_t slot = polygonOwner(index, id);
+    if (slot < 0) return nullptr;
+    Layer* layer = tableAt<Layer>(&model->layers, slot);
+    Polygon* polygon = tableFindT<Polygon>(polygonTableOf<Polygon>(layer), id);
+    if (polygon != nullptr) *owner = layer;
+    return polygon;
+  }
+  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+       s = tableNextSlot(&model->layers, s)) {
+    Layer* layer = tableAt<Layer>(&model->layers, s);
+    Polygon* polygon = tableFindT<Polygon>(polygonTableOf<Polygon>(layer), id);
+    if (polygon == nullptr) continue;
+    *owner = layer;
+    return polygon;
+  }
+  return nullptr;
+}
+
+// Takes the polygon (or line) out of its layer, its point array freed; the
+// caller touches the layer.
+template <class Polygon>
+void removePolygon(Model* model, Layer* layer, Polygon* polygon) {
+  const int32_t id = polygon->id;
+  notePolygonRemoving(model, id, isLine<Polygon>(), polygon->points, polygon->count);
+  freePolygonPoints(polygon->points, polygon->count);
+  tableRemove(polygonTableOf<Polygon>(layer), id);
+}
+
 // Whether any polygon or line of the layer uses the point.
 bool layerUsesPoint(const Layer* layer, int32_t number);
-// Removes the layer's polygons and lines that use the point; true when any
-// went.
-bool removePolygonsUsingPoint(Layer* layer, int32_t number);
+// Removes every polygon and line that uses the point, found through the
+// index; `layers` gets the slots of the layers that lost one, in slot
+// order. False (nothing removed) when out of memory.
+bool removePolygonsOfPoint(Model* model, PolygonIndex* index, int32_t number,
+                           IndexArray<int32_t>* layers);
+// The slots of the layers with a polygon or line using the point, in slot
+// order, through the index; false when it cannot be had.
+bool layersUsingPoint(const Model* model, int32_t number, IndexArray<int32_t>* layers);
+// Removes the layer's polygons and lines that use the point, scanning
+// them; true when any went.
+bool removePolygonsUsingPoint(Model* model, Layer* layer, int32_t number);
 
 }  // namespace geometry_detail

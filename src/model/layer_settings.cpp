@@ -89,6 +89,7 @@ bool renameLayer(Model* model, Layer* layer, const char* name) {
   }
   tableRelease(&model->layers);
   model->layers = renamed;
+  noteLayersRenumbered(model);
   return true;
 }
 

@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -241,7 +242,7 @@ bool bakeColours(const Layer* source, Layer* target, const BakePlan& plan) {
 
 // Each image under its own number, projected the mirrored way; uvees of
 // its own stay under the old point numbers.
-bool bakeImages(const Model* model, const Layer* source, Layer* target) {
+bool bakeImages(Model* model, const Layer* source, Layer* target) {
   const int32_t axis = source->mirrorAxis;
   for (int32_t s = tableNextSlot(&source->images, -1); s >= 0;
        s = tableNextSlot(&source->images, s)) {
@@ -251,6 +252,7 @@ bool bakeImages(const Model* model, const Layer* source, Layer* target) {
     if (texture == nullptr) continue;
     Image* to = tableInsertT<Image>(&target->images, tableIntKeyAt(&source->images, s));
     if (to == nullptr) return outOfMemory();
+    noteImageAdded(model, target);
     initImageTables(to);
     to->mode = from->mode;
     to->strength = from->strength;
@@ -474,6 +476,7 @@ bool bakeMirror(Model* model, const char* layer, bool sharePoints) {
     deleteLayer(model, mirrorName);
     return false;
   }
+  noteEntriesAdded(model, target);
   touchLayer(model, target);
   source->mirror = 0;
   touchLayer(model, source);

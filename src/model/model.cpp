@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "model/document_index.h"
 #include "model/last_error.h"
 
 namespace {
@@ -222,6 +223,7 @@ void freeModel(Model* model) {
   tableRelease(&model->namedTexts);
   tableRelease(&model->worldMorphs);
   tableRelease(&model->parkedUvees);
+  freeDocumentIndex(model);
   std::free(model);
 }
 

@@ -57,36 +57,32 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
       growModelBounds(model, r[0], r[1], r[2]);
     }
   }
-  layer->boundsStale = 1;
+  notePolygonAdded(model, layer, id, isLine<Polygon>());
+  markBoundsStale(model, layer);
   touchLayer(model, layer);
   return id;
 }
 
 template <class Polygon>
-bool deletePolygon(Model* model, KeyedTable Layer::*table, int32_t id) {
+bool deletePolygon(Model* model, int32_t id) {
   flushDerived(model);
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
-    Layer* layer = tableAt<Layer>(&model->layers, s);
-    Polygon* polygon = tableFindT<Polygon>(&(layer->*table), id);
-    if (polygon == nullptr) continue;
-    freePolygonPoints(polygon->points, polygon->count);
-    tableRemove(&(layer->*table), id);
-    touchLayer(model, layer);
-    return true;
-  }
-  return false;
+  Layer* layer = nullptr;
+  Polygon* polygon = findPolygonById<Polygon>(model, id, &layer);
+  if (polygon == nullptr) return false;
+  removePolygon(model, layer, polygon);
+  touchLayer(model, layer);
+  return true;
 }
 
 // True when any was removed.
 template <class Polygon>
-bool removePolygonsUsing(KeyedTable* table, int32_t number) {
+bool removePolygonsUsing(Model* model, Layer* layer, int32_t number) {
+  KeyedTable* table = polygonTableOf<Polygon>(layer);
   bool removed = false;
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     Polygon* polygon = tableAt<Polygon>(table, s);
     if (!usesPoint(polygon->points, polygon->count, number)) continue;
-    freePolygonPoints(polygon->points, polygon->count);
-    tableRemove(table, tableIntKeyAt(table, s));
+    removePolygon(model, layer, polygon);
     removed = true;
   }
   return removed;
@@ -110,10 +106,44 @@ bool layerUsesPoint(const Layer* layer, int32_t number) {
   return false;
 }
 
-bool removePolygonsUsingPoint(Layer* layer, int32_t number) {
+bool removePolygonsOfPoint(Model* model, PolygonIndex* index, int32_t number,
+                           IndexArray<int32_t>* layers) {
+  IndexArray<int32_t> uses;
+  bool ok = true;
+  forEachUse(index, tablePosition(&model->points, number, false),
+             [&](int32_t polygon) { ok = ok && uses.push(polygon); });
+  if (!ok || !layers->reserve(uses.count)) return false;
+  for (int32_t i = 0; i < uses.count; ++i) {
+    const int32_t id = uses.items[i] < 0 ? -uses.items[i] : uses.items[i];
+    const int32_t slot = polygonOwner(index, id);
+    if (slot < 0) continue;  // named the point twice: gone already
+    Layer* layer = tableAt<Layer>(&model->layers, slot);
+    if (uses.items[i] < 0) {
+      removePolygon(model, layer, tableFindT<Line>(&layer->lines, id));
+    } else {
+      removePolygon(model, layer, tableFindT<Triangle>(&layer->triangles, id));
+    }
+    layers->push(slot);
+  }
+  sortUnique(layers);
+  return true;
+}
+
+bool layersUsingPoint(const Model* model, int32_t number, IndexArray<int32_t>* layers) {
+  const PolygonIndex* index = polygonsOf(model);
+  if (index == nullptr) return false;
+  bool ok = true;
+  forEachUse(index, tablePosition(&model->points, number, false), [&](int32_t polygon) {
+    ok = ok && layers->push(polygonOwner(index, polygon < 0 ? -polygon : polygon));
+  });
+  sortUnique(layers);
+  return ok;
+}
+
+bool removePolygonsUsingPoint(Model* model, Layer* layer, int32_t number) {
   // Bitwise or: both tables are cleaned whatever the first held.
-  return removePolygonsUsing<Triangle>(&layer->triangles, number) |
-         removePolygonsUsing<Line>(&layer->lines, number);
+  return removePolygonsUsing<Triangle>(model, layer, number) |
+         removePolygonsUsing<Line>(model, layer, number);
 }
 
 }  // namespace geometry_detail
@@ -144,13 +174,13 @@ int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
 }
 
 bool deleteTriangle(Model* model, int32_t id) {
-  if (deletePolygon<Triangle>(model, &Layer::triangles, id)) return true;
+  if (deletePolygon<Triangle>(model, id)) return true;
   lastErrorReportf("triangle not found: %d", id);
   return false;
 }
 
 bool deleteLine(Model* model, int32_t id) {
-  if (deletePolygon<Line>(model, &Layer::lines, id)) return true;
+  if (deletePolygon<Line>(model, id)) return true;
   lastErrorReportf("line not found: %d", id);
   return false;
 }

@@ -144,7 +144,9 @@ struct Layer {
   KeyedTable shaders;     // string-keyed, ShaderEntry
   KeyedTable vertexCache[2];  // int-keyed, 12-byte elements, view-owned
   int32_t displayHandle;
-  int32_t boundsStale;  // a polygon was added since bounds were computed
+  // A polygon was added since bounds were computed; set through
+  // markBoundsStale (model/document_index.h), which lists the layer.
+  int32_t boundsStale;
   uint32_t revision;    // bumped by every change to the layer's contents
   int32_t autoNormals;  // perform autonormals: 1 on, 0 off (not in files)
   int32_t lightingOff;  // set layer lighting off: drawn unlit (not in files)
@@ -174,6 +176,7 @@ struct Joint {
 };
 
 struct Model;
+struct DocumentIndex;
 
 struct Child {
   char name[kNameBytes];
@@ -239,4 +242,7 @@ struct Model {
   int32_t modelsLoaded;
   KeyedTable parkedUvees;  // int-keyed, Uvee: uvees waiting for their image
   SelectionPivot pivot;
+  // Owned; null until an operation wants an index (model/document_index.h).
+  // Never shared: a copy of the model starts without one.
+  DocumentIndex* index;
 };

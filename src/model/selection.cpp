@@ -5,7 +5,9 @@
 #include <cstring>
 #include <type_traits>
 
+#include "model/document_index.h"
 #include "model/geometry.h"
+#include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/skeleton.h"
@@ -15,32 +17,52 @@
 namespace {
 
 using namespace selection_detail;
+using namespace geometry_detail;
 
 template <class Polygon>
-Polygon* findPolygon(Model* model, KeyedTable Layer::*member, int32_t id,
-                     Layer** owner) {
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
-    Layer* layer = tableAt<Layer>(&model->layers, s);
-    Polygon* polygon = tableFindT<Polygon>(&(layer->*member), id);
-    if (polygon == nullptr) continue;
-    *owner = layer;
-    return polygon;
-  }
-  return nullptr;
-}
-
-template <class Polygon>
-bool markPolygon(Model* model, KeyedTable Layer::*member, int32_t id, bool on,
-                 const char* what) {
+bool markPolygon(Model* model, int32_t id, bool on, const char* what) {
   Layer* layer = nullptr;
-  Polygon* polygon = findPolygon<Polygon>(model, member, id, &layer);
+  Polygon* polygon = findPolygonById<Polygon>(model, id, &layer);
   if (polygon == nullptr) {
     lastErrorReportf("%s not found: %d", what, id);
     return false;
   }
   setMark(&polygon->flags, on);
+  if (on) notePolygonMarked(model, id, isLine<Polygon>());
   touchLayer(model, layer);
+  return true;
+}
+
+// Takes the mark off the candidate polygon (a line when negative); adds
+// the slot of its layer to `touched` (which has room) when it had one.
+void clearCandidate(Model* model, int32_t candidate, IndexArray<int32_t>* touched) {
+  Layer* layer = nullptr;
+  int32_t* flags = nullptr;
+  if (candidate < 0) {
+    if (Line* line = findPolygonById<Line>(model, -candidate, &layer)) flags = &line->flags;
+  } else if (Triangle* t = findPolygonById<Triangle>(model, candidate, &layer)) {
+    flags = &t->flags;
+  }
+  if (flags == nullptr || !marked(*flags)) return;
+  *flags &= ~kItemSelected;
+  touched->push(layerSlotOf(model, layer));
+}
+
+// Clears the marks of the candidates only; false (nothing cleared) when
+// the model does not know them.
+bool clearCandidates(Model* model) {
+  IndexArray<int32_t> points, polygons, touched;
+  if (!markCandidates(model, &points, &polygons) || !touched.reserve(polygons.count))
+    return false;
+  for (int32_t i = 0; i < points.count; ++i) {
+    Point* point = findPoint(model, points.items[i]);
+    if (point != nullptr) point->flags &= ~kItemSelected;
+  }
+  for (int32_t i = 0; i < polygons.count; ++i)
+    clearCandidate(model, polygons.items[i], &touched);
+  sortUnique(&touched);
+  for (int32_t i = 0; i < touched.count; ++i)
+    touchLayer(model, tableAt<Layer>(&model->layers, touched.items[i]));
   return true;
 }
 
@@ -121,9 +143,11 @@ int32_t walkSelection(Model* model, const Affine& a, const float linear[9],
     float p[3] = {point->x, point->y, point->z};
     if (!moveOne(a, p, apply)) return -1;
     if (apply) {
+      const float from[3] = {point->x, point->y, point->z};
       point->x = p[0];
       point->y = p[1];
       point->z = p[2];
+      notePointMoved(model, tableIntKeyAt(points, s), from);
       growBounds(model, p);
     }
     ++moved;
@@ -152,16 +176,17 @@ bool markPoint(Model* model, int32_t number, bool on) {
     return false;
   }
   setMark(&point->flags, on);
+  if (on) notePointMarked(model, number);
   touchModel(model);  // markers show the selection colour
   return true;
 }
 
 bool markTriangle(Model* model, int32_t id, bool on) {
-  return markPolygon<Triangle>(model, &Layer::triangles, id, on, "triangle");
+  return markPolygon<Triangle>(model, id, on, "triangle");
 }
 
 bool markLine(Model* model, int32_t id, bool on) {
-  return markPolygon<Line>(model, &Layer::lines, id, on, "line");
+  return markPolygon<Line>(model, id, on, "line");
 }
 
 bool markJoint(Model* model, const char* name, bool on) {
@@ -198,14 +223,16 @@ bool markCollide(Model* model, int32_t id, bool on) {
 }
 
 void clearSelection(Model* model) {
-  clearMarks<Point>(&model->points);
+  // Only the items that may carry a mark, when the model knows them.
+  const bool candidates = clearCandidates(model);
+  if (!candidates) clearMarks<Point>(&model->points);
   clearMarks<Child>(&model->children);
   clearMarks<CollideObject>(&model->collides);
   for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
        s = tableNextSlot(&model->joints, s)) {
     tableAt<Joint>(&model->joints, s)->selected = 0;
   }
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
+  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0 && !candidates;
        s = tableNextSlot(&model->layers, s)) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
     // Bitwise or: both tables are cleared whatever the first held.
@@ -214,6 +241,7 @@ void clearSelection(Model* model) {
     }
   }
   touchModel(model);
+  marksCleared(model);
 }
 
 // ---- Pivot ------------------------------------------------------------------

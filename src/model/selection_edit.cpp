@@ -1,23 +1,23 @@
-// Bulk edits of the selection: copy, delete, relocate into a layer, and
-// turning polygons into triangles. Each sweeps the tables it touches once.
+// Bulk edits of the selection: delete, relocate into a layer, and turning
+// polygons into triangles (copying is selection_copy.cpp). Each sweeps the
+// tables it touches once.
 #include "model/selection.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
 
+#include "model/document_index.h"
 #include "model/geometry.h"
+#include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/selection_support.h"
 #include "model/skeleton.h"
 
-namespace {
-
-using namespace selection_detail;
-
-// ---- Bulk edits -----------------------------------------------------------
+namespace selection_detail {
 
 // The keys of `table` that are also in `numbers`, found from whichever of
 // the two is smaller.
@@ -35,69 +35,54 @@ void commonKeys(const KeyedTable* table, const IntList& numbers,
   }
 }
 
-// Gives each copied point the entry its original has; `fix` puts the new
-// number into records that carry their own point number.
-template <class Entry>
-bool copyEntries(KeyedTable* table, const IntList& originals,
-                 const NumberSet& originalSet, const KeyedTable* renumber,
-                 void (*fix)(Entry*, int32_t)) {
-  if (tableCount(table) == 0) return false;
-  IntList keys;
-  commonKeys(table, originals, originalSet, &keys);
-  for (int32_t i = 0; i < keys.count; ++i) {
-    const int32_t copy = *tableFindT<int32_t>(renumber, keys.items[i]);
-    const Entry value = *tableFindT<Entry>(table, keys.items[i]);
-    Entry* entry = tableInsertT<Entry>(table, copy);
-    if (entry == nullptr) continue;
-    *entry = value;
-    if (fix != nullptr) fix(entry, copy);
+// The marked points among the candidates, in slot order, as a list and a
+// set; false when the candidates are not known.
+static bool collectMarkedCandidates(const Model* model, IntList* list, NumberSet* set) {
+  IndexArray<int32_t> points, polygons;
+  if (!markCandidates(model, &points, &polygons)) return false;
+  IndexArray<int32_t> slots;
+  for (int32_t i = 0; i < points.count; ++i) {
+    const int32_t slot = tablePosition(&model->points, points.items[i], false);
+    if (slot >= 0 && marked(tableAt<Point>(&model->points, slot)->flags) &&
+        !slots.push(slot))
+      return false;
   }
-  return keys.count > 0;
+  std::sort(slots.items, slots.items + slots.count);
+  for (int32_t i = 0; i < slots.count; ++i) {
+    list->push(tableIntKeyAt(&model->points, slots.items[i]));
+    set->add(tableIntKeyAt(&model->points, slots.items[i]));
+  }
+  return true;
 }
 
-void fixWeight(Weight* weight, int32_t number) { weight->point = number; }
-void fixUvee(Uvee* uvee, int32_t number) { uvee->word = number; }
-
-// Copies the polygons (or lines) of the table all of whose points are
-// copied; the copies take the mark, the originals lose it.
-template <class Polygon>
-void copyPolygons(Model* model, Layer* layer, KeyedTable Layer::*member,
-                  const KeyedTable* renumber) {
-  KeyedTable* table = &(layer->*member);
-  IntList ids;
-  for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
-    const Polygon* polygon = tableAt<Polygon>(table, s);
-    bool all = true;
-    for (int32_t i = 0; i < polygon->count && all; ++i) {
-      all = tableFind(renumber, polygon->points[i]) != nullptr;
+// The numbers of the marked points in slot order, as a list and a set;
+// false (reported) when out of memory.
+bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set) {
+  if (!collectMarkedCandidates(model, list, set)) {
+    for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
+         s = tableNextSlot(&model->points, s)) {
+      if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
+      list->push(tableIntKeyAt(&model->points, s));
+      set->add(tableIntKeyAt(&model->points, s));
     }
-    if (all) ids.push(polygon->id);
   }
-  for (int32_t k = 0; k < ids.count; ++k) {
-    Polygon* original = tableFindT<Polygon>(table, ids.items[k]);
-    int32_t points[kMaxPolygonPoints];
-    const int32_t count = original->count;
-    const int32_t kind = original->kind;
-    for (int32_t i = 0; i < count; ++i) {
-      points[i] = *tableFindT<int32_t>(renumber, original->points[i]);
-    }
-    original->flags &= ~kItemSelected;
-    int32_t id = 0;
-    if constexpr (std::is_same<Polygon, Triangle>::value) {
-      id = addTriangleToLayer(model, layer, count, points, kind);
-    } else {
-      id = addLineToLayer(model, layer, count, points, kind);
-    }
-    if (id != 0) tableFindT<Polygon>(table, id)->flags |= kItemSelected;
-  }
-  // The originals lost their marks even where no copy could be added.
-  if (ids.count > 0) touchLayer(model, layer);
+  if (!list->failed) return true;
+  lastErrorReport("out of memory");
+  return false;
 }
+
+}  // namespace selection_detail
+
+namespace {
+
+using namespace selection_detail;
+using namespace geometry_detail;
 
 // Removes the polygons that are marked or use a marked point; returns how
 // many.
 template <class Polygon>
-int32_t removeMarkedPolygons(const Model* model, KeyedTable* table) {
+int32_t removeMarkedPolygons(Model* model, Layer* layer) {
+  KeyedTable* table = polygonTableOf<Polygon>(layer);
   int32_t removed = 0;
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     Polygon* polygon = tableAt<Polygon>(table, s);
@@ -106,8 +91,7 @@ int32_t removeMarkedPolygons(const Model* model, KeyedTable* table) {
       doomed = pointMarked(model, polygon->points[i]);
     }
     if (!doomed) continue;
-    freePolygonPoints(polygon->points, polygon->count);
-    tableRemove(table, tableIntKeyAt(table, s));
+    removePolygon(model, layer, polygon);
     ++removed;
   }
   return removed;
@@ -124,7 +108,9 @@ bool removeEntries(KeyedTable* table, const IntList& numbers,
 // Moves the marked polygons of one table to another (same id), noting
 // their points.
 template <class Polygon>
-int32_t movePolygons(KeyedTable* from, KeyedTable* to, NumberSet* points) {
+int32_t movePolygons(Model* model, Layer* source, Layer* target, NumberSet* points) {
+  KeyedTable* from = polygonTableOf<Polygon>(source);
+  KeyedTable* to = polygonTableOf<Polygon>(target);
   int32_t moved = 0;
   for (int32_t s = tableNextSlot(from, -1); s >= 0; s = tableNextSlot(from, s)) {
     const Polygon polygon = *tableAt<Polygon>(from, s);
@@ -133,6 +119,8 @@ int32_t movePolygons(KeyedTable* from, KeyedTable* to, NumberSet* points) {
     if (copy == nullptr) break;
     *copy = polygon;
     tableRemove(from, polygon.id);
+    notePolygonMoved(model, target, polygon.id, isLine<Polygon>(), polygon.points,
+                     polygon.count);
     for (int32_t i = 0; i < polygon.count; ++i) points->add(polygon.points[i]);
     ++moved;
   }
@@ -161,8 +149,8 @@ void carryEntry(KeyedTable* from, KeyedTable* to, int32_t point, bool keep) {
 void relocateFrom(Model* model, Layer* source, Layer* target) {
   NumberSet moved;
   const int32_t count =
-      movePolygons<Triangle>(&source->triangles, &target->triangles, &moved) +
-      movePolygons<Line>(&source->lines, &target->lines, &moved);
+      movePolygons<Triangle>(model, source, target, &moved) +
+      movePolygons<Line>(model, source, target, &moved);
   if (count == 0) return;
   NumberSet kept;
   addUsedPoints<Triangle>(&source->triangles, &kept);
@@ -175,92 +163,17 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
     carryEntry<VectorEntry>(&source->normals, &target->normals, point, keep);
     carryEntry<VectorEntry>(&source->surface, &target->surface, point, keep);
   }
-  source->boundsStale = 1;
-  target->boundsStale = 1;
+  noteEntriesAdded(model, target);
+  markBoundsStale(model, source);
+  markBoundsStale(model, target);
   touchLayer(model, source);
   touchLayer(model, target);
   markUveesStale(model);
 }
 
-// The numbers of the marked points, as a list and a set; false (reported)
-// when out of memory.
-bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set) {
-  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
-       s = tableNextSlot(&model->points, s)) {
-    if (!marked(tableAt<Point>(&model->points, s)->flags)) continue;
-    list->push(tableIntKeyAt(&model->points, s));
-    set->add(tableIntKeyAt(&model->points, s));
-  }
-  if (!list->failed) return true;
-  lastErrorReport("out of memory");
-  return false;
-}
-
 }  // namespace
 
 // ---- Bulk edits ---------------------------------------------------------------
-
-int32_t copySelection(Model* model) {
-  flushDerived(model);
-  IntList originals;
-  NumberSet originalSet;
-  if (!collectMarkedPoints(model, &originals, &originalSet)) return -1;
-  if (originals.count == 0) return 0;
-  const int32_t highest = highestPointNumber(model);
-  if (highest > INT32_MAX - originals.count) {
-    lastErrorReport("no point numbers left for the copies");
-    return -1;
-  }
-
-  // Old number to new: after the highest, in slot order.
-  KeyedTable renumber;
-  tableInit(&renumber, sizeof(int32_t), kIntKeyed);
-  for (int32_t i = 0; i < originals.count; ++i) {
-    const int32_t copy = highest + 1 + i;
-    int32_t* slot = tableInsertT<int32_t>(&renumber, originals.items[i]);
-    if (slot != nullptr) *slot = copy;
-    Point* original = findPoint(model, originals.items[i]);
-    const float x = original->x, y = original->y, z = original->z;
-    original->flags &= ~kItemSelected;
-    if (slot == nullptr || !addPoint(model, copy, x, y, z)) {
-      tableRelease(&renumber);
-      lastErrorReport("out of memory");
-      return -1;
-    }
-    findPoint(model, copy)->flags |= kItemSelected;
-  }
-
-  copyEntries<Colour>(&model->colours, originals, originalSet, &renumber, nullptr);
-  copyEntries<VectorEntry>(&model->normals, originals, originalSet, &renumber, nullptr);
-  copyEntries<VectorEntry>(&model->surface, originals, originalSet, &renumber, nullptr);
-  for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
-       s = tableNextSlot(&model->joints, s)) {
-    copyEntries<Weight>(&tableAt<Joint>(&model->joints, s)->weights, originals,
-                        originalSet, &renumber, fixWeight);
-  }
-  for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
-       s = tableNextSlot(&model->layers, s)) {
-    Layer* layer = tableAt<Layer>(&model->layers, s);
-    copyEntries<Colour>(&layer->colours, originals, originalSet, &renumber, nullptr);
-    copyEntries<VectorEntry>(&layer->normals, originals, originalSet, &renumber, nullptr);
-    copyEntries<VectorEntry>(&layer->surface, originals, originalSet, &renumber, nullptr);
-    for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
-         i = tableNextSlot(&layer->images, i)) {
-      Image* image = tableAt<Image>(&layer->images, i);
-      // Automatic uvees are refilled for the copies anyway.
-      if (image->hasUvees) {
-        copyEntries<Uvee>(&image->uvees, originals, originalSet, &renumber, fixUvee);
-      }
-    }
-    copyPolygons<Triangle>(model, layer, &Layer::triangles, &renumber);
-    copyPolygons<Line>(model, layer, &Layer::lines, &renumber);
-    touchLayer(model, layer);
-  }
-  tableRelease(&renumber);
-  markUveesStale(model);
-  touchModel(model);
-  return originals.count;
-}
 
 int32_t deleteSelection(Model* model) {
   flushDerived(model);
@@ -273,15 +186,18 @@ int32_t deleteSelection(Model* model) {
   for (int32_t s = tableNextSlot(&model->layers, -1); s >= 0;
        s = tableNextSlot(&model->layers, s)) {
     Layer* layer = tableAt<Layer>(&model->layers, s);
-    const int32_t polygons = removeMarkedPolygons<Triangle>(model, &layer->triangles) +
-                             removeMarkedPolygons<Line>(model, &layer->lines);
+    const int32_t polygons = removeMarkedPolygons<Triangle>(model, layer) +
+                             removeMarkedPolygons<Line>(model, layer);
     const bool entries = removeEntries(&layer->colours, doomed, doomedSet) |
                          removeEntries(&layer->normals, doomed, doomedSet) |
                          removeEntries(&layer->surface, doomed, doomedSet);
     if (polygons > 0 || entries) touchLayer(model, layer);
     deleted += polygons;
   }
-  for (int32_t i = 0; i < doomed.count; ++i) tableRemove(&model->points, doomed.items[i]);
+  for (int32_t i = 0; i < doomed.count; ++i) {
+    notePointRemoving(model, doomed.items[i]);
+    tableRemove(&model->points, doomed.items[i]);
+  }
   deleted += doomed.count;
 
   for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;
@@ -342,12 +258,15 @@ int32_t convertToTriangles(Model* model) {
     }
     for (int32_t k = 0; k < ids.count; ++k) {
       const Triangle polygon = *tableFindT<Triangle>(&layer->triangles, ids.items[k]);
+      notePolygonRemoving(model, polygon.id, false, polygon.points, polygon.count);
       tableRemove(&layer->triangles, polygon.id);
       forEachStripTriangle(polygon.points, polygon.count,
                            [&](int32_t a, int32_t b, int32_t c) {
         const int32_t corners[3] = {a, b, c};
         const int32_t id = addTriangleToLayer(model, layer, 3, corners, polygon.kind);
-        if (id != 0) tableFindT<Triangle>(&layer->triangles, id)->flags = polygon.flags;
+        if (id == 0) return;
+        tableFindT<Triangle>(&layer->triangles, id)->flags = polygon.flags;
+        if (marked(polygon.flags)) notePolygonMarked(model, id, false);
       });
       freePolygonPoints(polygon.points, polygon.count);
     }

@@ -40,4 +40,12 @@ struct NumberSet {
   bool has(int32_t n) const { return tableFind(&table, n) != nullptr; }
 };
 
+// The keys of `table` that are also in `numbers`, found from whichever of
+// the two is smaller.
+void commonKeys(const KeyedTable* table, const IntList& numbers,
+                const NumberSet& numberSet, IntList* out);
+// The numbers of the marked points in slot order, as a list and a set;
+// false (reported) when out of memory.
+bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set);
+
 }  // namespace selection_detail

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/skeleton.h"
@@ -203,9 +204,11 @@ bool placeModelPoint(Model* model, int32_t number, const float p[3]) {
   if (!finiteOrReport(p, 3)) return false;
   flushDerived(model);
   Point* point = findPoint(model, number);
+  const float from[3] = {point->x, point->y, point->z};
   point->x = p[0];
   point->y = p[1];
   point->z = p[2];
+  notePointMoved(model, number, from);
   growBounds(model, p);
   touchModel(model);
   return true;
@@ -469,6 +472,7 @@ int32_t applyMatrixToPoints(Model* model, const float m[16]) {
     point->x = out[0];
     point->y = out[1];
     point->z = out[2];
+    notePointMoved(model, tableIntKeyAt(points, s), p);
     growBounds(model, out);
     ++moved;
   }

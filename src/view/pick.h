@@ -68,12 +68,17 @@ struct PickSet {
   bool valid = false;
 };
 
+struct ScenePlacements;
+
 // What else a set is built from besides the document.
 struct PickSettings {
   DisplayFlags flags;       // pose, mirror, closelines, children
   float cursor[3];          // the 3D cursor
   float handleLength;       // cursor handles and arc radius, scene units
   int32_t arcAxis;          // 1 x, 2 y, 3 z
+  // Frames of the collide objects a running simulation has moved (view.h);
+  // they are picked where they are drawn. Null: none.
+  const ScenePlacements* placed = nullptr;
 };
 
 // Fills `set` with the candidates of `kind`. `model` is the current model
@@ -130,7 +135,8 @@ struct View;
 // frame, the current model `current` and the open `models`. False (no hit)
 // without a window, while another pick is open, or when memory ran out.
 bool viewPick(View& view, PickKind kind, Model* current, const std::vector<Model*>& models,
-              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name);
+              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name,
+              const ScenePlacements* placed = nullptr);
 // The length of the 3D cursor's handles and the arc's radius: a quarter of
 // the visible half-width, whatever the zoom. The overlays draw them so.
 float viewHandleLength(const View& view);

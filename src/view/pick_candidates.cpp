@@ -14,11 +14,12 @@
 //             the layer table (1 up), its reflected half as a second one.
 //   child     each child's triangles, grandchildren included, through its
 //             placement, named by the child's id (children switch on).
-//   collide   each collide object's shape through its placement, named by
-//             its id: a box of its size (box, mesh and other shapes), a
-//             sphere of diameter size x, a capsule of diameter size x and
-//             length size z along z, a square of side handleLength * 4 for
-//             a plane.
+//   collide   each collide object's shape through its placement (or, while
+//             a simulation moves it, its shape's frame), named by its id: a
+//             box of its size (box, mesh and other shapes), a sphere of
+//             diameter size x, a capsule of diameter size x and length
+//             size z along z, a square of side handleLength * 4 for a
+//             plane.
 //   model     each open model's triangles with its children, named by the
 //             model's id.
 //   cursor    three segments of handleLength from the 3D cursor along +x,
@@ -33,6 +34,7 @@
 #include "model/geometry.h"
 #include "model/posing.h"
 #include "view/pick.h"
+#include "view/view.h"
 
 namespace {
 
@@ -226,9 +228,23 @@ void emitRoundShape(Builder* b, const Placement& p, float r, float stretch) {
   }
 }
 
-void emitCollide(Builder* b, const CollideObject* object, float handleLength) {
+// The frame a running simulation gives the collide object, or null.
+const SceneFrame* simulatedFrame(const PickSettings& s, int32_t id) {
+  if (s.placed == nullptr) return nullptr;
+  auto found = s.placed->collides.find(id);
+  return found != s.placed->collides.end() ? &found->second : nullptr;
+}
+
+void emitCollide(Builder* b, const CollideObject* object, float handleLength,
+                 const SceneFrame* frame) {
   const float unit[3] = {1.0f, 1.0f, 1.0f};
-  const Placement turned = placementOf(object->position, object->rotation, unit);
+  Placement turned = placementOf(object->position, object->rotation, unit);
+  if (frame != nullptr) {
+    for (int r = 0; r < 3; ++r) {
+      for (int c = 0; c < 3; ++c) turned.m[3 * r + c] = frame->m[c * 4 + r];
+      turned.m[9 + r] = frame->m[12 + r];
+    }
+  }
   const float* size = object->size;
   switch (object->shape) {
     case kShapeSphere:
@@ -246,9 +262,12 @@ void emitCollide(Builder* b, const CollideObject* object, float handleLength) {
       emitQuad(b, turned, a, c, d, e);
       return;
     }
-    default:
-      emitBox(b, placementOf(object->position, object->rotation, size));
+    default: {
+      const float none[3] = {0, 0, 0};
+      const float axes[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+      emitBox(b, compose(turned, placementOf(none, axes, size)));
       return;
+    }
   }
 }
 
@@ -385,7 +404,7 @@ void buildCandidates(PickKind kind, Model* model, const std::vector<Model*>& mod
     case PickKind::kCollide:
       tableForEach<CollideObject>(&model->collides, [&](const CollideObject* object, int32_t) {
         b.begin(static_cast<uint32_t>(object->id));
-        emitCollide(&b, object, s.handleLength);
+        emitCollide(&b, object, s.handleLength, simulatedFrame(s, object->id));
         b.end();
       });
       return;
@@ -445,6 +464,11 @@ uint64_t setKey(PickKind kind, const Model* model, const std::vector<Model*>& mo
   mixFloats(&h, s.cursor, 3);
   mixFloats(&h, &s.handleLength, 1);
   mix(&h, static_cast<uint64_t>(s.arcAxis));
+  if (kind == PickKind::kCollide && model != nullptr) {
+    tableForEach<CollideObject>(&model->collides, [&](const CollideObject* o, int32_t) {
+      if (const SceneFrame* frame = simulatedFrame(s, o->id)) mixFloats(&h, frame->m, 16);
+    });
+  }
   if (kind == PickKind::kModel) {
     for (const Model* m : models)
       if (m != nullptr) mixModel(&h, m, s.flags, 0);

@@ -49,7 +49,8 @@ bool viewPickFrame(View& v, PickFrame* frame) {
 }
 
 bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>& models,
-              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name) {
+              int32_t x, int32_t y, int32_t arcAxis, uint32_t* name,
+              const ScenePlacements* placed) {
   PickState* state = v.picking;
   if (state == nullptr || state->open) return false;
   PickFrame frame;
@@ -63,6 +64,7 @@ bool viewPick(View& v, PickKind kind, Model* current, const std::vector<Model*>&
   std::memcpy(settings.cursor, v.camera.cursor, sizeof settings.cursor);
   settings.handleLength = viewHandleLength(v);
   settings.arcAxis = arcAxis;
+  settings.placed = placed;
   PickSet& set = state->sets[k];
   bool hit = buildPickSet(kind, current, models, settings, &set) &&
              pickIndexed(state->indexes[k], set, frame, kind, x, y, name);

@@ -30,7 +30,8 @@ bool pickInView(Workspace& ws, PickKind kind, int32_t x, int32_t y, int32_t arcA
   const bool needsModel = kind != PickKind::kModel && kind != PickKind::kCursor &&
                           kind != PickKind::kArc;
   if (needsModel && model == nullptr) return false;
-  if (!viewPick(ws.view, kind, model, scene.models, x, y, arcAxis, &answer->number))
+  if (!viewPick(ws.view, kind, model, scene.models, x, y, arcAxis, &answer->number,
+                &scene.placed))
     return false;
   if (kind == PickKind::kJoint) {
     nameOfRank(&model->joints, answer->number, answer->name);

@@ -65,19 +65,21 @@ void retireWithView(Workspace& ws) {
 }
 
 // Links whose collide object is gone (deleted, absorbed into another
-// model) take their shapes with them.
+// model) take their shapes with them. Runs every step, so it marks what
+// it finds instead of building anything.
 void dropStaleLinks(Workspace& ws) {
   SimLinks& links = ws.simLinks;
   if (links.byCollide.empty()) return;
-  std::unordered_map<int32_t, int32_t> owner;  // collide id -> model id
+  const uint32_t look = ++links.looks;
   visitOpenModels(ws, [&](Model* model) {
     tableForEach<CollideObject>(&model->collides, [&](const CollideObject* o, int32_t) {
-      owner[o->id] = model->id;
+      auto found = links.byCollide.find(o->id);
+      if (found != links.byCollide.end() && found->second.modelId == model->id)
+        found->second.seen = look;
     });
   });
   for (auto it = links.byCollide.begin(); it != links.byCollide.end();) {
-    auto found = owner.find(it->first);
-    if (found != owner.end() && found->second == it->second.modelId) {
+    if (it->second.seen == look) {
       ++it;
       continue;
     }

@@ -28,6 +28,7 @@ struct SimLink {
   int32_t modelId = 0;
   int32_t bodyId = 0;
   int32_t shapeId = 0;  // 0: no shape (refused, or destroyed)
+  uint32_t seen = 0;    // the last look for stale links that found it
   // The collide object's place in its model: offset, then rotation
   // (column order).
   float local[16];
@@ -36,6 +37,7 @@ struct SimLink {
 struct SimLinks {
   std::unordered_map<int32_t, SimLink> byCollide;
   std::unordered_map<int32_t, int32_t> bodyOfModel;  // model id -> body id
+  uint32_t looks = 0;  // looks for stale links so far
 };
 
 // Model units per simulation unit.

@@ -60,6 +60,9 @@ struct Workspace {
   // switched on is drawn facing the viewer.
   KeyedTable sprites;
   WorkspaceHost* host = nullptr;
+  // The number the last add triangle or add line handed out (0: none yet);
+  // the strict scripting face answers with it.
+  int32_t lastPolygonId = 0;
 };
 
 // Start values: no model, identity matrix, the view's defaults. `host` and
