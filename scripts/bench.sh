@@ -61,6 +61,10 @@ echo "== drawing a model against one prepared buffer (under a private Xvfb) =="
 xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/draw_bench"
 
 echo
+echo "== drawing a textured model against one prepared textured buffer (under a private Xvfb) =="
+xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/texture_bench"
+
+echo
 echo "== picking: indexed against GL selection mode, and against a frame (under a private Xvfb) =="
 xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/pick_bench"
 
