@@ -258,7 +258,13 @@ proc studio::load {how path {quiet 0}} {
 # places: a polygon as its layer and its place in that layer's list.
 proc studio::listOf {text} {
     if {$text eq "unknown"} { return {} }
-    return $text
+    return [words $text]
+}
+
+# The engine joins names with blanks, and a name is one word, but not a
+# Tcl list element: "{a" is a layer name.
+proc studio::words {text} {
+    lsearch -all -inline -not -exact [split $text " "] ""
 }
 
 proc studio::selectionNow {} {
@@ -270,7 +276,7 @@ proc studio::selectionNow {} {
         set at {}
         foreach id $chosen { dict set at $id 1 }
         set places {}
-        foreach layer [modelr get layer names] {
+        foreach layer [words [modelr get layer names]] {
             set i 0
             foreach id [listOf [modelr get $kind $layer]] {
                 if {[dict exists $at $id]} { lappend places $layer $i }
@@ -932,7 +938,7 @@ proc studio::renameLayer {old {new ""}} {
         mr select layer $old
         mr set layer name $new
     }
-    if {$S(layer) eq $old && [lsearch -exact [modelr get layer names] $new] >= 0} {
+    if {$S(layer) eq $old && $new in [words [modelr get layer names]]} {
         set S(layer) $new
     }
     afterChange
@@ -1041,7 +1047,7 @@ proc studio::chooseLayer {name} {
         set S(layer) ""
         return
     }
-    if {$name in [modelr get layer names] && [modelr select layer $name] eq "1"} {
+    if {$name in [words [modelr get layer names]] && [modelr select layer $name] eq "1"} {
         set S(layer) $name
     } else {
         set S(layer) ""
@@ -1336,9 +1342,9 @@ proc studio::refreshLayers {} {
     $tree delete [$tree children {}]
     if {$S(current) eq ""} return
     set i 0
-    foreach name [modelr get layer names] {
+    foreach name [words [modelr get layer names]] {
         lassign [modelr get layer color $name] r g b
-        set images [llength [modelr get layer images $name]]
+        set images [llength [words [modelr get layer images $name]]]
         set item [$tree insert {} end -text $name -image [swatch [incr i] $r $g $b] \
             -values [list [modelr get layer sides $name] [modelr get layer mirror $name] $images]]
         if {$name eq $S(layer)} { $tree selection set $item }
