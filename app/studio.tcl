@@ -1380,9 +1380,10 @@ proc studio::refreshProperties {} {
         return
     }
     set parts {}
-    foreach {word label} {numpoints points numtris polygons numlines lines numkids children} {
+    foreach {word one many} {numpoints point points numtris polygon polygons
+            numlines line lines numkids child children} {
         set n [modelr get $word (selected)]
-        if {$n > 0} { lappend parts "$n $label" }
+        if {$n > 0} { lappend parts "$n [expr {$n == 1 ? $one : $many}]" }
     }
     set S(prop,summary) [expr {[llength $parts] ? "Selected: [join $parts {, }]" : "Nothing selected"}]
     set centre [modelr select centre]
