@@ -17,7 +17,8 @@ namespace eval studio {
         busy 0  current ""  docs {}  nextDoc 0  layer ""  mode point
         projection parallel  focus {0 0 0}  drag ""  redrawPending 0
         undoSteps 100  undoBytes 268435456  recentMax 8  logMax 5000
-        margin 0.8  dragThreshold 3
+        margin 0.8  dragThreshold 3  quiet 0
+        ordinary {Loading... Ready {Closing currently open Model file} {Load failed}}
     }
 }
 if {[info exists ::env(MODELR_BUILD)]} {
@@ -103,8 +104,12 @@ proc studio::say {text {kind info}} {
 
 proc studio::onStatus {text} {
     variable S
+    if {[info exists S(heard)]} {
+        lappend S(heard) $text
+        # The studio's own loads of kept states say nothing ordinary.
+        if {$S(quiet) && $text in $S(ordinary)} return
+    }
     set S(status) $text
-    lappend S(heard) $text
     log status $text
 }
 
@@ -132,14 +137,6 @@ proc studio::newDoc {id path} {
     set S(dirty,$d) 0
     lappend S(docs) $d
     return $d
-}
-
-proc studio::dropDoc {d} {
-    variable S
-    set i [lsearch -exact $S(docs) $d]
-    if {$i >= 0} { set S(docs) [lreplace $S(docs) $i $i] }
-    array unset S *,$d
-    if {$S(current) eq $d} { set S(current) [lindex $S(docs) end] }
 }
 
 proc studio::dropAllDocs {} {
@@ -239,18 +236,20 @@ proc studio::writeBytes {path data} {
 
 # Opens or adds a model file; its id, or an error that says why (the
 # reader's message, which the engine sends as a status line before "Load
-# failed").
-proc studio::load {how path} {
+# failed"). Quiet: the ordinary status lines stay out of the log.
+proc studio::load {how path {quiet 0}} {
     variable S
     set S(heard) {}
+    set S(quiet) $quiet
     set result [modelr file $how $path]
+    set heard $S(heard)
+    unset S(heard)
+    set S(quiet) 0
     if {[string is integer -strict $result] && $result > 0} { return $result }
     set reason "it did not load"
-    foreach line $S(heard) {
+    foreach line $heard {
         if {$line eq "Load failed"} break
-        if {$line ni {Loading... Ready {Closing currently open Model file}}} {
-            set reason $line
-        }
+        if {$line ni $S(ordinary)} { set reason $line }
     }
     error $reason
 }
@@ -259,21 +258,25 @@ proc studio::load {how path} {
 # places: a polygon as its layer and its place in that layer's list.
 proc studio::listOf {text} {
     if {$text eq "unknown"} { return {} }
-    return $text
+    return [words $text]
+}
+
+# The engine joins names with blanks, and a name is one word, but not a
+# Tcl list element: "{a" is a layer name.
+proc studio::words {text} {
+    lsearch -all -inline -not -exact [split $text " "] ""
 }
 
 proc studio::selectionNow {} {
+    # A list longer than a result can carry comes back empty.
     set sel [dict create points [listOf [modelr get points (selected)]]]
-    if {[modelr get numpoints (selected)] != [llength [dict get $sel points]]} {
-        dict set sel partial 1  ;# longer than a result can carry
-    }
     foreach kind {triangles lines} {
         set chosen [listOf [modelr get $kind (selected)]]
         if {[llength $chosen] == 0} continue
         set at {}
         foreach id $chosen { dict set at $id 1 }
         set places {}
-        foreach layer [modelr get layer names] {
+        foreach layer [words [modelr get layer names]] {
             set i 0
             foreach id [listOf [modelr get $kind $layer]] {
                 if {[dict exists $at $id]} { lappend places $layer $i }
@@ -348,7 +351,7 @@ proc studio::loadState {key source data name} {
     set file [file join $dir $name.mod]
     file delete $file  ;# a link to the document's own file
     writeBytes $file $data
-    set failed [catch {load add $file} id]
+    set failed [catch {load add $file 1} id]
     file delete $file
     if {$failed} { error $id }
     return $id
@@ -570,9 +573,10 @@ proc studio::openFile {{path ""}} {
         set path [dialog::openFile "Open model" $::studio::modTypes]
         if {$path eq ""} { return 0 }
     }
+    set path [file normalize $path]
     if {![settleChanges $S(docs)]} { return 0 }
     set ok [busy "Loading [file tail $path]..." {
-        if {[catch {load add $path} trial]} {
+        if {[catch {load add $path 1} trial]} {
             say "Could not open [file tail $path]: $trial" error
             set trial 0
         } else {
@@ -609,6 +613,7 @@ proc studio::addFile {{path ""}} {
         set path [dialog::openFile "Add model" $::studio::modTypes]
         if {$path eq ""} { return 0 }
     }
+    set path [file normalize $path]
     set ok [busy "Loading [file tail $path]..." {
         if {[catch {load add $path} id]} {
             say "Could not add [file tail $path]: $id" error
@@ -708,12 +713,11 @@ proc studio::saveAs {} {
     set path [dialog::saveFile "Save model as" $::studio::modTypes $initial .mod]
     if {$path eq ""} { return 0 }
     if {![string match *.mod $path]} { append path .mod }
-    set name [file rootname [file tail $path]]
-    if {[catch {mr file rename $name} message]} {
-        say "Could not save as [file tail $path]: $message" error
-        return 0
-    }
-    return [save $path]
+    if {![save $path]} { return 0 }
+    # The model takes the file's name, as it would opening it.
+    catch {mr file rename [file rootname [file tail $path]]}
+    afterChange
+    return 1
 }
 
 # The engine says only that a save failed; this says why, as far as the
@@ -762,8 +766,11 @@ proc studio::exportTo {format target} {
                 catch {file delete [file join $dir $made]}
             }
             set before [glob -nocomplain -directory $dir -types f *]
-            set written [modelr file export $format]
-            modelr file remove $copy
+            try {
+                set written [modelr file export $format]
+            } finally {
+                modelr file remove $copy
+            }
             if {$written ne "1"} { error "the exporter refused it (see the log)" }
             set made {}
             foreach f [glob -nocomplain -directory $dir -types f *] {
@@ -776,10 +783,16 @@ proc studio::exportTo {format target} {
             file delete $made
             set part $target.part
             set f [open $part w]
-            fconfigure $f -translation binary
-            puts -nonewline $f $text
-            close $f
-            file rename -force $part $target
+            try {
+                fconfigure $f -translation binary
+                puts -nonewline $f $text
+                close $f
+                file rename -force $part $target
+            } on error {message options} {
+                catch {close $f}
+                catch {file delete $part}
+                return -options $options $message
+            }
         } message]
         choose $d
         if {$result} { say "Could not export [file tail $target]: $message" error }
@@ -925,7 +938,7 @@ proc studio::renameLayer {old {new ""}} {
         mr select layer $old
         mr set layer name $new
     }
-    if {$S(layer) eq $old && [lsearch -exact [modelr get layer names] $new] >= 0} {
+    if {$S(layer) eq $old && $new in [words [modelr get layer names]]} {
         set S(layer) $new
     }
     afterChange
@@ -933,18 +946,8 @@ proc studio::renameLayer {old {new ""}} {
 }
 
 # --- Selection --------------------------------------------------------------
-# Clicks pick with the picker of the mode; the word select and pick use for
-# each kind of item.
-namespace eval studio {
-    variable pickers {
-        point    {pick point   select point    list points}
-        triangle {pick triangle select triangle list triangles}
-        line     {pick line    select line     list lines}
-        joint    {pick joint   select joint    list joints}
-        child    {pick child   select child    list children}
-        collide  {pick collide select collide  list collides}
-    }
-}
+# Clicks pick with the picker of the mode (S(mode): point, triangle, line,
+# joint, child or collide, the words pick, select and deselect share).
 
 # What lies under the window position, or "" for nothing.
 proc studio::pickAt {x y} {
@@ -1044,7 +1047,7 @@ proc studio::chooseLayer {name} {
         set S(layer) ""
         return
     }
-    if {[modelr select layer $name] eq "1"} {
+    if {$name in [words [modelr get layer names]] && [modelr select layer $name] eq "1"} {
         set S(layer) $name
     } else {
         set S(layer) ""
@@ -1151,6 +1154,7 @@ proc studio::fit {} {
     set xs [lsort -real $xs]; set ys [lsort -real $ys]
     set halfX [expr {([lindex $xs end] - [lindex $xs 0]) / 2.0}]
     set halfY [expr {([lindex $ys end] - [lindex $ys 0]) / 2.0}]
+    if {$halfX <= 0 && $halfY <= 0} return  ;# no size: the engine's fit stands
     modelr set x [expr {([lindex $xs end] + [lindex $xs 0]) / 2.0}]
     modelr set y [expr {([lindex $ys end] + [lindex $ys 0]) / 2.0}]
     set zoom [lindex [modelr get zoom] 0]
@@ -1204,7 +1208,7 @@ proc studio::press {button x y how} {
     set S(drag) [dict create button $button x $x y $y x0 $x y0 $y how $how moved 0 mode view]
     if {$button == 1 && $how eq "replace" && $S(current) ne ""} {
         set hit [pickAt $x $y]
-        if {$hit ne "" && $S(mode) in {point child collide joint}
+        if {$hit ne "" && $S(mode) in {point child}
                 && [isSelected $S(mode) $hit]} {
             set centre [modelr select centre]
             if {[llength $centre] == 3} {
@@ -1279,6 +1283,12 @@ proc studio::wheel {direction} {
     }
 }
 
+# Runs the command for a key pressed without Control or Alt.
+proc studio::plainKey {state args} {
+    if {$state & 12} return
+    {*}$args
+}
+
 proc studio::bindView {gl} {
     foreach {pattern how} {
         <ButtonPress-1> replace <Shift-ButtonPress-1> add <Control-ButtonPress-1> toggle
@@ -1292,11 +1302,12 @@ proc studio::bindView {gl} {
     bind $gl <Button-4> {studio::wheel -1}
     bind $gl <Button-5> {studio::wheel 1}
     bind $gl <MouseWheel> {studio::wheel [expr {%D > 0 ? -1 : 1}]}
+    # Ctrl+S is Save, not the south view.
     foreach {key view} {d down u up n north s south e east w west} {
-        bind $gl <KeyPress-$key> [list studio::namedView $view]
+        bind $gl <KeyPress-$key> [list studio::plainKey %s studio::namedView $view]
     }
-    bind $gl <KeyPress-f> studio::fit
-    bind $gl <KeyPress-p> studio::toggleProjection
+    bind $gl <KeyPress-f> {studio::plainKey %s studio::fit}
+    bind $gl <KeyPress-p> {studio::plainKey %s studio::toggleProjection}
     bind $gl <KeyPress-Delete> studio::deleteSelection
     bind $gl <KeyPress-Escape> studio::deselectAll
     bind $gl <KeyPress-Left> {studio::turnBy -15 0}
@@ -1331,9 +1342,9 @@ proc studio::refreshLayers {} {
     $tree delete [$tree children {}]
     if {$S(current) eq ""} return
     set i 0
-    foreach name [modelr get layer names] {
+    foreach name [words [modelr get layer names]] {
         lassign [modelr get layer color $name] r g b
-        set images [llength [modelr get layer images $name]]
+        set images [llength [words [modelr get layer images $name]]]
         set item [$tree insert {} end -text $name -image [swatch [incr i] $r $g $b] \
             -values [list [modelr get layer sides $name] [modelr get layer mirror $name] $images]]
         if {$name eq $S(layer)} { $tree selection set $item }
@@ -1369,9 +1380,10 @@ proc studio::refreshProperties {} {
         return
     }
     set parts {}
-    foreach {word label} {numpoints points numtris polygons numlines lines numkids children} {
+    foreach {word one many} {numpoints point points numtris polygon polygons
+            numlines line lines numkids child children} {
         set n [modelr get $word (selected)]
-        if {$n > 0} { lappend parts "$n $label" }
+        if {$n > 0} { lappend parts "$n [expr {$n == 1 ? $one : $many}]" }
     }
     set S(prop,summary) [expr {[llength $parts] ? "Selected: [join $parts {, }]" : "Nothing selected"}]
     set centre [modelr select centre]

@@ -77,5 +77,10 @@ echo "== the simulation world against the same world built straight on ODE =="
 "$build_dir/bench/sim_bench"
 
 echo
+echo "== the studio's undo: an edit, an undo, a redo and the frames after them (under a private Xvfb) =="
+MODELR_BUILD="$(cd "$build_dir" && pwd)" xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" \
+  wish bench/studio_undo.tcl
+
+echo
 echo "== simulate ticks with a trivial procedure =="
 TCLLIBPATH="$(cd "$build_dir" && pwd)" tclsh bench/sim_ticks.tcl
