@@ -163,7 +163,7 @@ bool saveModelDocument(Model* model, const char* path) {
   return writeModelFile(model, path);
 }
 
-int exportModelDocument(Model* model, int (*exporter)(const Model* model)) {
+int exportModelDocument(Model* model, const ExportRequest& request) {
   flushDerived(model);
-  return exporter(model);
+  return exportModel(model, request);
 }
