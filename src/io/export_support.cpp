@@ -67,3 +67,14 @@ int exportPrepared(const Model* model, const char* extension,
   freeModel(prepared);
   return written ? 1 : 0;
 }
+
+int exportInPlace(const Model* model, const char* extension,
+                  const char* requested, ExportWriter write) {
+  if (model == nullptr) {
+    lastErrorReport("no model to export");
+    return 0;
+  }
+  std::string path, title;
+  exportTarget(model, extension, requested, &path, &title);
+  return write(model, path.c_str(), title.c_str()) ? 1 : 0;
+}

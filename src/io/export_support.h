@@ -58,3 +58,10 @@ using ExportWriter = bool (*)(const Model* prepared, const char* path,
 // free the copy. 1 written, 0 failed.
 int exportPrepared(const Model* model, const char* extension,
                    const char* requested, ExportWriter write);
+
+// What the y-up writers (export_scene.h) do around their writer: name the
+// file as exportPrepared does and write the open model itself, which they
+// only read (its children and reflections are placed as they go). Derived
+// data must be up to date (flushForExport). 1 written, 0 failed.
+int exportInPlace(const Model* model, const char* extension,
+                  const char* requested, ExportWriter write);

@@ -3,6 +3,10 @@
 
 #include <cstring>
 
+#include "io/export_obj_yup.h"
+#include "io/export_stl_yup.h"
+#include "io/export_support.h"
+
 namespace {
 
 struct FormatWord {
@@ -28,12 +32,20 @@ bool exportFormatFromWord(const char* word, ExportFormat* format) {
   return false;
 }
 
+bool exportFormatTakesRightHanded(ExportFormat format) {
+  return format != ExportFormat::kDirectX;
+}
+
 int exportModel(const Model* model, const ExportRequest& request) {
   switch (request.format) {
     case ExportFormat::kStl:
-      return exportStl(model, request.path);
+      return request.rightHanded
+                 ? exportInPlace(model, "stl", request.path, writeStlYUp)
+                 : exportStl(model, request.path);
     case ExportFormat::kObj:
-      return exportObj(model, request.path);
+      return request.rightHanded
+                 ? exportInPlace(model, "obj", request.path, writeObjYUp)
+                 : exportObj(model, request.path);
     case ExportFormat::kDirectX:
       return exportDirectX(model, request.path);
   }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "io/export_scene.h"
 #include "io/mod_reader.h"
 #include "io/mod_writer.h"
 #include "io/texture_files.h"
@@ -164,6 +165,6 @@ bool saveModelDocument(Model* model, const char* path) {
 }
 
 int exportModelDocument(Model* model, const ExportRequest& request) {
-  flushDerived(model);
+  flushForExport(model);
   return exportModel(model, request);
 }
