@@ -292,8 +292,12 @@ void flushForExport(Model* model) {
 
 bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
   const KeyedTable* points = &v.model->points;
+  // Only the entries the last collection set are cleared: a model of many
+  // small layers costs what its layers hold, not layers times points.
+  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
   out->slots.clear();
-  out->index.assign(static_cast<size_t>(points->capacity), 0);
+  if (out->index.size() < static_cast<size_t>(points->capacity))
+    out->index.resize(static_cast<size_t>(points->capacity), 0);
   int32_t missing = 0;
   auto take = [&](int32_t number) {
     const int32_t slot = tablePosition(points, number, false);

@@ -3,7 +3,9 @@
 
 #include <cstring>
 
+#include "io/export_glb.h"
 #include "io/export_obj_yup.h"
+#include "io/export_ply.h"
 #include "io/export_stl_yup.h"
 #include "io/export_support.h"
 
@@ -18,6 +20,9 @@ const FormatWord kFormats[] = {
     {"stl", ExportFormat::kStl},
     {"obj", ExportFormat::kObj},
     {"x", ExportFormat::kDirectX},
+    {"stlb", ExportFormat::kStlBinary},
+    {"ply", ExportFormat::kPly},
+    {"glb", ExportFormat::kGlb},
 };
 
 }  // namespace
@@ -48,6 +53,12 @@ int exportModel(const Model* model, const ExportRequest& request) {
                  : exportObj(model, request.path);
     case ExportFormat::kDirectX:
       return exportDirectX(model, request.path);
+    case ExportFormat::kStlBinary:
+      return exportInPlace(model, "stl", request.path, writeStlBinary);
+    case ExportFormat::kPly:
+      return exportInPlace(model, "ply", request.path, writePly);
+    case ExportFormat::kGlb:
+      return exportInPlace(model, "glb", request.path, writeGlb);
   }
   return 0;
 }

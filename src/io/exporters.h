@@ -2,8 +2,9 @@
 // .x text files, each write a prepared copy of the model (mirrors baked;
 // the open document is never touched) with y and z exchanged as those
 // formats have always been written. The right-handed variants of STL and
-// OBJ turn the model into y-up space instead (export_scene.h), so that
-// faces keep facing out, and write child models through their placement.
+// OBJ, and binary STL, PLY and glTF always, turn the model into y-up space
+// instead (export_scene.h), so that faces keep facing out, and write child
+// models through their placement.
 // Every writer goes through a temporary file renamed into place and
 // returns 1 written or 0 failed (LastError says why).
 //
@@ -23,6 +24,9 @@ enum class ExportFormat : int32_t {
   kStl,
   kObj,
   kDirectX,
+  kStlBinary,  // y-up, as the right-handed variants
+  kPly,        // binary little-endian, y-up
+  kGlb,        // glTF 2.0 binary, y-up
 };
 
 struct ExportRequest {
@@ -31,7 +35,8 @@ struct ExportRequest {
   bool rightHanded;  // STL and OBJ: the y-up variant
 };
 
-// The format a command word names ("stl", "obj", "x"); false for others.
+// The format a command word names ("stl", "obj", "x", "stlb", "ply",
+// "glb"); false for others.
 bool exportFormatFromWord(const char* word, ExportFormat* format);
 // Whether the format has a right-handed variant (DirectX files are
 // left-handed by their own convention, and are written so).

@@ -1,12 +1,15 @@
-// The right-handed STL and OBJ exports, read back through assimp as other
-// tools read them: closed solids keep facing out (positive volume), the
-// turn into y-up space is a rotation, children are placed, reflections
-// are turned round, and the material library carries the layer's looks.
+// The y-up exports (right-handed STL and OBJ, binary STL, PLY, glTF), read
+// back through assimp as other tools read them: closed solids keep facing
+// out (positive volume), the turn into y-up space is a rotation, children
+// are placed, reflections are turned round, and the materials carry the
+// layer's looks.
 #include <gtest/gtest.h>
 
 #include <assimp/material.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "io/export_scene.h"
@@ -36,7 +39,10 @@ struct Case {
   const char* file;
 };
 const Case kCases[] = {{ExportFormat::kStl, "out.stl"},
-                       {ExportFormat::kObj, "out.obj"}};
+                       {ExportFormat::kObj, "out.obj"},
+                       {ExportFormat::kStlBinary, "outb.stl"},
+                       {ExportFormat::kPly, "out.ply"},
+                       {ExportFormat::kGlb, "out.glb"}};
 
 void expectBounds(const Solid& s, double x0, double y0, double z0, double x1,
                   double y1, double z1) {
@@ -168,6 +174,77 @@ TEST(ExportYUp, ObjMaterialLibraryCarriesColourOpacityAndImage) {
     }
   }
   EXPECT_TRUE(found);
+  freeModel(m);
+}
+
+// A 2 x 2 picture: red, green / blue, white (top row first).
+TexturePixels fourPixels() {
+  TexturePixels read = {};
+  read.ok = true;
+  read.width = read.height = 2;
+  read.pixels = static_cast<unsigned char*>(std::malloc(12));
+  const unsigned char rgb[12] = {255, 0, 0, 0, 255, 0, 0, 0, 255, 255, 255, 255};
+  std::memcpy(read.pixels, rgb, 12);
+  return read;
+}
+
+TEST(ExportYUp, BinaryStlIsEightyFourBytesAndFiftyATriangle) {
+  const std::string dir = test_files::tempDir("yup_stlb");
+  Model* m = read_back::box("a very long name that would not fit the header "
+                            "of eighty bytes at all.mod");
+  ASSERT_EQ(exportAs(m, ExportFormat::kStlBinary, dir + "b.stl"), 1);
+  const std::string bytes = test_files::readFile(dir + "b.stl");
+  EXPECT_EQ(bytes.size(), 84u + 50u * 12u);
+  // Readers take a file that begins with "solid" for ASCII STL.
+  EXPECT_NE(bytes.compare(0, 5, "solid"), 0);
+  uint32_t count = 0;
+  std::memcpy(&count, bytes.data() + 80, 4);
+  EXPECT_EQ(count, 12u);
+  freeModel(m);
+}
+
+TEST(ExportYUp, PlyAndGlbCarryColoursImagesAndSides) {
+  const std::string dir = test_files::tempDir("yup_looks");
+  Model* m = read_back::box();
+  Layer* skin = findLayer(m, "skin");
+  const float rgb[3] = {1.0f, 0.5f, 0.0f};
+  setLayerColour(m, skin, rgb);
+  setLayerSides(m, skin, false);
+  TexturePixels pixels = fourPixels();
+  ASSERT_TRUE(addImage(m, "skin", 1, "four.tga", kImageSmooth, kAxisX, kAxisY,
+                       1.0f, &pixels));
+  markUveesStale(m);  // as the commands do: automatic uvees are due
+  ASSERT_EQ(exportAs(m, ExportFormat::kPly, dir + "c.ply"), 1) << lastErrorText();
+  ASSERT_EQ(exportAs(m, ExportFormat::kGlb, dir + "c.glb"), 1) << lastErrorText();
+
+  Assimp::Importer ply;
+  const aiScene* scene = ply.ReadFile(dir + "c.ply", 0);
+  ASSERT_NE(scene, nullptr) << ply.GetErrorString();
+  const aiMesh* mesh = scene->mMeshes[0];
+  ASSERT_TRUE(mesh->HasVertexColors(0));
+  EXPECT_NEAR(mesh->mColors[0][0].g, 128.0f / 255.0f, 1e-6);
+  EXPECT_TRUE(mesh->HasTextureCoords(0));
+
+  Assimp::Importer glb;
+  scene = glb.ReadFile(dir + "c.glb", aiProcess_ValidateDataStructure);
+  ASSERT_NE(scene, nullptr) << glb.GetErrorString();
+  ASSERT_EQ(scene->mNumMeshes, 1u);
+  EXPECT_STREQ(scene->mMeshes[0]->mName.C_Str(), "skin");
+  const aiMaterial* material = scene->mMaterials[scene->mMeshes[0]->mMaterialIndex];
+  aiColor4D base;
+  ASSERT_EQ(material->Get(AI_MATKEY_BASE_COLOR, base), AI_SUCCESS);
+  // Linear light: display 0.5 is about 0.214.
+  EXPECT_NEAR(base.r, 1.0f, 1e-6);
+  EXPECT_NEAR(base.g, 0.2140f, 1e-3);
+  int twoSided = 0;
+  ASSERT_EQ(material->Get(AI_MATKEY_TWOSIDED, twoSided), AI_SUCCESS);
+  EXPECT_EQ(twoSided, 1);
+  // The picture travels inside the file, as PNG.
+  ASSERT_EQ(scene->mNumTextures, 1u);
+  EXPECT_STREQ(scene->mTextures[0]->achFormatHint, "png");
+  aiString texture;
+  EXPECT_EQ(material->GetTexture(aiTextureType_DIFFUSE, 0, &texture), AI_SUCCESS);
+  EXPECT_TRUE(scene->mMeshes[0]->HasTextureCoords(0));
   freeModel(m);
 }
 

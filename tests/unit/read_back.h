@@ -8,6 +8,7 @@
 #include <assimp/scene.h>
 
 #include <string>
+#include <utility>
 
 #include "model/children.h"
 #include "model/geometry.h"
@@ -29,6 +30,8 @@ struct Solid {
 inline void walk(const aiScene* scene, const aiNode* node,
                  const aiMatrix4x4& parent, Solid* out) {
   const aiMatrix4x4 m = parent * node->mTransformation;
+  // A node that reflects turns its faces round (as glTF says readers must).
+  const bool turned = m.Determinant() < 0.0f;
   for (unsigned i = 0; i < node->mNumMeshes; ++i) {
     const aiMesh* mesh = scene->mMeshes[node->mMeshes[i]];
     for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
@@ -43,6 +46,7 @@ inline void walk(const aiScene* scene, const aiNode* node,
           if (p[k][c] > out->max[c]) out->max[c] = p[k][c];
         }
       }
+      if (turned) std::swap(p[0], p[1]);
       out->volume += (p[0] * (p[1] ^ p[2])) / 6.0;
       ++out->triangles;
     }
