@@ -8,7 +8,7 @@ packages=(
   libx11-dev libgl-dev libglu1-mesa-dev libglew-dev libode-dev
   googletest libgtest-dev
   libfreetype-dev libfontconfig-dev fonts-liberation libgl1-mesa-dri
-  xvfb xauth python3 assimp-utils
+  xvfb xauth python3 assimp-utils libassimp-dev zlib1g-dev gltfpack
 )
 
 missing=()

@@ -162,9 +162,10 @@ void fileSave(Workspace& ws, char** words) {
                 : "0");
 }
 
-// file export <format>: the current model as an STL, OBJ or DirectX file
-// beside its .mod file; 1 written, 0 failed or no model, -1 for a format
-// this build cannot write or a licence refusal.
+// file export <format> [-righthanded] [<file>]: the current model as an
+// STL, OBJ or DirectX file, beside its .mod file unless a file is named;
+// 1 written, 0 failed or no model, -1 for a format this build cannot
+// write or a licence refusal.
 void fileExport(Workspace& ws, char** words) {
   const char* format = nullptr;
   if (words[1] == nullptr || !parseString(&format, words[1])) {
@@ -175,23 +176,29 @@ void fileExport(Workspace& ws, char** words) {
     setResult(ws, "-1");
     return;
   }
-  int (*exporter)(const Model*) = nullptr;
-  if (std::strcmp(format, "x") == 0) {
-    exporter = exportDirectX;
-  } else if (std::strcmp(format, "obj") == 0) {
-    exporter = exportObj;
-  } else if (std::strcmp(format, "stl") == 0) {
-    exporter = exportStl;
-  } else {
+  ExportRequest request = {ExportFormat::kStl, nullptr, false};
+  if (!exportFormatFromWord(format, &request.format)) {
     if (std::strcmp(format, "w3d") == 0)
       reportError(ws, "modelr: file export: the w3d format is not supported");
     setResult(ws, "-1");
     return;
   }
+  char** rest = words + 2;
+  if (*rest != nullptr && std::strcmp(*rest, "-righthanded") == 0) {
+    if (!exportFormatTakesRightHanded(request.format)) {
+      reportErrorf(ws, "modelr: file export: %s files have no right-handed variant", format);
+      setResult(ws, "-1");
+      return;
+    }
+    request.rightHanded = true;
+    ++rest;
+  }
+  std::string target;
+  if (fileNameFrom(rest, &target)) request.path = target.c_str();
   Model* model = modelOrAnswerZero(ws);
   if (model == nullptr) return;
   lastErrorClear();
-  const int written = exportModelDocument(model, exporter);
+  const int written = exportModelDocument(model, request);
   setIntResult(ws, written);
   if (written == 0) reportLastError(ws);
 }

@@ -248,9 +248,9 @@ bool writeObj(const Model* model, const char* path, const char* title,
   return textOutCommit(&out);
 }
 
-int exportObj(const Model* model) {
-  return exportPrepared(model, "obj",
-                        [](const Model* m, const char* path, const char* title) {
-                          return writeObj(m, path, title, false);
+int exportObj(const Model* model, const char* path) {
+  return exportPrepared(model, "obj", path,
+                        [](const Model* m, const char* file, const char* title) {
+                          return writeObj(m, file, title, false);
                         });
 }

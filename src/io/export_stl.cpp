@@ -65,6 +65,6 @@ bool writeStl(const Model* model, const char* path, const char* title) {
   return textOutCommit(&out);
 }
 
-int exportStl(const Model* model) {
-  return exportPrepared(model, "stl", writeStl);
+int exportStl(const Model* model, const char* path) {
+  return exportPrepared(model, "stl", path, writeStl);
 }

@@ -12,9 +12,14 @@ std::string exportFileName(const char* name, const char* extension) {
 }
 
 void exportTarget(const Model* model, const char* extension,
-                  std::string* path, std::string* title) {
-  *path = std::string(model->directory) +
-          exportFileName(model->name, extension);
+                  const char* requested, std::string* path,
+                  std::string* title) {
+  if (requested != nullptr && requested[0] != '\0') {
+    *path = requested;
+  } else {
+    *path = std::string(model->directory) +
+            exportFileName(model->name, extension);
+  }
   // Named by where they were written, as .mod files are.
   *title = *path;
 }
@@ -48,7 +53,7 @@ void faceNormal(const Point& a, const Point& b, const Point& c, double n[3]) {
 }
 
 int exportPrepared(const Model* model, const char* extension,
-                   ExportWriter write) {
+                   const char* requested, ExportWriter write) {
   if (model == nullptr) {
     lastErrorReport("no model to export");
     return 0;
@@ -57,8 +62,19 @@ int exportPrepared(const Model* model, const char* extension,
   if (prepared == nullptr) return 0;
   flushDerived(prepared);
   std::string path, title;
-  exportTarget(model, extension, &path, &title);
+  exportTarget(model, extension, requested, &path, &title);
   const bool written = write(prepared, path.c_str(), title.c_str());
   freeModel(prepared);
   return written ? 1 : 0;
+}
+
+int exportInPlace(const Model* model, const char* extension,
+                  const char* requested, ExportWriter write) {
+  if (model == nullptr) {
+    lastErrorReport("no model to export");
+    return 0;
+  }
+  std::string path, title;
+  exportTarget(model, extension, requested, &path, &title);
+  return write(model, path.c_str(), title.c_str()) ? 1 : 0;
 }

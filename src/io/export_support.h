@@ -17,10 +17,12 @@
 // "<name>.mod.<extension>". `extension` without its point ("stl").
 std::string exportFileName(const char* name, const char* extension);
 
-// The file an exporter writes for the model (its directory and the file
-// name of its name) and the title it gives it (that same path).
+// The file an exporter writes for the model and the title it gives it
+// (that same path): `requested` as given when not null or empty, else the
+// model's directory and the file name of its name.
 void exportTarget(const Model* model, const char* extension,
-                  std::string* path, std::string* title);
+                  const char* requested, std::string* path,
+                  std::string* title);
 
 // Three coordinates "%.6f %.6f %.6f\n" with y and z exchanged: the model's
 // z-up space becomes the y-up space of STL and OBJ files.
@@ -51,7 +53,15 @@ using ExportWriter = bool (*)(const Model* prepared, const char* path,
                               const char* title);
 
 // What every exporter does around its writer: prepare the copy (mirrors
-// baked), bring its derived data up to date, name the file, write it with
-// write(prepared, path, title), free the copy. 1 written, 0 failed.
+// baked), bring its derived data up to date, name the file (`requested`,
+// else by the naming rule), write it with write(prepared, path, title),
+// free the copy. 1 written, 0 failed.
 int exportPrepared(const Model* model, const char* extension,
-                   ExportWriter write);
+                   const char* requested, ExportWriter write);
+
+// What the y-up writers (export_scene.h) do around their writer: name the
+// file as exportPrepared does and write the open model itself, which they
+// only read (its children and reflections are placed as they go). Derived
+// data must be up to date (flushForExport). 1 written, 0 failed.
+int exportInPlace(const Model* model, const char* extension,
+                  const char* requested, ExportWriter write);

@@ -562,8 +562,8 @@ bool writeDirectX(const Model* prepared, const char* path, bool flat) {
   return textOutCommit(&out);
 }
 
-int exportDirectX(const Model* model) {
-  return exportPrepared(model, "x", [](const Model* m, const char* path, const char*) {
-    return writeDirectX(m, path);
+int exportDirectX(const Model* model, const char* path) {
+  return exportPrepared(model, "x", path, [](const Model* m, const char* file, const char*) {
+    return writeDirectX(m, file);
   });
 }

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "io/export_scene.h"
 #include "io/mod_reader.h"
 #include "io/mod_writer.h"
 #include "io/texture_files.h"
@@ -174,7 +175,7 @@ bool saveModelDocument(Model* model, const char* path) {
   return writeModelFile(model, path);
 }
 
-int exportModelDocument(Model* model, int (*exporter)(const Model* model)) {
-  flushDerived(model);
-  return exporter(model);
+int exportModelDocument(Model* model, const ExportRequest& request) {
+  flushForExport(model);
+  return exportModel(model, request);
 }

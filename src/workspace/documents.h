@@ -3,6 +3,7 @@
 // interface shows while it happens.
 #pragma once
 
+#include "io/exporters.h"
 #include "model/model.h"
 
 struct Workspace;
@@ -39,5 +40,5 @@ bool removeModelDocument(Workspace& ws, int32_t id);
 // as the writer answers. The writer only reads, so what the last edits left
 // due (automatic uvees, bounds) is brought up to date first.
 bool saveModelDocument(Model* model, const char* path);
-// The same for an exporter (io/exporters.h): its answer.
-int exportModelDocument(Model* model, int (*exporter)(const Model* model));
+// The same for an export (io/exporters.h): its answer.
+int exportModelDocument(Model* model, const ExportRequest& request);

@@ -1,0 +1,149 @@
+// PLY, binary little-endian, in the y-up file space: the distinct points
+// of each layer (and of its reflection) as vertices with their colours,
+// the triangles as faces. Lines have no place in it and are left out.
+#include "io/export_ply.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "io/export_scene.h"
+#include "io/text_out.h"
+#include "model/last_error.h"
+
+namespace {
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "binary writers copy floats and integers as they lie in memory");
+
+struct PlyPlan {
+  int64_t vertices = 0;
+  int64_t faces = 0;
+  bool normals = false;      // some corner has a stored normal
+  bool uvs = false;          // some layer has an image with uvees
+  std::string texture;       // the first such image's file
+};
+
+bool hasUvees(const HalfView& v) {
+  return v.image != nullptr && tableCount(&v.image->uvees) > 0;
+}
+
+bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
+  HalfPoints points;
+  return forEachFlatHalf(placed, [&](const HalfView& v) {
+    if (!collectHalfPoints(v, false, &points)) return false;
+    p->vertices += static_cast<int64_t>(points.slots.size());
+    forEachHalfTriangle(v, [&](int32_t, int32_t, int32_t) { ++p->faces; });
+    p->normals = p->normals || halfHasStoredNormals(v);
+    if (hasUvees(v)) {
+      if (!p->uvs && v.image->main.file[0] != '\0') p->texture = v.image->main.file;
+      p->uvs = true;
+    }
+    return true;
+  });
+}
+
+void header(TextOut* out, const PlyPlan& p, const char* title) {
+  outLiteral(out, "ply\nformat binary_little_endian 1.0\ncomment modelr export: ");
+  // A comment ends at the line's end.
+  std::string name = title;
+  for (char& c : name) if (c == '\n' || c == '\r') c = ' ';
+  outText(out, name.c_str());
+  outChar(out, '\n');
+  if (!p.texture.empty() && p.texture.find_first_of(" \t\r\n") == std::string::npos) {
+    outLiteral(out, "comment TextureFile ");
+    outText(out, p.texture.c_str());
+    outChar(out, '\n');
+  }
+  outLiteral(out, "element vertex ");
+  outInt(out, static_cast<int32_t>(p.vertices));
+  outLiteral(out, "\nproperty float x\nproperty float y\nproperty float z\n");
+  if (p.normals)
+    outLiteral(out, "property float nx\nproperty float ny\nproperty float nz\n");
+  outLiteral(out,
+             "property uchar red\nproperty uchar green\nproperty uchar blue\n"
+             "property uchar alpha\n");
+  if (p.uvs) outLiteral(out, "property float s\nproperty float t\n");
+  outLiteral(out, "element face ");
+  outInt(out, static_cast<int32_t>(p.faces));
+  outLiteral(out, "\nproperty list uchar int vertex_indices\nend_header\n");
+}
+
+inline unsigned char toByte(float c) {
+  return static_cast<unsigned char>(std::lround(c * 255.0f));
+}
+
+bool finite(const float* v, int n) {
+  for (int i = 0; i < n; ++i)
+    if (!std::isfinite(v[i])) return false;
+  return true;
+}
+
+}  // namespace
+
+bool writePly(const Model* model, const char* path, const char* title) {
+  const std::vector<PlacedModel> placed = placeModels(model);
+  PlyPlan p;
+  if (!plan(placed, &p)) return false;
+  if (p.vertices > INT32_MAX || p.faces > INT32_MAX) {
+    lastErrorReportf("could not write: %s (too many vertices or faces)", path);
+    return false;
+  }
+  TextOut out;
+  if (!textOutOpen(&out, path)) return false;
+  header(&out, p, title);
+
+  HalfPoints points;
+  std::vector<float> normals;
+  forEachFlatHalf(placed, [&](const HalfView& v) {
+    collectHalfPoints(v, false, &points);
+    if (p.normals) halfVertexNormals(v, points, &normals);
+    const bool uvs = hasUvees(v);
+    for (size_t i = 0; i < points.slots.size(); ++i) {
+      const int32_t slot = points.slots[i];
+      char record[12 + 12 + 4 + 8];
+      size_t used = 0;
+      float xyz[3];
+      slotPosition(v, slot, xyz);
+      if (!finite(xyz, 3)) out.nonFinite = true;
+      std::memcpy(record, xyz, 12);
+      used = 12;
+      if (p.normals) {
+        std::memcpy(record + used, &normals[3 * i], 12);
+        used += 12;
+      }
+      float rgba[4];
+      cornerColour(v, slotNumber(v, slot), rgba);
+      for (int k = 0; k < 4; ++k) record[used++] = static_cast<char>(toByte(rgba[k]));
+      if (p.uvs) {
+        float uv[2] = {0.0f, 0.0f};
+        if (uvs) cornerUv(v, slotNumber(v, slot), uv);
+        // Counted from the bottom of the picture, as readers of PLY do.
+        uv[1] = 1.0f - uv[1];
+        std::memcpy(record + used, uv, 8);
+        used += 8;
+      }
+      outChars(&out, record, used);
+    }
+    return true;
+  });
+
+  int32_t base = 0;
+  forEachFlatHalf(placed, [&](const HalfView& v) {
+    collectHalfPoints(v, false, &points);
+    forEachHalfTriangle(v, [&](int32_t a, int32_t b, int32_t c) {
+      char record[13];
+      record[0] = 3;
+      const int32_t corners[3] = {base + halfPointIndex(v, points, a),
+                                  base + halfPointIndex(v, points, b),
+                                  base + halfPointIndex(v, points, c)};
+      std::memcpy(record + 1, corners, 12);
+      outChars(&out, record, sizeof record);
+    });
+    base += static_cast<int32_t>(points.slots.size());
+    return true;
+  });
+  return textOutCommit(&out);
+}
