@@ -311,11 +311,14 @@ const char* brokenHeader(const unsigned char* head, size_t size,
   const bool ply = size >= 3 && std::memcmp(head, "ply", 3) == 0;
   if (!ply) return extension == "ply" ? "not a PLY file" : nullptr;
   static const char kEnd[] = "\nend_header";
+  const size_t endLength = sizeof kEnd - 1;
   for (size_t i = 0; i < size; ++i) {
     const unsigned char c = head[i];
-    if (c == '\n' && size - i >= sizeof kEnd - 1 &&
-        std::memcmp(head + i, kEnd, sizeof kEnd - 1) == 0)
-      return nullptr;
+    if (c == '\n' && size - i > endLength &&
+        std::memcmp(head + i, kEnd, endLength) == 0) {
+      const unsigned char after = head[i + endLength];
+      if (after == '\n' || after == '\r') return nullptr;
+    }
     if (c != '\n' && c != '\r' && c != '\t' && (c < 0x20 || c > 0x7e))
       return "broken PLY header";
   }
