@@ -203,6 +203,19 @@ void fileExport(Workspace& ws, char** words) {
   if (written == 0) reportLastError(ws);
 }
 
+// file import <filename>: another tool's file (OBJ, STL, PLY, glTF, FBX,
+// ...) into the current model, or as a new one when none is open; the id
+// of the model it went into, or 0 with the reason sent to the error
+// procedure and the document as it was.
+void fileImport(Workspace& ws, char** words) {
+  std::string name;
+  if (!fileNameOrAnswer(ws, words, &name, "modelr: usage: modelr file import <filename>"))
+    return;
+  Model* model = importModelDocument(ws, name.c_str());
+  setIntResult(ws, model ? model->id : 0);
+  if (model == nullptr) reportLastError(ws);
+}
+
 // file savescreen <filename>: the view's viewport as a TGA file. Without a
 // view there is nothing to capture and nothing happens.
 void fileSaveScreen(Workspace& ws, char** words) {
@@ -229,6 +242,7 @@ const SubCommand kFileWords[] = {
     {"validate", fileValidate},
     {"savescreen", fileSaveScreen},
     {"export", fileExport},
+    {"import", fileImport},
 };
 
 }  // namespace

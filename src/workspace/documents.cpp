@@ -1,12 +1,17 @@
 #include "workspace/documents.h"
 
+#include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "io/export_scene.h"
+#include "io/import_scene.h"
 #include "io/mod_reader.h"
 #include "io/mod_writer.h"
 #include "io/texture_files.h"
+#include "model/absorb.h"
+#include "model/children.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "view/draw_model.h"
@@ -168,6 +173,80 @@ bool removeModelDocument(Workspace& ws, int32_t id) {
   registryRemove(&ws.registry, id);
   freeModel(model);
   return true;
+}
+
+namespace {
+
+std::string directoryOf(const char* path) {
+  const std::string text = path;
+  const size_t slash = text.rfind('/');
+  return slash == std::string::npos ? std::string() : text.substr(0, slash + 1);
+}
+
+// The imported model's geometry into `into`, as absorbing a child with no
+// placement does; false (LastError) with `into` as it was.
+bool mergeImported(Model* into, Model* imported) {
+  float boundsMin[3], boundsMax[3];
+  std::memcpy(boundsMin, into->boundsMin, sizeof boundsMin);
+  std::memcpy(boundsMax, into->boundsMax, sizeof boundsMax);
+  const float origin[3] = {0, 0, 0}, unit[3] = {1, 1, 1};
+  const float identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+  const int32_t child = addChild(into, imported, imported->name, origin, unit,
+                                 identity, nullptr, 1.0f);
+  if (child == 0) {
+    freeModel(imported);
+    return false;
+  }
+  if (absorbChild(into, child)) return true;
+  // Refused before anything moved: take the child out again.
+  const std::string why = lastErrorText() ? lastErrorText() : "";
+  deleteChildByModelId(into, imported->id);
+  std::memcpy(into->boundsMin, boundsMin, sizeof boundsMin);
+  std::memcpy(into->boundsMax, boundsMax, sizeof boundsMax);
+  lastErrorReport(why.c_str());
+  return false;
+}
+
+}  // namespace
+
+Model* importModelDocument(Workspace& ws, const char* path) {
+  loaderStatus(ws, "Importing...");
+  lastErrorClear();
+  Model* current = ws.registry.current;
+  // Pictures are named from where the model that takes them lies.
+  const std::string fileDirectory = directoryOf(path);
+  const bool elsewhere =
+      current != nullptr && fileDirectory != current->directory;
+  ImportReport report;
+  Model* imported = importModelFile(
+      path, elsewhere ? fileDirectory.c_str() : nullptr, &report);
+  if (imported == nullptr) {
+    loaderStatus(ws, "Import failed");
+    return nullptr;
+  }
+  for (const std::string& note : report.notes) loaderStatus(ws, note.c_str());
+  Model* target = current;
+  if (current == nullptr) {
+    growSceneExtent(ws, imported);
+    if (!registerModel(&ws.registry, imported)) {
+      freeModel(imported);
+      lastErrorReport("out of memory");
+      loaderStatus(ws, "Import failed");
+      return nullptr;
+    }
+    target = imported;
+  } else if (!mergeImported(current, imported)) {
+    loaderStatus(ws, "Import failed");
+    return nullptr;
+  } else {
+    growSceneExtent(ws, current);
+  }
+  char line[512];
+  std::snprintf(line, sizeof line, "Imported %d points, %d triangles in %d layers from %s",
+                report.counts.points, report.counts.triangles, report.counts.layers, path);
+  loaderStatus(ws, line);
+  loaderStatus(ws, "Ready");
+  return target;
 }
 
 bool saveModelDocument(Model* model, const char* path) {

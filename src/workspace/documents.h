@@ -36,6 +36,16 @@ int reloadModelDocuments(Workspace& ws);
 // open.
 bool removeModelDocument(Workspace& ws, int32_t id);
 
+// Imports another tool's file (io/import_scene.h) into the current model,
+// or as a new current model when none is open. The file is read into a
+// model aside; only when that succeeded is it merged (as absorbing a
+// child merges one: points numbered after the highest, layer names that
+// are taken become "<file>_<layer>", ...) or registered. Status lines:
+// "Importing...", each note of the reader, "Imported %d points, %d
+// triangles in %d layers from %s", "Ready". Null with the reason in
+// LastError, the document unchanged; else the model it went into.
+Model* importModelDocument(Workspace& ws, const char* path);
+
 // Writes the model to its file (`path`, or its own name when null): 1 or 0
 // as the writer answers. The writer only reads, so what the last edits left
 // due (automatic uvees, bounds) is brought up to date first.

@@ -1,0 +1,322 @@
+#include "io/import_build.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "io/texture_files.h"
+#include "model/document_index.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+
+namespace {
+
+// ---- Vertex keys ------------------------------------------------------------
+
+inline uint32_t bitsOf(float f) {
+  if (f == 0.0f) f = 0.0f;  // -0 and 0 are one position
+  uint32_t u;
+  std::memcpy(&u, &f, 4);
+  return u;
+}
+
+inline uint32_t hashKey(const uint32_t* key, int32_t words) {
+  uint64_t h = 0x9e3779b97f4a7c15ull;
+  for (int32_t i = 0; i < words; ++i) {
+    h ^= key[i];
+    h *= 0xff51afd7ed558ccdull;
+    h ^= h >> 29;
+  }
+  return static_cast<uint32_t>(h ^ (h >> 32));
+}
+
+void keysReset(VertexKeys* k, int32_t words) {
+  k->words = words;
+  k->keys.clear();
+  k->values.clear();
+  // A small table again, so that many small layers after a large one do
+  // not each clear the large one's buckets.
+  k->buckets.assign(64, 0);
+}
+
+int32_t keysFind(const VertexKeys& k, const uint32_t* key) {
+  const size_t mask = k.buckets.size() - 1;
+  const size_t words = static_cast<size_t>(k.words);
+  for (size_t b = hashKey(key, k.words) & mask;; b = (b + 1) & mask) {
+    const int32_t entry = k.buckets[b];
+    if (entry == 0) return 0;
+    const uint32_t* stored = &k.keys[static_cast<size_t>(entry - 1) * words];
+    if (std::memcmp(stored, key, words * 4) == 0)
+      return k.values[static_cast<size_t>(entry - 1)];
+  }
+}
+
+void keysPlace(VertexKeys* k, int32_t entry) {
+  const size_t mask = k->buckets.size() - 1;
+  const uint32_t* key = &k->keys[static_cast<size_t>(entry) * static_cast<size_t>(k->words)];
+  size_t b = hashKey(key, k->words) & mask;
+  while (k->buckets[b] != 0) b = (b + 1) & mask;
+  k->buckets[b] = entry + 1;
+}
+
+// The key must not be there yet.
+void keysAdd(VertexKeys* k, const uint32_t* key, int32_t value) {
+  k->keys.insert(k->keys.end(), key, key + k->words);
+  k->values.push_back(value);
+  const size_t entries = k->values.size();
+  if (2 * entries > k->buckets.size()) {
+    k->buckets.assign(2 * k->buckets.size(), 0);
+    for (size_t e = 0; e < entries; ++e) keysPlace(k, static_cast<int32_t>(e));
+  } else {
+    keysPlace(k, static_cast<int32_t>(entries - 1));
+  }
+}
+
+// ---- Layers -----------------------------------------------------------------
+
+bool oneWord(const std::string& text) {
+  return !text.empty() && text.find_first_of(" \t\r\n\v\f") == std::string::npos;
+}
+
+// A layer name the model files can carry, not yet taken.
+std::string layerNameFor(const Model* model, const char* wanted) {
+  std::string base = wanted != nullptr ? wanted : "";
+  const size_t slash = base.find_last_of("/\\");
+  if (slash != std::string::npos && slash + 1 < base.size()) base = base.substr(slash + 1);
+  for (char& c : base) {
+    if (c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f')
+      c = '_';
+  }
+  if (base.empty()) base = "mesh";
+  if (base[0] == '#') base[0] = '_';
+  if (base == "(global)") base = "_global_";
+  // Room for a suffix; never cut a character of several bytes in two.
+  if (base.size() > 110) {
+    size_t cut = 110;
+    while (cut > 0 && (static_cast<unsigned char>(base[cut]) & 0xc0) == 0x80) --cut;
+    base.resize(cut);
+  }
+  std::string name = base;
+  for (int n = 2; tableFind(&model->layers, name.c_str()) != nullptr; ++n)
+    name = base + "_" + std::to_string(n);
+  return name;
+}
+
+bool endsWithTga(const std::string& file) {
+  const size_t n = file.size();
+  if (n < 4) return false;
+  std::string tail = file.substr(n - 4);
+  for (char& c : tail) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return tail == ".tga";
+}
+
+// Image 1 of the layer, carrying the vertices' texture coordinates and,
+// when the material names a TGA file, its pixels.
+bool addLayerImage(ImportBuilder* b, const std::string& layer,
+                   const ImportLook& look, const char* imageDirectory) {
+  std::string file = "none";
+  if (!look.texture.empty() && look.texture[0] == '*') {
+    b->notes.push_back("picture inside the file left out: " + look.texture);
+  } else if (!look.texture.empty()) {
+    std::string named = look.texture;
+    if (named[0] != '/' && imageDirectory != nullptr) named = imageDirectory + named;
+    if (!oneWord(named) || named.size() >= static_cast<size_t>(kNameBytes)) {
+      b->notes.push_back("picture file name unusable, left out: " + named);
+    } else {
+      file = named;
+      if (!endsWithTga(named))
+        b->notes.push_back("picture kept by name only (not a .tga file): " + named);
+    }
+  }
+  lastErrorClear();
+  const bool loaded = addImageFromFiles(b->model, layer.c_str(), 1, file.c_str(),
+                                        kImageSmooth, kAxisX, kAxisY, 1.0f);
+  Layer* made = findLayer(b->model, layer.c_str());
+  b->image = made ? tableFindT<Image>(&made->images, 1) : nullptr;
+  if (b->image == nullptr) return false;
+  if (!loaded && endsWithTga(file) && lastErrorText() != nullptr)
+    b->notes.push_back(lastErrorText());
+  b->image->hasUvees = 1;
+  return true;
+}
+
+void storedColour(float rgb[3]) {
+  // 0 0 0 is no colour at all (grey) to a layer line: black is kept as
+  // the darkest colour it can be told apart from that.
+  if (rgb[0] <= 0.0f && rgb[1] <= 0.0f && rgb[2] <= 0.0f)
+    rgb[0] = rgb[1] = rgb[2] = 1.0f / 255.0f;
+}
+
+}  // namespace
+
+void importBegin(ImportBuilder* b, Model* model) {
+  b->model = model;
+  keysReset(&b->positions, 3);
+  b->usedBy.assign(1, 0);
+  b->nextPoint = 1;
+  b->counts = ImportCounts();
+  b->layer = nullptr;
+  b->layerIndex = 0;
+  b->failed = false;
+}
+
+bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
+                 bool uvs, bool colours, const char* imageDirectory) {
+  const std::string layerName = layerNameFor(b->model, name);
+  float rgb[3] = {look.colour[0], look.colour[1], look.colour[2]};
+  for (float& c : rgb) c = c > 1.0f ? 1.0f : c > 0.0f ? c : 0.0f;
+  storedColour(rgb);
+  Layer* layer = addLayer(b->model, layerName.c_str(), rgb[0], rgb[1], rgb[2],
+                          look.twoSided ? 0 : 1, 0, kAxisX);
+  if (layer == nullptr) {
+    b->failed = true;
+    return false;
+  }
+  if (look.opacity < 1.0f) {
+    const float opacity = look.opacity > 0.0f ? look.opacity : 0.0f;
+    setTransparency(b->model, layerName.c_str(), 1.0f - opacity);
+  }
+  b->image = nullptr;
+  if (uvs && !addLayerImage(b, layerName, look, imageDirectory)) {
+    b->failed = true;
+    return false;
+  }
+  b->layer = findLayer(b->model, layerName.c_str());
+  ++b->layerIndex;
+  ++b->counts.layers;
+  b->uvs = uvs;
+  b->colours = colours;
+  keysReset(&b->layerKeys, 3 + (uvs ? 2 : 0) + (colours ? 4 : 0));
+  b->conflicted.clear();
+  b->uniform = true;
+  b->anyColour = false;
+  b->polyline.clear();
+  return true;
+}
+
+int32_t importVertex(ImportBuilder* b, const float position[3],
+                     const float* normal, const float* uv,
+                     const float* colour) {
+  if (b->failed || b->layer == nullptr) return 0;
+  if (!std::isfinite(position[0]) || !std::isfinite(position[1]) ||
+      !std::isfinite(position[2])) {
+    lastErrorReport("a vertex position is not finite");
+    b->failed = true;
+    return 0;
+  }
+  uint32_t key[9];
+  int32_t words = 0;
+  for (int i = 0; i < 3; ++i) key[words++] = bitsOf(position[i]);
+  if (b->uvs)
+    for (int i = 0; i < 2; ++i) key[words++] = bitsOf(uv ? uv[i] : 0.0f);
+  if (b->colours)
+    for (int i = 0; i < 4; ++i) key[words++] = bitsOf(colour ? colour[i] : 1.0f);
+
+  int32_t point = keysFind(b->layerKeys, key);
+  if (point == 0) {
+    const int32_t first = keysFind(b->positions, key);
+    if (first != 0 && b->usedBy[static_cast<size_t>(first)] != b->layerIndex) {
+      point = first;
+    } else {
+      point = b->nextPoint;
+      if (point == INT32_MAX ||
+          !addPoint(b->model, point, position[0], position[1], position[2])) {
+        if (point == INT32_MAX) lastErrorReport("too many points");
+        b->failed = true;
+        return 0;
+      }
+      ++b->nextPoint;
+      ++b->counts.points;
+      b->usedBy.push_back(0);
+      if (first == 0) keysAdd(&b->positions, key, point);
+    }
+    b->usedBy[static_cast<size_t>(point)] = b->layerIndex;
+    keysAdd(&b->layerKeys, key, point);
+    if (b->colours) {
+      Colour* c = tableInsertT<Colour>(&b->layer->colours, point);
+      const float rgba[4] = {colour ? colour[0] : 1.0f, colour ? colour[1] : 1.0f,
+                             colour ? colour[2] : 1.0f, colour ? colour[3] : 1.0f};
+      if (c != nullptr) *c = {rgba[0], rgba[1], rgba[2], rgba[3]};
+      if (!b->anyColour) std::memcpy(b->firstColour, rgba, sizeof rgba);
+      b->uniform = b->uniform && std::memcmp(b->firstColour, rgba, sizeof rgba) == 0;
+      b->anyColour = true;
+    }
+    if (b->uvs && b->image != nullptr) {
+      Uvee* u = tableInsertT<Uvee>(&b->image->uvees, point);
+      if (u != nullptr) *u = {point, uv ? uv[0] : 0.0f, uv ? uv[1] : 0.0f};
+    }
+  }
+  if (normal != nullptr && std::isfinite(normal[0]) && std::isfinite(normal[1]) &&
+      std::isfinite(normal[2])) {
+    VectorEntry* stored = tableFindT<VectorEntry>(&b->layer->normals, point);
+    if (stored == nullptr) {
+      stored = tableInsertT<VectorEntry>(&b->layer->normals, point);
+      if (stored != nullptr) *stored = {normal[0], normal[1], normal[2], 0};
+    } else if (std::fabs(stored->x - normal[0]) > 1e-5f ||
+               std::fabs(stored->y - normal[1]) > 1e-5f ||
+               std::fabs(stored->z - normal[2]) > 1e-5f) {
+      b->conflicted.push_back(point);
+    }
+  }
+  return point;
+}
+
+void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
+  if (b->failed || a == 0 || c == 0 || d == 0) return;
+  const int32_t points[3] = {a, c, d};
+  if (addTriangleToLayer(b->model, b->layer, 3, points, 0) == 0) {
+    b->failed = true;
+    return;
+  }
+  ++b->counts.triangles;
+}
+
+void importEndLines(ImportBuilder* b) {
+  if (!b->failed && b->polyline.size() >= 2) {
+    if (addLineToLayer(b->model, b->layer, static_cast<int32_t>(b->polyline.size()),
+                       b->polyline.data(), 0) == 0) {
+      b->failed = true;
+    } else {
+      ++b->counts.lines;
+    }
+  }
+  b->polyline.clear();
+}
+
+void importSegment(ImportBuilder* b, int32_t a, int32_t c) {
+  if (b->failed || a == 0 || c == 0) return;
+  const bool continues = !b->polyline.empty() && b->polyline.back() == a &&
+                         b->polyline.size() < static_cast<size_t>(kAddPolygonMaxPoints);
+  if (!continues) {
+    importEndLines(b);
+    b->polyline.push_back(a);
+  }
+  b->polyline.push_back(c);
+}
+
+void importEndLayer(ImportBuilder* b) {
+  if (b->layer == nullptr) return;
+  importEndLines(b);
+  Layer* layer = b->layer;
+  for (int32_t point : b->conflicted) tableRemove(&layer->normals, point);
+  if (b->anyColour && b->uniform) {
+    // One colour for every vertex is the layer's colour.
+    tableRelease(&layer->colours);
+    float rgb[3] = {b->firstColour[0], b->firstColour[1], b->firstColour[2]};
+    storedColour(rgb);
+    setLayerColour(b->model, layer, rgb);
+    if (b->firstColour[3] < 1.0f) {
+      layer->opacity *= b->firstColour[3] > 0.0f ? b->firstColour[3] : 0.0f;
+      layer->transparent = 1;
+    }
+  } else if (b->anyColour) {
+    tableForEach<const Colour>(&layer->colours, [&](const Colour* c, int32_t) {
+      if (c->a < 1.0f) layer->transparent = 1;
+    });
+  }
+  if (tableCount(&layer->colours) > 0 || tableCount(&layer->normals) > 0)
+    noteEntriesAdded(b->model, layer);
+  touchLayer(b->model, layer);
+  b->layer = nullptr;
+  b->image = nullptr;
+}

@@ -1,0 +1,84 @@
+// Building a model from another tool's meshes, vertex by vertex, whatever
+// read them (import_scene.h reads them through assimp). Everything arrives
+// in the model's own z-up space.
+//
+// Vertices become points: vertices at the same position are one point,
+// across meshes and layers, except that within one layer vertices that
+// differ in texture coordinates or colour are kept apart (a seam): another
+// point is made at that position. A point's normal is kept in its layer
+// only when every vertex joined into it agrees on it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "model/records.h"
+
+// How a layer looks, from the mesh's material.
+struct ImportLook {
+  float colour[3];     // display colour, 0..1
+  float opacity;       // 1 opaque
+  bool twoSided;
+  std::string texture;  // the picture's file as the mesh names it; "" none
+};
+
+struct ImportCounts {
+  int32_t points = 0;
+  int32_t triangles = 0;
+  int32_t lines = 0;
+  int32_t layers = 0;
+};
+
+// A vertex key table: open addressing over keys of a fixed number of
+// 32-bit words, to the point number stored for each.
+struct VertexKeys {
+  int32_t words = 3;
+  std::vector<uint32_t> keys;     // words per entry
+  std::vector<int32_t> values;    // point number per entry
+  std::vector<int32_t> buckets;   // entry + 1; 0 empty
+};
+
+struct ImportBuilder {
+  Model* model = nullptr;
+  VertexKeys positions;             // position -> first point made there
+  VertexKeys layerKeys;             // this layer's vertices -> point
+  std::vector<int32_t> usedBy;      // by point number: layer that used it
+  int32_t nextPoint = 1;
+  ImportCounts counts;
+  std::vector<std::string> notes;   // status lines worth showing
+  // The layer being built.
+  Layer* layer = nullptr;
+  int32_t layerIndex = 0;
+  bool uvs = false, colours = false;
+  Image* image = nullptr;
+  std::vector<int32_t> conflicted;  // points whose normals disagree
+  bool uniform = true;              // every vertex colour alike so far
+  float firstColour[4] = {0, 0, 0, 0};
+  bool anyColour = false;
+  std::vector<int32_t> polyline;    // segments being joined into a line
+  bool failed = false;              // LastError says why
+};
+
+// `model` is empty and stays owned by the caller.
+void importBegin(ImportBuilder* b, Model* model);
+// Starts a layer named after `name` (whitespace made "_", a leading "#"
+// too, cut to fit; "_2", "_3", ... appended while the name is taken).
+// `uvs` and `colours` say whether its vertices carry texture coordinates
+// and colours. `imageDirectory` is put in front of a texture's relative
+// file name ("" none). False (LastError) when it cannot be made.
+bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
+                 bool uvs, bool colours, const char* imageDirectory);
+// The point for a vertex of the current layer; normal, uv (top-left
+// origin) and colour (display colour, RGBA) may be null. 0 on failure.
+int32_t importVertex(ImportBuilder* b, const float position[3],
+                     const float* normal, const float* uv,
+                     const float* colour);
+void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d);
+// Segments that continue one another are joined into one line.
+void importSegment(ImportBuilder* b, int32_t a, int32_t c);
+// Ends the current layer's run of segments (at the end of each mesh).
+void importEndLines(ImportBuilder* b);
+// Ends the current layer: normals that disagreed are dropped, and vertex
+// colours that are all alike become the layer's colour.
+void importEndLayer(ImportBuilder* b);

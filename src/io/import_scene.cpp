@@ -1,0 +1,395 @@
+// The one place that talks to assimp: it reads the file into its scene,
+// and the scene's meshes go through the import builder, node by node.
+#include "io/import_scene.h"
+
+#include <sys/stat.h>
+
+#include <assimp/DefaultIOSystem.h>
+#include <assimp/Importer.hpp>
+#include <assimp/material.h>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "io/export_scene.h"
+#include "io/read_file.h"
+#include "model/last_error.h"
+#include "model/model.h"
+
+namespace {
+
+// Files assimp opens besides the one named (material libraries, textures,
+// external buffers) must be regular files too: a FIFO or /dev/zero named
+// in an OBJ would otherwise hang the interpreter. Nothing is ever written.
+class RegularFilesOnly : public Assimp::DefaultIOSystem {
+ public:
+  using Assimp::DefaultIOSystem::Exists;
+  using Assimp::DefaultIOSystem::Open;
+  bool Exists(const char* file) const override {
+    struct stat info;
+    return file != nullptr && ::stat(file, &info) == 0 && S_ISREG(info.st_mode);
+  }
+  Assimp::IOStream* Open(const char* file, const char* mode) override {
+    if (mode == nullptr || std::strchr(mode, 'r') == nullptr ||
+        std::strpbrk(mode, "wa+") != nullptr || !Exists(file))
+      return nullptr;
+    return Assimp::DefaultIOSystem::Open(file, mode);
+  }
+};
+
+// Bytes in memory stand alone: no file beside them is read.
+class NoFiles : public Assimp::DefaultIOSystem {
+ public:
+  using Assimp::DefaultIOSystem::Exists;
+  using Assimp::DefaultIOSystem::Open;
+  bool Exists(const char*) const override { return false; }
+  Assimp::IOStream* Open(const char*, const char*) override { return nullptr; }
+};
+
+constexpr unsigned kReadSteps = aiProcess_Triangulate | aiProcess_FlipUVs |
+                                aiProcess_ValidateDataStructure;
+
+std::string lowerExtension(const std::string& path) {
+  const size_t dot = path.rfind('.');
+  const size_t slash = path.rfind('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash))
+    return std::string();
+  std::string ext = path.substr(dot + 1);
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return ext;
+}
+
+// What the format says about its numbers.
+struct SourceKind {
+  bool linearColours;  // glTF keeps colours as linear light
+  bool facetNormals;   // STL's normals are its faces', not the model's
+  bool zUp;            // 3MF and AMF are z-up, as this model is
+};
+
+SourceKind kindOf(const std::string& extension) {
+  return {extension == "gltf" || extension == "glb", extension == "stl",
+          extension == "3mf" || extension == "amf"};
+}
+
+inline float displayColour(float c, bool linearLight) {
+  if (!linearLight) return c;
+  c = c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c;
+  return c <= 0.0031308f ? c * 12.92f
+                         : static_cast<float>(1.055 * std::pow(c, 1.0 / 2.4) - 0.055);
+}
+
+ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
+  ImportLook look = {{0.0f, 0.0f, 0.0f}, 1.0f, false, std::string()};
+  if (material == nullptr) return look;
+  aiString name;
+  const bool standIn = material->Get(AI_MATKEY_NAME, name) == AI_SUCCESS &&
+                       std::strcmp(name.C_Str(), AI_DEFAULT_MATERIAL_NAME) == 0;
+  aiColor4D colour;
+  aiColor3D diffuse;
+  // assimp's stand-in material for files without any keeps the layer's
+  // own default colour.
+  if (!standIn && material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) == AI_SUCCESS) {
+    look.colour[0] = displayColour(diffuse.r, kind.linearColours);
+    look.colour[1] = displayColour(diffuse.g, kind.linearColours);
+    look.colour[2] = displayColour(diffuse.b, kind.linearColours);
+  } else if (!standIn && material->Get(AI_MATKEY_BASE_COLOR, colour) == AI_SUCCESS) {
+    look.colour[0] = displayColour(colour.r, kind.linearColours);
+    look.colour[1] = displayColour(colour.g, kind.linearColours);
+    look.colour[2] = displayColour(colour.b, kind.linearColours);
+  }
+  float opacity = 1.0f;
+  if (material->Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS && std::isfinite(opacity))
+    look.opacity = opacity < 0.0f ? 0.0f : opacity > 1.0f ? 1.0f : opacity;
+  int twoSided = 0;
+  if (material->Get(AI_MATKEY_TWOSIDED, twoSided) == AI_SUCCESS) look.twoSided = twoSided != 0;
+  aiString texture;
+  if (material->GetTexture(aiTextureType_DIFFUSE, 0, &texture) == AI_SUCCESS ||
+      material->GetTexture(aiTextureType_BASE_COLOR, 0, &texture) == AI_SUCCESS)
+    look.texture = texture.C_Str();
+  return look;
+}
+
+bool usableName(const aiString& name) {
+  return name.length > 0 && name.C_Str()[0] != '<';
+}
+
+// The node's name, else the mesh's, else the material's, else the file's.
+std::string layerNameOf(const aiScene* scene, const aiNode* node,
+                        const aiMesh* mesh, const std::string& fileName) {
+  if (usableName(node->mName)) return node->mName.C_Str();
+  if (usableName(mesh->mName)) return mesh->mName.C_Str();
+  if (mesh->mMaterialIndex < scene->mNumMaterials) {
+    aiString name;
+    if (scene->mMaterials[mesh->mMaterialIndex]->Get(AI_MATKEY_NAME, name) == AI_SUCCESS &&
+        usableName(name) && std::strcmp(name.C_Str(), AI_DEFAULT_MATERIAL_NAME) != 0)
+      return name.C_Str();
+  }
+  return fileName;
+}
+
+Affine affineOf(const aiMatrix4x4& t) {
+  return {{t.a1, t.a2, t.a3, t.a4, t.b1, t.b2, t.b3, t.b4, t.c1, t.c2, t.c3, t.c4}};
+}
+
+struct Conversion {
+  const aiScene* scene;
+  SourceKind kind;
+  const char* imageDirectory;
+  std::string fileName;
+  ImportBuilder* builder;
+  std::vector<int32_t> pointOf;  // by vertex of the mesh at hand
+};
+
+// One mesh as a node places it, into the builder's current layer.
+void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place) {
+  ImportBuilder* b = c->builder;
+  double normals[9];
+  normalMatrix(place, normals);
+  const bool turned = affineDeterminant(place) < 0.0;
+  const bool withNormals = mesh->HasNormals() && !c->kind.facetNormals;
+  const bool withUvs = mesh->HasTextureCoords(0);
+  const bool withColours = mesh->HasVertexColors(0);
+  c->pointOf.assign(mesh->mNumVertices, 0);
+  for (unsigned v = 0; v < mesh->mNumVertices && !b->failed; ++v) {
+    const aiVector3D& p = mesh->mVertices[v];
+    const double in[3] = {p.x, p.y, p.z};
+    double out[3];
+    applyAffine(place, in, out);
+    const float position[3] = {static_cast<float>(out[0]), static_cast<float>(out[1]),
+                               static_cast<float>(out[2])};
+    float normal[3], uv[2], colour[4];
+    bool hasNormal = false;
+    if (withNormals) {
+      const aiVector3D& n = mesh->mNormals[v];
+      double t[3];
+      for (int r = 0; r < 3; ++r)
+        t[r] = normals[r * 3] * n.x + normals[r * 3 + 1] * n.y + normals[r * 3 + 2] * n.z;
+      const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
+      if (length > 0.0 && std::isfinite(length)) {
+        for (int r = 0; r < 3; ++r) normal[r] = static_cast<float>(t[r] / length);
+        hasNormal = true;
+      }
+    }
+    if (withUvs) {
+      uv[0] = mesh->mTextureCoords[0][v].x;
+      uv[1] = mesh->mTextureCoords[0][v].y;
+    }
+    if (withColours) {
+      const aiColor4D& k = mesh->mColors[0][v];
+      colour[0] = displayColour(k.r, c->kind.linearColours);
+      colour[1] = displayColour(k.g, c->kind.linearColours);
+      colour[2] = displayColour(k.b, c->kind.linearColours);
+      colour[3] = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
+    }
+    c->pointOf[v] = importVertex(b, position, hasNormal ? normal : nullptr,
+                                 withUvs ? uv : nullptr, withColours ? colour : nullptr);
+  }
+  auto point = [&](unsigned index) {
+    return index < mesh->mNumVertices ? c->pointOf[index] : 0;
+  };
+  for (unsigned f = 0; f < mesh->mNumFaces && !b->failed; ++f) {
+    const aiFace& face = mesh->mFaces[f];
+    if (face.mNumIndices == 3) {
+      const int32_t a = point(face.mIndices[0]), d = point(face.mIndices[1]),
+                    e = point(face.mIndices[2]);
+      if (turned) {
+        importTriangle(b, d, a, e);
+      } else {
+        importTriangle(b, a, d, e);
+      }
+    } else if (face.mNumIndices == 2) {
+      importSegment(b, point(face.mIndices[0]), point(face.mIndices[1]));
+    }
+  }
+  importEndLines(b);
+}
+
+// The node's meshes, a layer per material, then its children.
+bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
+  const aiScene* scene = c->scene;
+  std::vector<bool> done(node->mNumMeshes, false);
+  for (unsigned i = 0; i < node->mNumMeshes; ++i) {
+    if (done[i] || node->mMeshes[i] >= scene->mNumMeshes) continue;
+    const aiMesh* first = scene->mMeshes[node->mMeshes[i]];
+    const unsigned material = first->mMaterialIndex;
+    bool uvs = false, colours = false, faces = false;
+    for (unsigned k = i; k < node->mNumMeshes; ++k) {
+      if (node->mMeshes[k] >= scene->mNumMeshes) continue;
+      const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
+      if (mesh->mMaterialIndex != material) continue;
+      uvs = uvs || mesh->HasTextureCoords(0);
+      colours = colours || mesh->HasVertexColors(0);
+      faces = faces || mesh->mNumFaces > 0;
+    }
+    if (!faces) continue;
+    const aiMaterial* look = material < scene->mNumMaterials ? scene->mMaterials[material] : nullptr;
+    const std::string name = layerNameOf(scene, node, first, c->fileName);
+    if (!importLayer(c->builder, name.c_str(), lookOf(look, c->kind), uvs, colours,
+                     c->imageDirectory))
+      return false;
+    for (unsigned k = i; k < node->mNumMeshes; ++k) {
+      if (node->mMeshes[k] >= scene->mNumMeshes) continue;
+      const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
+      if (mesh->mMaterialIndex != material) continue;
+      done[k] = true;
+      addMesh(c, mesh, place);
+    }
+    importEndLayer(c->builder);
+    if (c->builder->failed) return false;
+  }
+  return true;
+}
+
+bool convertScene(Conversion* c) {
+  const aiScene* scene = c->scene;
+  // y-up files come into z-up space; a file that is z-up, by its format
+  // or by its own word (FBX), stays as it is.
+  Affine root = yUpTurnInverse();
+  int32_t upAxis = 1;
+  if (c->kind.zUp ||
+      (scene->mMetaData != nullptr && scene->mMetaData->Get("UpAxis", upAxis) && upAxis == 2))
+    root = identityAffine();
+  struct Pending {
+    const aiNode* node;
+    Affine parent;
+  };
+  std::vector<Pending> stack = {{scene->mRootNode, root}};
+  while (!stack.empty()) {
+    const Pending here = stack.back();
+    stack.pop_back();
+    const Affine place = composeAffine(here.parent, affineOf(here.node->mTransformation));
+    if (!convertNode(c, here.node, place)) return false;
+    // Children in their order: pushed last to first.
+    for (unsigned i = here.node->mNumChildren; i-- > 0;)
+      if (here.node->mChildren[i] != nullptr) stack.push_back({here.node->mChildren[i], place});
+  }
+  return true;
+}
+
+// The scene as a new model; null with LastError ("could not import: ...").
+Model* modelFromScene(const aiScene* scene, const std::string& path,
+                      const std::string& extension, const char* imageDirectory,
+                      ImportReport* report) {
+  const std::string name = importedModelName(path.c_str());
+  const size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+  Model* model = createModel(nullptr, (directory + name + ".mod").c_str(), nullptr);
+  if (model == nullptr) model = createModel(nullptr, (directory + "imported.mod").c_str(), nullptr);
+  if (model == nullptr) return nullptr;
+  ImportBuilder builder;
+  importBegin(&builder, model);
+  Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}};
+  const bool converted = scene->mRootNode != nullptr && convertScene(&c);
+  if (!converted || builder.failed ||
+      builder.counts.triangles + builder.counts.lines == 0) {
+    const std::string why = builder.failed || !converted
+                                ? (lastErrorText() ? lastErrorText() : "out of memory")
+                                : "no triangles or lines in it";
+    lastErrorReportf("could not import: %s: %s", path.c_str(), why.c_str());
+    freeModel(model);
+    return nullptr;
+  }
+  if (report != nullptr) {
+    report->counts = builder.counts;
+    report->notes = builder.notes;
+  }
+  return model;
+}
+
+// assimp's PLY reader never returns from some broken headers (a NUL byte
+// in a comment will do), so the header is checked here first: printable
+// text lines from "ply" to "end_header".
+constexpr size_t kHeaderLook = 64 * 1024;
+
+const char* brokenHeader(const unsigned char* head, size_t size,
+                         const std::string& extension) {
+  const bool ply = size >= 3 && std::memcmp(head, "ply", 3) == 0;
+  if (!ply) return extension == "ply" ? "not a PLY file" : nullptr;
+  static const char kEnd[] = "\nend_header";
+  const size_t endLength = sizeof kEnd - 1;
+  for (size_t i = 0; i < size; ++i) {
+    const unsigned char c = head[i];
+    if (c == '\n' && size - i > endLength &&
+        std::memcmp(head + i, kEnd, endLength) == 0) {
+      const unsigned char after = head[i + endLength];
+      if (after == '\n' || after == '\r') return nullptr;
+    }
+    if (c != '\n' && c != '\r' && c != '\t' && (c < 0x20 || c > 0x7e))
+      return "broken PLY header";
+  }
+  return "broken PLY header";
+}
+
+Model* refused(const std::string& path, const char* why) {
+  lastErrorReportf("could not import: %s: %s", path.c_str(), why);
+  return nullptr;
+}
+
+}  // namespace
+
+std::string importedModelName(const char* path) {
+  std::string name = path;
+  const size_t slash = name.rfind('/');
+  if (slash != std::string::npos) name = name.substr(slash + 1);
+  const size_t dot = name.rfind('.');
+  if (dot != std::string::npos && dot > 0) name.resize(dot);
+  return name.empty() ? std::string("imported") : name;
+}
+
+Model* importModelFile(const char* path, const char* imageDirectory,
+                       ImportReport* report) {
+  const std::string file = path != nullptr ? path : "";
+  ReadOpen why = kReadOpened;
+  FILE* probe = openForReading(file.c_str(), &why);
+  if (probe == nullptr) {
+    lastErrorReportf("%s: %s", readRefusalWords(why), file.c_str());
+    return nullptr;
+  }
+  unsigned char head[kHeaderLook];
+  const size_t got = std::fread(head, 1, sizeof head, probe);
+  std::fclose(probe);
+  if (const char* broken = brokenHeader(head, got, lowerExtension(file)))
+    return refused(file, broken);
+  try {
+    Assimp::Importer importer;
+    importer.SetIOHandler(new RegularFilesOnly);
+    const aiScene* scene = importer.ReadFile(file, kReadSteps);
+    if (scene == nullptr) return refused(file, importer.GetErrorString());
+    return modelFromScene(scene, file, lowerExtension(file), imageDirectory, report);
+  } catch (const std::bad_alloc&) {
+    return refused(file, "out of memory");
+  } catch (const std::exception& e) {
+    return refused(file, e.what());
+  } catch (...) {
+    return refused(file, "the reader failed");
+  }
+}
+
+Model* importModelBytes(const void* data, size_t size, const char* extension,
+                        ImportReport* report) {
+  const std::string ext = extension != nullptr ? extension : "";
+  const std::string name = "memory." + ext;
+  if (data == nullptr || size == 0) return refused(name, "the file is empty");
+  if (const char* broken = brokenHeader(static_cast<const unsigned char*>(data),
+                                        size < kHeaderLook ? size : kHeaderLook,
+                                        lowerExtension(name)))
+    return refused(name, broken);
+  try {
+    Assimp::Importer importer;
+    importer.SetIOHandler(new NoFiles);
+    const aiScene* scene = importer.ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
+    if (scene == nullptr) return refused(name, importer.GetErrorString());
+    return modelFromScene(scene, name, lowerExtension(name), nullptr, report);
+  } catch (const std::bad_alloc&) {
+    return refused(name, "out of memory");
+  } catch (const std::exception& e) {
+    return refused(name, e.what());
+  } catch (...) {
+    return refused(name, "the reader failed");
+  }
+}

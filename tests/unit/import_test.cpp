@@ -1,0 +1,311 @@
+// The importer: how vertices become points (joined by position, kept apart
+// at seams), which normals and colours survive, layer names; round trips
+// through every y-up export give back the points, triangles and facing;
+// broken files are refused with a reason and never crash.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "io/export_scene.h"
+#include "io/exporters.h"
+#include "io/import_build.h"
+#include "io/import_scene.h"
+#include "model/children.h"
+#include "model/last_error.h"
+#include "model/transform.h"
+#include "read_back.h"
+#include "test_files.h"
+
+namespace {
+
+using Position = std::array<float, 3>;
+
+std::vector<Position> positions(const Model* m) {
+  std::vector<Position> out;
+  tableForEach<const Point>(&m->points, [&](const Point* p, int32_t) {
+    out.push_back({p->x, p->y, p->z});
+  });
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+int32_t triangles(const Model* m) {
+  int32_t n = 0;
+  tableForEach<const Layer>(&m->layers, [&](const Layer* layer, int32_t) {
+    tableForEach<const Triangle>(&layer->triangles, [&](const Triangle* t, int32_t) {
+      n += stripTriangleCount(t->count);
+    });
+  });
+  return n;
+}
+
+// Signed volume of every layer's triangles: positive when they face out.
+double volume(const Model* m) {
+  double v = 0.0;
+  tableForEach<const Layer>(&m->layers, [&](const Layer* layer, int32_t) {
+    tableForEach<const Triangle>(&layer->triangles, [&](const Triangle* t, int32_t) {
+      forEachStripTriangle(t->points, t->count, [&](int32_t a, int32_t b, int32_t c) {
+        const Point* p[3] = {findPoint(m, a), findPoint(m, b), findPoint(m, c)};
+        v += (p[0]->x * (double{p[1]->y} * p[2]->z - double{p[1]->z} * p[2]->y) -
+              p[0]->y * (double{p[1]->x} * p[2]->z - double{p[1]->z} * p[2]->x) +
+              p[0]->z * (double{p[1]->x} * p[2]->y - double{p[1]->y} * p[2]->x)) /
+             6.0;
+      });
+    });
+  });
+  return v;
+}
+
+ImportLook plainLook() { return {{0.5f, 0.5f, 0.5f}, 1.0f, false, ""}; }
+
+// ---- Building -----------------------------------------------------------------
+
+TEST(ImportBuild, VerticesJoinByPositionButSeamsKeepTheirOwnPoints) {
+  Model* m = createModel(nullptr, "b.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  ASSERT_TRUE(importLayer(&b, "first", plainLook(), true, false, nullptr));
+  const float p[3] = {1, 2, 3}, q[3] = {4, 5, 6};
+  const float uvA[2] = {0, 0}, uvB[2] = {1, 0};
+  const int32_t a = importVertex(&b, p, nullptr, uvA, nullptr);
+  EXPECT_EQ(importVertex(&b, p, nullptr, uvA, nullptr), a);
+  const int32_t seam = importVertex(&b, p, nullptr, uvB, nullptr);
+  EXPECT_NE(seam, a);  // same place, other picture corner
+  importEndLayer(&b);
+  // Another layer at the same place takes the first point, with its own uv.
+  ASSERT_TRUE(importLayer(&b, "first", plainLook(), false, false, nullptr));
+  EXPECT_EQ(importVertex(&b, p, nullptr, nullptr, nullptr), a);
+  EXPECT_NE(importVertex(&b, q, nullptr, nullptr, nullptr), a);
+  importEndLayer(&b);
+  EXPECT_EQ(b.counts.points, 3);
+  EXPECT_EQ(b.counts.layers, 2);
+  // The second layer of that name got another.
+  EXPECT_NE(findLayer(m, "first_2"), nullptr);
+  const Uvee* uv = tableFindT<Uvee>(
+      &tableFindT<Image>(&findLayer(m, "first")->images, 1)->uvees, seam);
+  ASSERT_NE(uv, nullptr);
+  EXPECT_EQ(uv->u, 1.0f);
+  freeModel(m);
+}
+
+TEST(ImportBuild, NormalsSurviveOnlyWhereTheJoinedVerticesAgree) {
+  Model* m = createModel(nullptr, "n.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  ASSERT_TRUE(importLayer(&b, "n", plainLook(), false, false, nullptr));
+  const float p[3] = {0, 0, 0}, q[3] = {1, 0, 0};
+  const float up[3] = {0, 0, 1}, side[3] = {1, 0, 0};
+  const int32_t a = importVertex(&b, p, up, nullptr, nullptr);
+  importVertex(&b, p, side, nullptr, nullptr);  // a corner of another face
+  const int32_t c = importVertex(&b, q, up, nullptr, nullptr);
+  importVertex(&b, q, up, nullptr, nullptr);
+  importEndLayer(&b);
+  const Layer* layer = findLayer(m, "n");
+  EXPECT_EQ(tableFind(&layer->normals, a), nullptr);
+  EXPECT_NE(tableFind(&layer->normals, c), nullptr);
+  freeModel(m);
+}
+
+TEST(ImportBuild, OneColourForEveryVertexBecomesTheLayerColour) {
+  Model* m = createModel(nullptr, "c.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  const float p[3] = {0, 0, 0}, q[3] = {1, 0, 0};
+  const float black[4] = {0, 0, 0, 1};
+  const float red[4] = {1, 0, 0, 1}, blue[4] = {0, 0, 1, 0.5f};
+  ASSERT_TRUE(importLayer(&b, "same", plainLook(), false, true, nullptr));
+  importVertex(&b, p, nullptr, nullptr, black);
+  importVertex(&b, q, nullptr, nullptr, black);
+  importEndLayer(&b);
+  ASSERT_TRUE(importLayer(&b, "mixed", plainLook(), false, true, nullptr));
+  importVertex(&b, p, nullptr, nullptr, red);
+  importVertex(&b, q, nullptr, nullptr, blue);
+  importEndLayer(&b);
+  const Layer* same = findLayer(m, "same");
+  EXPECT_EQ(tableCount(&same->colours), 0);
+  // Black is no colour to a layer line (0 0 0 draws grey); it stays as
+  // dark as it can.
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(same->origin[k], 1.0f / 255.0f);
+  const Layer* mixed = findLayer(m, "mixed");
+  EXPECT_EQ(tableCount(&mixed->colours), 2);
+  EXPECT_EQ(mixed->transparent, 1);
+  freeModel(m);
+}
+
+TEST(ImportBuild, SegmentsJoinIntoLinesAndNamesAreMadeSafe) {
+  Model* m = createModel(nullptr, "l.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  ASSERT_TRUE(importLayer(&b, "#a b\tc", plainLook(), false, false, nullptr));
+  int32_t pts[4];
+  for (int i = 0; i < 4; ++i) {
+    const float p[3] = {float(i), 0, 0};
+    pts[i] = importVertex(&b, p, nullptr, nullptr, nullptr);
+  }
+  importSegment(&b, pts[0], pts[1]);
+  importSegment(&b, pts[1], pts[2]);
+  importSegment(&b, pts[0], pts[3]);  // starts elsewhere: a line of its own
+  importEndLayer(&b);
+  const Layer* layer = findLayer(m, "_a_b_c");
+  ASSERT_NE(layer, nullptr);
+  EXPECT_EQ(tableCount(&layer->lines), 2);
+  EXPECT_EQ(b.counts.lines, 2);
+  const float bad[3] = {0, NAN, 0};
+  ASSERT_TRUE(importLayer(&b, "x", plainLook(), false, false, nullptr));
+  EXPECT_EQ(importVertex(&b, bad, nullptr, nullptr, nullptr), 0);
+  EXPECT_TRUE(b.failed);
+  freeModel(m);
+}
+
+// ---- Round trips --------------------------------------------------------------
+
+// A box, a child box turned and placed, a mirrored half box, a line.
+Model* sampleModel() {
+  Model* m = read_back::box("sample.mod");
+  Model* child = read_back::box("part.mod");
+  const float angles[3] = {0, 0, 90}, at[3] = {10, 0, 0}, scale[3] = {1, 1, 2};
+  float rotation[9];
+  turnFromAngles(angles, rotation);
+  addChild(m, child, "part", at, scale, rotation, nullptr, 1.0f);
+  read_back::addBox(m, "half", 20, 5, 5, 5, 1, 1, 1);
+  setLayerMirror(m, findLayer(m, "half"), kAxisZ);
+  const int32_t line[3] = {1, 2, 4};
+  addLine(m, "skin", 3, line, 0);
+  flushForExport(m);
+  return m;
+}
+
+// What the exports hold: the model with its children placed and its
+// reflections made, as absorbing and baking make them.
+std::vector<Position> expectedPositions() {
+  std::vector<Position> out;
+  for (int k = 0; k < 2; ++k)
+    for (int j = 0; j < 2; ++j)
+      for (int i = 0; i < 2; ++i) {
+        out.push_back({2.0f * i, 3.0f * j, 4.0f * k});
+        // The child: (x, y, z) -> (10 - y, x, 2z).
+        out.push_back({10.0f - 3.0f * j, 2.0f * i, 8.0f * k});
+        out.push_back({5.0f + i, 5.0f + j, 5.0f + k});
+        out.push_back({5.0f + i, 5.0f + j, -5.0f - k});
+      }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+struct RoundTrip {
+  ExportFormat format;
+  const char* file;
+  bool lines;  // whether the format carries lines
+};
+
+TEST(ImportRoundTrip, EveryYUpExportComesBackWithItsPointsAndFacing) {
+  const std::string dir = test_files::tempDir("roundtrip");
+  const RoundTrip kTrips[] = {{ExportFormat::kStl, "a.stl", false},
+                              {ExportFormat::kObj, "a.obj", true},
+                              {ExportFormat::kStlBinary, "b.stl", false},
+                              {ExportFormat::kPly, "a.ply", false},
+                              {ExportFormat::kGlb, "a.glb", true}};
+  Model* m = sampleModel();
+  const std::vector<Position> expected = expectedPositions();
+  for (const RoundTrip& trip : kTrips) {
+    SCOPED_TRACE(trip.file);
+    const std::string path = dir + trip.file;
+    ASSERT_EQ(exportModel(m, {trip.format, path.c_str(), true}), 1) << lastErrorText();
+    ImportReport report;
+    Model* back = importModelFile(path.c_str(), nullptr, &report);
+    ASSERT_NE(back, nullptr) << lastErrorText();
+    EXPECT_EQ(triangles(back), 12 + 12 + 2 * 12);
+    EXPECT_EQ(report.counts.lines, trip.lines ? 1 : 0);
+    // 8 x 3 faces of 1 x 1, 2 x 4 x 3 x 2 ... : 24 + 48 + 2 x 1.
+    EXPECT_NEAR(volume(back), 24.0 + 48.0 + 2.0, 1e-3);
+    const std::vector<Position> got = positions(back);
+    ASSERT_EQ(got.size(), expected.size());
+    for (size_t i = 0; i < got.size(); ++i)
+      for (int k = 0; k < 3; ++k) EXPECT_NEAR(got[i][k], expected[i][k], 1e-5);
+    freeModel(back);
+  }
+  freeModel(m);
+}
+
+TEST(ImportRoundTrip, LayerNamesColoursAndNormalsComeBackFromGlb) {
+  const std::string dir = test_files::tempDir("roundtrip_looks");
+  Model* m = read_back::box("looks.mod");
+  const float rgb[3] = {0.25f, 0.5f, 1.0f};
+  setLayerColour(m, findLayer(m, "skin"), rgb);
+  setTransparency(m, "skin", 0.5f);
+  addNormal(m, "skin", 1, 0, 0, 1);
+  const std::string path = dir + "looks.glb";
+  flushForExport(m);
+  ASSERT_EQ(exportModel(m, {ExportFormat::kGlb, path.c_str(), false}), 1);
+  Model* back = importModelFile(path.c_str(), nullptr, nullptr);
+  ASSERT_NE(back, nullptr) << lastErrorText();
+  EXPECT_STREQ(back->name, "looks");
+  const Layer* skin = findLayer(back, "skin");
+  ASSERT_NE(skin, nullptr);
+  // Through linear light and back.
+  EXPECT_NEAR(skin->origin[0], 0.25f, 1e-3);
+  EXPECT_NEAR(skin->origin[1], 0.5f, 1e-3);
+  EXPECT_NEAR(skin->opacity, 0.5f, 1e-6);
+  // The stored normal comes back turned into z-up space again.
+  const int32_t corner = findPointAt(back, 0, 0, 0);
+  const VectorEntry* n = tableFindT<VectorEntry>(&skin->normals, corner);
+  ASSERT_NE(n, nullptr);
+  EXPECT_NEAR(n->z, 1.0f, 1e-6);
+  freeModel(back);
+  freeModel(m);
+}
+
+// ---- Refusals -------------------------------------------------------------------
+
+TEST(ImportRefusal, BrokenAndTruncatedFilesGiveAReasonNeverACrash) {
+  const std::string dir = test_files::tempDir("broken");
+  Model* m = sampleModel();
+  const RoundTrip kFiles[] = {{ExportFormat::kObj, "x.obj", true},
+                              {ExportFormat::kStlBinary, "x.stl", false},
+                              {ExportFormat::kPly, "x.ply", false},
+                              {ExportFormat::kGlb, "x.glb", true}};
+  for (const RoundTrip& f : kFiles) {
+    SCOPED_TRACE(f.file);
+    const std::string path = dir + f.file;
+    ASSERT_EQ(exportModel(m, {f.format, path.c_str(), true}), 1);
+    const std::string whole = test_files::readFile(path);
+    for (size_t keep : {size_t{0}, size_t{7}, whole.size() / 3, whole.size() - 5}) {
+      test_files::writeFile(path, whole.substr(0, keep));
+      Model* back = importModelFile(path.c_str(), nullptr, nullptr);
+      if (back != nullptr) {
+        // A reader may take what it got; it must hold something then.
+        EXPECT_GT(triangles(back), 0) << keep;
+        freeModel(back);
+        continue;
+      }
+      ASSERT_NE(lastErrorText(), nullptr);
+      EXPECT_EQ(std::string(lastErrorText()).rfind("could not import: " + path, 0), 0u)
+          << lastErrorText();
+    }
+  }
+  EXPECT_EQ(importModelFile((dir + "none.obj").c_str(), nullptr, nullptr), nullptr);
+  EXPECT_STREQ(lastErrorText(), ("could not find: " + dir + "none.obj").c_str());
+  ASSERT_EQ(mkfifo((dir + "pipe.obj").c_str(), 0600), 0);
+  EXPECT_EQ(importModelFile((dir + "pipe.obj").c_str(), nullptr, nullptr), nullptr);
+  EXPECT_STREQ(lastErrorText(), ("not a regular file: " + dir + "pipe.obj").c_str());
+  freeModel(m);
+}
+
+TEST(ImportRefusal, FilesNamedInsideMustBeRegularFiles) {
+  const std::string dir = test_files::tempDir("inside");
+  ASSERT_EQ(mkfifo((dir + "pipe.mtl").c_str(), 0600), 0);
+  test_files::writeFile(dir + "t.obj",
+                        "mtllib pipe.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+  // The library cannot be read, and is not waited for: the triangle comes.
+  Model* back = importModelFile((dir + "t.obj").c_str(), nullptr, nullptr);
+  ASSERT_NE(back, nullptr) << lastErrorText();
+  EXPECT_EQ(triangles(back), 1);
+  freeModel(back);
+}
+
+}  // namespace
