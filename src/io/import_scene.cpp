@@ -330,6 +330,21 @@ Model* refused(const std::string& path, const char* why) {
   return nullptr;
 }
 
+// Runs a read; whatever the reader throws becomes a refusal, never an
+// exception past this folder.
+template <class Read>
+Model* guarded(const std::string& name, Read read) {
+  try {
+    return read();
+  } catch (const std::bad_alloc&) {
+    return refused(name, "out of memory");
+  } catch (const std::exception& e) {
+    return refused(name, e.what());
+  } catch (...) {
+    return refused(name, "the reader failed");
+  }
+}
+
 }  // namespace
 
 std::string importedModelName(const char* path) {
@@ -355,19 +370,13 @@ Model* importModelFile(const char* path, const char* imageDirectory,
   std::fclose(probe);
   if (const char* broken = brokenHeader(head, got, lowerExtension(file)))
     return refused(file, broken);
-  try {
+  return guarded(file, [&] {
     Assimp::Importer importer;
     importer.SetIOHandler(new RegularFilesOnly);
     const aiScene* scene = importer.ReadFile(file, kReadSteps);
     if (scene == nullptr) return refused(file, importer.GetErrorString());
     return modelFromScene(scene, file, lowerExtension(file), imageDirectory, report);
-  } catch (const std::bad_alloc&) {
-    return refused(file, "out of memory");
-  } catch (const std::exception& e) {
-    return refused(file, e.what());
-  } catch (...) {
-    return refused(file, "the reader failed");
-  }
+  });
 }
 
 Model* importModelBytes(const void* data, size_t size, const char* extension,
@@ -379,17 +388,11 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
                                         size < kHeaderLook ? size : kHeaderLook,
                                         lowerExtension(name)))
     return refused(name, broken);
-  try {
+  return guarded(name, [&] {
     Assimp::Importer importer;
     importer.SetIOHandler(new NoFiles);
     const aiScene* scene = importer.ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
     if (scene == nullptr) return refused(name, importer.GetErrorString());
     return modelFromScene(scene, name, lowerExtension(name), nullptr, report);
-  } catch (const std::bad_alloc&) {
-    return refused(name, "out of memory");
-  } catch (const std::exception& e) {
-    return refused(name, e.what());
-  } catch (...) {
-    return refused(name, "the reader failed");
-  }
+  });
 }
