@@ -563,17 +563,33 @@ proc studio::refuseBusy {} {
     return 0
 }
 
+# The model file to read: the one given, else the one the dialog titled
+# `title` chooses ("" when it is cancelled), made absolute.
+proc studio::modelPath {path title} {
+    if {$path eq ""} {
+        set path [dialog::openFile $title $::studio::modTypes]
+        if {$path eq ""} { return "" }
+    }
+    return [file normalize $path]
+}
+
+# A model just read becomes a document of the studio, the current one.
+proc studio::adopt {id path} {
+    variable S
+    set d [newDoc $id $path]
+    set S(layer) ""
+    choose $d
+    remember $path
+}
+
 # Opens a file in place of every open model. The file is tried beside
 # them first, so that one that does not load leaves them as they were and
 # says why.
 proc studio::openFile {{path ""}} {
     variable S
     if {[refuseBusy]} { return 0 }
-    if {$path eq ""} {
-        set path [dialog::openFile "Open model" $::studio::modTypes]
-        if {$path eq ""} { return 0 }
-    }
-    set path [file normalize $path]
+    set path [modelPath $path "Open model"]
+    if {$path eq ""} { return 0 }
     if {![settleChanges $S(docs)]} { return 0 }
     set ok [busy "Loading [file tail $path]..." {
         if {[catch {load add $path 1} trial]} {
@@ -595,10 +611,7 @@ proc studio::openFile {{path ""}} {
         return 0
     }
     dropAllDocs
-    set d [newDoc $id $path]
-    set S(layer) ""
-    choose $d
-    remember $path
+    adopt $id $path
     fit
     say "Opened [file tail $path]"
     afterChange
@@ -609,11 +622,8 @@ proc studio::openFile {{path ""}} {
 proc studio::addFile {{path ""}} {
     variable S
     if {[refuseBusy]} { return 0 }
-    if {$path eq ""} {
-        set path [dialog::openFile "Add model" $::studio::modTypes]
-        if {$path eq ""} { return 0 }
-    }
-    set path [file normalize $path]
+    set path [modelPath $path "Add model"]
+    if {$path eq ""} { return 0 }
     set ok [busy "Loading [file tail $path]..." {
         if {[catch {load add $path} id]} {
             say "Could not add [file tail $path]: $id" error
@@ -622,10 +632,7 @@ proc studio::addFile {{path ""}} {
         expr {$id ne "0"}
     }]
     if {$ok} {
-        set d [newDoc $id $path]
-        set S(layer) ""
-        choose $d
-        remember $path
+        adopt $id $path
         say "Added [file tail $path]"
     } elseif {$S(current) ne ""} {
         choose $S(current)
