@@ -36,27 +36,35 @@ void keysReset(VertexKeys* k, int32_t words) {
   k->values.clear();
   // A small table again, so that many small layers after a large one do
   // not each clear the large one's buckets.
-  k->buckets.assign(64, 0);
+  k->buckets.assign(128, 0);
+}
+
+inline bool sameKey(const uint32_t* a, const uint32_t* b, int32_t words) {
+  for (int32_t i = 0; i < words; ++i)
+    if (a[i] != b[i]) return false;
+  return true;
 }
 
 int32_t keysFind(const VertexKeys& k, const uint32_t* key) {
-  const size_t mask = k.buckets.size() - 1;
-  const size_t words = static_cast<size_t>(k.words);
-  for (size_t b = hashKey(key, k.words) & mask;; b = (b + 1) & mask) {
-    const int32_t entry = k.buckets[b];
+  const size_t mask = k.buckets.size() / 2 - 1;
+  const uint32_t hash = hashKey(key, k.words);
+  for (size_t b = hash & mask;; b = (b + 1) & mask) {
+    const int32_t entry = k.buckets[2 * b];
     if (entry == 0) return 0;
-    const uint32_t* stored = &k.keys[static_cast<size_t>(entry - 1) * words];
-    if (std::memcmp(stored, key, words * 4) == 0)
-      return k.values[static_cast<size_t>(entry - 1)];
+    if (static_cast<uint32_t>(k.buckets[2 * b + 1]) != hash) continue;
+    const uint32_t* stored = &k.keys[static_cast<size_t>(entry - 1) * static_cast<size_t>(k.words)];
+    if (sameKey(stored, key, k.words)) return k.values[static_cast<size_t>(entry - 1)];
   }
 }
 
 void keysPlace(VertexKeys* k, int32_t entry) {
-  const size_t mask = k->buckets.size() - 1;
+  const size_t mask = k->buckets.size() / 2 - 1;
   const uint32_t* key = &k->keys[static_cast<size_t>(entry) * static_cast<size_t>(k->words)];
-  size_t b = hashKey(key, k->words) & mask;
-  while (k->buckets[b] != 0) b = (b + 1) & mask;
-  k->buckets[b] = entry + 1;
+  const uint32_t hash = hashKey(key, k->words);
+  size_t b = hash & mask;
+  while (k->buckets[2 * b] != 0) b = (b + 1) & mask;
+  k->buckets[2 * b] = entry + 1;
+  k->buckets[2 * b + 1] = static_cast<int32_t>(hash);
 }
 
 // The key must not be there yet.
@@ -64,11 +72,40 @@ void keysAdd(VertexKeys* k, const uint32_t* key, int32_t value) {
   k->keys.insert(k->keys.end(), key, key + k->words);
   k->values.push_back(value);
   const size_t entries = k->values.size();
-  if (2 * entries > k->buckets.size()) {
+  // Two words a bucket (entry + 1, hash), kept at most half full.
+  if (4 * entries > k->buckets.size()) {
     k->buckets.assign(2 * k->buckets.size(), 0);
     for (size_t e = 0; e < entries; ++e) keysPlace(k, static_cast<int32_t>(e));
   } else {
     keysPlace(k, static_cast<int32_t>(entries - 1));
+  }
+}
+
+// ---- Positions ----------------------------------------------------------------
+
+constexpr size_t kRecent = 8192;
+
+void positionsGrow(PositionTable* t, size_t slots) {
+  std::vector<PositionSlot> old(slots, PositionSlot{0, 0, 0, 0});
+  old.swap(t->slots);
+  const size_t mask = t->slots.size() - 1;
+  for (const PositionSlot& s : old) {
+    if (s.point == 0) continue;
+    const uint32_t key[3] = {s.x, s.y, s.z};
+    size_t b = hashKey(key, 3) & mask;
+    while (t->slots[b].point != 0) b = (b + 1) & mask;
+    t->slots[b] = s;
+  }
+}
+
+// The slot of the position: the point made there, or the empty slot that
+// will take it (the table has room for one more).
+PositionSlot* positionSlot(PositionTable* t, const uint32_t key[3]) {
+  if (2 * (t->used + 1) > t->slots.size()) positionsGrow(t, 2 * t->slots.size());
+  const size_t mask = t->slots.size() - 1;
+  for (size_t b = hashKey(key, 3) & mask;; b = (b + 1) & mask) {
+    PositionSlot& s = t->slots[b];
+    if (s.point == 0 || (s.x == key[0] && s.y == key[1] && s.z == key[2])) return &s;
   }
 }
 
@@ -149,10 +186,20 @@ void storedColour(float rgb[3]) {
 
 }  // namespace
 
+void importReserve(ImportBuilder* b, size_t vertices) {
+  size_t slots = b->positions.slots.size();
+  while (slots < 2 * vertices + 2) slots *= 2;
+  if (slots > b->positions.slots.size()) positionsGrow(&b->positions, slots);
+  b->usedBy.reserve(vertices + 1);
+}
+
 void importBegin(ImportBuilder* b, Model* model) {
   b->model = model;
-  keysReset(&b->positions, 3);
+  b->positions.slots.assign(64, PositionSlot{0, 0, 0, 0});
+  b->positions.used = 0;
+  b->positions.recent.assign(kRecent, PositionSlot{0, 0, 0, 0});
   b->usedBy.assign(1, 0);
+  b->usedBy.shrink_to_fit();
   b->nextPoint = 1;
   b->counts = ImportCounts();
   b->layer = nullptr;
@@ -212,11 +259,28 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   if (b->colours)
     for (int i = 0; i < 4; ++i) key[words++] = bitsOf(colour ? colour[i] : 1.0f);
 
-  int32_t point = keysFind(b->layerKeys, key);
+  // Without texture coordinates or colours a layer has one point per
+  // position: the first one made there, which needs no table of its own.
+  const bool seams = words > 3;
+  int32_t point = seams ? keysFind(b->layerKeys, key) : 0;
+  PositionSlot* there = nullptr;
+  PositionSlot* recent = nullptr;
+  if (!seams) {
+    recent = &b->positions.recent[hashKey(key, 3) & (kRecent - 1)];
+    if (recent->point != 0 && recent->x == key[0] && recent->y == key[1] &&
+        recent->z == key[2] &&
+        b->usedBy[static_cast<size_t>(recent->point)] == b->layerIndex)
+      point = recent->point;
+  }
   if (point == 0) {
-    const int32_t first = keysFind(b->positions, key);
-    if (first != 0 && b->usedBy[static_cast<size_t>(first)] != b->layerIndex) {
-      point = first;
+    there = positionSlot(&b->positions, key);
+    if (!seams && there->point != 0 &&
+        b->usedBy[static_cast<size_t>(there->point)] == b->layerIndex)
+      point = there->point;
+  }
+  if (point == 0) {
+    if (there->point != 0 && b->usedBy[static_cast<size_t>(there->point)] != b->layerIndex) {
+      point = there->point;
     } else {
       point = b->nextPoint;
       if (point == INT32_MAX ||
@@ -228,10 +292,14 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
       ++b->nextPoint;
       ++b->counts.points;
       b->usedBy.push_back(0);
-      if (first == 0) keysAdd(&b->positions, key, point);
+      if (there->point == 0) {
+        *there = {key[0], key[1], key[2], point};
+        ++b->positions.used;
+      }
     }
     b->usedBy[static_cast<size_t>(point)] = b->layerIndex;
-    keysAdd(&b->layerKeys, key, point);
+    if (seams) keysAdd(&b->layerKeys, key, point);
+    if (recent != nullptr) *recent = {key[0], key[1], key[2], point};
     if (b->colours) {
       Colour* c = tableInsertT<Colour>(&b->layer->colours, point);
       const float rgba[4] = {colour ? colour[0] : 1.0f, colour ? colour[1] : 1.0f,

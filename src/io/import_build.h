@@ -9,6 +9,7 @@
 // only when every vertex joined into it agrees on it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,9 +40,24 @@ struct VertexKeys {
   std::vector<int32_t> buckets;   // entry + 1; 0 empty
 };
 
+// Position to the first point made there: every vertex asks, so the key
+// lies in the slot itself (one cache line a look, not two).
+struct PositionSlot {
+  uint32_t x, y, z;
+  int32_t point;  // 0: empty
+};
+struct PositionTable {
+  std::vector<PositionSlot> slots;  // a power of two, at most half full
+  size_t used = 0;
+  // The last positions looked at, by hash: files that repeat a vertex for
+  // each triangle (STL, and what assimp makes of OBJ and PLY) ask for the
+  // same few positions again and again, and the table is large.
+  std::vector<PositionSlot> recent;
+};
+
 struct ImportBuilder {
   Model* model = nullptr;
-  VertexKeys positions;             // position -> first point made there
+  PositionTable positions;          // position -> first point made there
   VertexKeys layerKeys;             // this layer's vertices -> point
   std::vector<int32_t> usedBy;      // by point number: layer that used it
   int32_t nextPoint = 1;
@@ -62,6 +78,9 @@ struct ImportBuilder {
 
 // `model` is empty and stays owned by the caller.
 void importBegin(ImportBuilder* b, Model* model);
+// Room for about this many points without growing (the vertices of the
+// meshes to come).
+void importReserve(ImportBuilder* b, size_t vertices);
 // Starts a layer named after `name` (whitespace made "_", a leading "#"
 // too, cut to fit; "_2", "_3", ... appended while the name is taken).
 // `uvs` and `colours` say whether its vertices carry texture coordinates

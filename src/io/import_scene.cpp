@@ -15,11 +15,30 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <stdexcept>
+#include <string>
 
 #include "io/export_scene.h"
 #include "io/read_file.h"
 #include "model/last_error.h"
 #include "model/model.h"
+
+// assimp's own consistency checks (ai_assert) end the process when one
+// fails, and broken files make some fail (its triangulation of a PLY face
+// list cut short, for one). The library calls its handler through the
+// dynamic linker, so this definition takes the place of the library's: a
+// failed check throws, the read that ran into it fails, and the reader
+// below (which catches everything assimp throws) says why. It lives here,
+// with the only calls into assimp, so that it is linked wherever they are.
+namespace Assimp {
+__attribute__((visibility("default"))) void aiAssertViolation(
+    const char* failedExpression, const char* file, int line);
+void aiAssertViolation(const char* failedExpression, const char* file, int line) {
+  throw std::runtime_error(std::string("assimp's own check failed: ") +
+                           (failedExpression ? failedExpression : "?") + " (" +
+                           (file ? file : "?") + ":" + std::to_string(line) + ")");
+}
+}  // namespace Assimp
 
 namespace {
 
@@ -283,6 +302,11 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
   if (model == nullptr) return nullptr;
   ImportBuilder builder;
   importBegin(&builder, model);
+  size_t vertices = 0;
+  for (unsigned i = 0; i < scene->mNumMeshes; ++i)
+    if (scene->mMeshes[i] != nullptr) vertices += scene->mMeshes[i]->mNumVertices;
+  // A broken file may claim any count: the table grows past this instead.
+  importReserve(&builder, (vertices < (size_t{1} << 24) ? vertices : (size_t{1} << 24)) / 4);
   Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}};
   const bool converted = scene->mRootNode != nullptr && convertScene(&c);
   if (!converted || builder.failed ||

@@ -1,0 +1,219 @@
+// Times the interchange formats against assimp in the same process:
+//   export   stlb, ply and glb by our writers ("file export" on the model
+//            in memory) against assimp's exporters (stlb, plyb, glb2) handed
+//            the same mesh as an aiScene (building it is not timed); MB/s
+//            of each one's own file, beside our ASCII STL writer's
+//   import   a 10^6-triangle OBJ, PLY and glb read by "file import" (assimp's
+//            read, then the conversion into a model) against assimp's read
+//            alone with the same steps: the conversion's share of the time
+// Meshes: a jittered torus of 10^4, 10^5 and 10^6 triangles, one layer.
+// Best of 3, wall clock.
+//
+//   build/bench/interchange_bench [maxTriangles]
+
+#include <assimp/Exporter.hpp>
+#include <assimp/Importer.hpp>
+#include <assimp/postprocess.h>
+#include <assimp/scene.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "io/export_scene.h"
+#include "io/export_stl.h"
+#include "io/exporters.h"
+#include "io/import_scene.h"
+#include "model/geometry.h"
+#include "model/last_error.h"
+#include "model/model.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr int kReps = 3;
+
+struct Lcg {
+  uint64_t state;
+  float next() {  // in [-1, 1)
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    return static_cast<float>(static_cast<int64_t>(state >> 40) - (1 << 23)) /
+           static_cast<float>(1 << 23);
+  }
+};
+
+Model* makeTorus(int32_t around, int32_t across) {
+  Model* m = createModel(nullptr, "torus", nullptr);
+  Lcg rng{42};
+  const double pi = 3.14159265358979323846;
+  for (int32_t j = 0; j < across; ++j) {
+    for (int32_t i = 0; i < around; ++i) {
+      const double u = 2 * pi * i / around, v = 2 * pi * j / across;
+      const double r = 300 + 120 * std::cos(v) + rng.next();
+      addPoint(m, j * around + i + 1, static_cast<float>(r * std::cos(u)),
+               static_cast<float>(r * std::sin(u)),
+               static_cast<float>(120 * std::sin(v) + rng.next()));
+    }
+  }
+  Layer* layer = addLayer(m, "skin", 200, 120, 60, 1, 0, kAxisX);
+  for (int32_t j = 0; j < across; ++j) {
+    for (int32_t i = 0; i < around; ++i) {
+      const int32_t a = j * around + i + 1;
+      const int32_t b = j * around + (i + 1) % around + 1;
+      const int32_t c = ((j + 1) % across) * around + i + 1;
+      const int32_t d = ((j + 1) % across) * around + (i + 1) % around + 1;
+      const int32_t t1[3] = {a, b, d}, t2[3] = {a, d, c};
+      addTriangleToLayer(m, layer, 3, t1, 0);
+      addTriangleToLayer(m, layer, 3, t2, 0);
+    }
+  }
+  flushForExport(m);
+  return m;
+}
+
+// The same mesh as assimp holds one: points as vertices, y-up as ours.
+aiScene* sceneOf(const Model* m) {
+  aiScene* scene = new aiScene;
+  scene->mRootNode = new aiNode("torus");
+  scene->mRootNode->mNumMeshes = 1;
+  scene->mRootNode->mMeshes = new unsigned[1]{0};
+  scene->mNumMaterials = 1;
+  scene->mMaterials = new aiMaterial*[1]{new aiMaterial};
+  aiMesh* mesh = new aiMesh;
+  mesh->mPrimitiveTypes = aiPrimitiveType_TRIANGLE;
+  scene->mNumMeshes = 1;
+  scene->mMeshes = new aiMesh*[1]{mesh};
+  const KeyedTable* points = &m->points;
+  mesh->mNumVertices = static_cast<unsigned>(tableCount(points));
+  mesh->mVertices = new aiVector3D[mesh->mNumVertices];
+  for (int32_t s = tableNextSlot(points, -1); s >= 0; s = tableNextSlot(points, s)) {
+    const Point* p = tableAt<Point>(points, s);
+    mesh->mVertices[tableIntKeyAt(points, s) - 1] = aiVector3D(p->x, p->z, -p->y);
+  }
+  const Layer* layer = findLayer(m, "skin");
+  mesh->mNumFaces = static_cast<unsigned>(tableCount(&layer->triangles));
+  mesh->mFaces = new aiFace[mesh->mNumFaces];
+  unsigned f = 0;
+  tableForEach<const Triangle>(&layer->triangles, [&](const Triangle* t, int32_t) {
+    aiFace& face = mesh->mFaces[f++];
+    face.mNumIndices = 3;
+    face.mIndices = new unsigned[3];
+    for (int k = 0; k < 3; ++k) face.mIndices[k] = static_cast<unsigned>(t->points[k] - 1);
+  });
+  return scene;
+}
+
+double bestSeconds(const std::function<bool()>& run) {
+  double best = 1e30;
+  for (int rep = 0; rep < kReps; ++rep) {
+    const auto start = Clock::now();
+    if (!run()) {
+      std::fprintf(stderr, "run failed: %s\n", lastErrorText() ? lastErrorText() : "");
+      std::exit(1);
+    }
+    best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
+  }
+  return best;
+}
+
+double megabytes(const std::string& path) {
+  return static_cast<double>(std::filesystem::file_size(path)) / 1e6;
+}
+
+void exports(int32_t triangles, const std::string& dir) {
+  const int32_t around = static_cast<int32_t>(std::sqrt(triangles / 2.0));
+  const int32_t across = triangles / 2 / around;
+  Model* m = makeTorus(around, across);
+  aiScene* scene = sceneOf(m);
+  const int32_t n = 2 * around * across;
+  const std::string ascii = dir + "/ascii.stl";
+  const double asciiSeconds =
+      bestSeconds([&] { return writeStl(m, ascii.c_str(), "torus"); });
+  std::printf("%9d triangles: ASCII STL %7.1f ms %7.1f MB/s\n", n, asciiSeconds * 1e3,
+              megabytes(ascii) / asciiSeconds);
+  struct Row {
+    const char* name;
+    ExportFormat ours;
+    const char* theirs;
+    const char* ext;
+  };
+  const Row rows[] = {{"stlb", ExportFormat::kStlBinary, "stlb", "stl"},
+                      {"ply", ExportFormat::kPly, "plyb", "ply"},
+                      {"glb", ExportFormat::kGlb, "glb2", "glb"}};
+  Assimp::Exporter exporter;
+  for (const Row& row : rows) {
+    const std::string ours = dir + "/ours." + row.ext;
+    const std::string theirs = dir + "/assimp." + row.ext;
+    const double oursSeconds = bestSeconds(
+        [&] { return exportModel(m, {row.ours, ours.c_str(), false}) == 1; });
+    const double theirSeconds = bestSeconds([&] {
+      return exporter.Export(scene, row.theirs, theirs) == AI_SUCCESS;
+    });
+    std::printf("           %-5s ours %7.1f ms %7.1f MB/s | assimp %7.1f ms %7.1f MB/s"
+                " | %.1fx faster, %.1fx ASCII STL's MB/s\n",
+                row.name, oursSeconds * 1e3, megabytes(ours) / oursSeconds,
+                theirSeconds * 1e3, megabytes(theirs) / theirSeconds,
+                theirSeconds / oursSeconds,
+                (megabytes(ours) / oursSeconds) / (megabytes(ascii) / asciiSeconds));
+  }
+  delete scene;
+  freeModel(m);
+}
+
+void imports(int32_t triangles, const std::string& dir) {
+  const int32_t around = static_cast<int32_t>(std::sqrt(triangles / 2.0));
+  Model* m = makeTorus(around, triangles / 2 / around);
+  struct Row {
+    ExportFormat format;
+    const char* ext;
+  };
+  const Row rows[] = {{ExportFormat::kObj, "obj"}, {ExportFormat::kPly, "ply"},
+                      {ExportFormat::kGlb, "glb"}};
+  for (const Row& row : rows) {
+    const std::string path = dir + "/import." + row.ext;
+    if (exportModel(m, {row.format, path.c_str(), true}) != 1) std::exit(1);
+    const double readSeconds = bestSeconds([&] {
+      Assimp::Importer importer;
+      return importer.ReadFile(path, aiProcess_Triangulate | aiProcess_FlipUVs |
+                                         aiProcess_ValidateDataStructure) != nullptr;
+    });
+    // Freeing the model is not part of importing it.
+    int32_t points = 0;
+    double importSeconds = 1e30;
+    for (int rep = 0; rep < kReps; ++rep) {
+      ImportReport report;
+      const auto start = Clock::now();
+      Model* back = importModelFile(path.c_str(), nullptr, &report);
+      importSeconds = std::min(
+          importSeconds, std::chrono::duration<double>(Clock::now() - start).count());
+      if (back == nullptr) std::exit(1);
+      points = report.counts.points;
+      freeModel(back);
+    }
+    std::printf("  %-4s %6.1f MB: assimp's read %7.1f ms, file import %7.1f ms"
+                " (%d points): conversion adds %4.1f%% (goal: at most 30%%)\n",
+                row.ext, megabytes(path), readSeconds * 1e3, importSeconds * 1e3, points,
+                100.0 * (importSeconds - readSeconds) / readSeconds);
+  }
+  freeModel(m);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int32_t most = argc > 1 ? std::atoi(argv[1]) : 1000000;
+  const std::string dir = (std::filesystem::temp_directory_path() / "interchange_bench").string();
+  std::filesystem::create_directories(dir);
+  std::printf("== export: our writers against assimp's exporters, same process ==\n");
+  for (int32_t n = 10000; n <= most; n *= 10) exports(n, dir);
+  std::printf("== import of %d triangles: file import against assimp's read alone ==\n", most);
+  imports(most, dir);
+  std::filesystem::remove_all(dir);
+  return 0;
+}
