@@ -69,6 +69,10 @@ echo "== picking: indexed against GL selection mode, and against a frame (under 
 xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/pick_bench"
 
 echo
+echo "== the interchange formats and import against assimp in the same process =="
+"$build_dir/bench/interchange_bench"
+
+echo
 echo "== exporting STL and OBJ against assimp export =="
 "$build_dir/bench/export_bench"
 
