@@ -329,6 +329,16 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   return point;
 }
 
+void importPrefetch(const ImportBuilder* b, const float position[3]) {
+  const uint32_t key[3] = {bitsOf(position[0]), bitsOf(position[1]), bitsOf(position[2])};
+  const uint32_t hash = hashKey(key, 3);
+  // A position seen a moment ago is answered from the recent ones.
+  const PositionSlot& recent = b->positions.recent[hash & (kRecent - 1)];
+  if (recent.point != 0 && recent.x == key[0] && recent.y == key[1] && recent.z == key[2])
+    return;
+  __builtin_prefetch(&b->positions.slots[hash & (b->positions.slots.size() - 1)]);
+}
+
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   if (b->failed || a == 0 || c == 0 || d == 0) return;
   const int32_t points[3] = {a, c, d};

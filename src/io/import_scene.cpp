@@ -162,6 +162,7 @@ struct Conversion {
   std::string fileName;
   ImportBuilder* builder;
   std::vector<int32_t> pointOf;  // by vertex of the mesh at hand
+  std::vector<float> positions;  // the same, placed in the model's space
 };
 
 // One mesh as a node places it, into the builder's current layer.
@@ -172,15 +173,22 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place) {
   const bool turned = affineDeterminant(place) < 0.0;
   const bool withNormals = mesh->HasNormals() && !c->kind.facetNormals;
   const bool withUvs = mesh->HasTextureCoords(0);
-  const bool withColours = mesh->HasVertexColors(0);
+  const bool withColours = mesh->HasVertexColors(0) && c->builder->colours;
   c->pointOf.assign(mesh->mNumVertices, 0);
-  for (unsigned v = 0; v < mesh->mNumVertices && !b->failed; ++v) {
+  // Every position first, so that the table slots of those a few vertices
+  // ahead can be fetched while one is being looked up.
+  c->positions.resize(3 * size_t{mesh->mNumVertices});
+  for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
     const aiVector3D& p = mesh->mVertices[v];
     const double in[3] = {p.x, p.y, p.z};
     double out[3];
     applyAffine(place, in, out);
-    const float position[3] = {static_cast<float>(out[0]), static_cast<float>(out[1]),
-                               static_cast<float>(out[2])};
+    for (int k = 0; k < 3; ++k) c->positions[3 * size_t{v} + k] = static_cast<float>(out[k]);
+  }
+  constexpr unsigned kAhead = 16;
+  for (unsigned v = 0; v < mesh->mNumVertices && !b->failed; ++v) {
+    if (v + kAhead < mesh->mNumVertices) importPrefetch(b, &c->positions[3 * size_t{v + kAhead}]);
+    const float* position = &c->positions[3 * size_t{v}];
     float normal[3], uv[2], colour[4];
     bool hasNormal = false;
     if (withNormals) {
@@ -228,6 +236,26 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place) {
   importEndLines(b);
 }
 
+// Whether every mesh of the node from `from` on with that material has
+// vertex colours, all one colour (given back in *colour).
+bool sameColourEverywhere(const aiScene* scene, const aiNode* node, unsigned from,
+                          unsigned material, aiColor4D* colour) {
+  bool any = false;
+  for (unsigned k = from; k < node->mNumMeshes; ++k) {
+    if (node->mMeshes[k] >= scene->mNumMeshes) continue;
+    const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
+    if (mesh->mMaterialIndex != material || mesh->mNumVertices == 0) continue;
+    if (!mesh->HasVertexColors(0)) return false;
+    for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+      const aiColor4D& c = mesh->mColors[0][v];
+      if (!any) *colour = c;
+      any = true;
+      if (!(c == *colour)) return false;
+    }
+  }
+  return any;
+}
+
 // The node's meshes, a layer per material, then its children.
 bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
   const aiScene* scene = c->scene;
@@ -246,10 +274,20 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
       faces = faces || mesh->mNumFaces > 0;
     }
     if (!faces) continue;
-    const aiMaterial* look = material < scene->mNumMaterials ? scene->mMaterials[material] : nullptr;
+    const aiMaterial* material_ = material < scene->mNumMaterials ? scene->mMaterials[material] : nullptr;
+    ImportLook look = lookOf(material_, c->kind);
+    // Vertex colours all alike (PLY files often carry one colour for all)
+    // are the layer's colour: its vertices then need no colour of their own.
+    aiColor4D same;
+    if (colours && sameColourEverywhere(scene, node, i, material, &same)) {
+      colours = false;
+      look.colour[0] = displayColour(same.r, c->kind.linearColours);
+      look.colour[1] = displayColour(same.g, c->kind.linearColours);
+      look.colour[2] = displayColour(same.b, c->kind.linearColours);
+      look.opacity *= same.a < 0.0f ? 0.0f : same.a > 1.0f ? 1.0f : same.a;
+    }
     const std::string name = layerNameOf(scene, node, first, c->fileName);
-    if (!importLayer(c->builder, name.c_str(), lookOf(look, c->kind), uvs, colours,
-                     c->imageDirectory))
+    if (!importLayer(c->builder, name.c_str(), look, uvs, colours, c->imageDirectory))
       return false;
     for (unsigned k = i; k < node->mNumMeshes; ++k) {
       if (node->mMeshes[k] >= scene->mNumMeshes) continue;
@@ -307,7 +345,7 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
     if (scene->mMeshes[i] != nullptr) vertices += scene->mMeshes[i]->mNumVertices;
   // A broken file may claim any count: the table grows past this instead.
   importReserve(&builder, (vertices < (size_t{1} << 24) ? vertices : (size_t{1} << 24)) / 4);
-  Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}};
+  Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}, {}};
   const bool converted = scene->mRootNode != nullptr && convertScene(&c);
   if (!converted || builder.failed ||
       builder.counts.triangles + builder.counts.lines == 0) {
