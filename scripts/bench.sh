@@ -69,6 +69,10 @@ echo "== exporting STL and OBJ against assimp export =="
 "$build_dir/bench/export_bench"
 
 echo
+echo "== stlb, ply and glb export and file import against assimp in the same process =="
+"$build_dir/bench/interchange_bench" "$max_points"
+
+echo
 echo "== the simulation world against the same world built straight on ODE =="
 "$build_dir/bench/sim_bench"
 
