@@ -18,6 +18,7 @@
 
 // How a layer looks, from the mesh's material.
 struct ImportLook {
+  bool coloured;       // false: the layer keeps its default colour
   float colour[3];     // display colour, 0..1
   float opacity;       // 1 opaque
   bool twoSided;

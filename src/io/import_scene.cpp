@@ -103,7 +103,7 @@ inline float displayColour(float c, bool linearLight) {
 }
 
 ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
-  ImportLook look = {{0.0f, 0.0f, 0.0f}, 1.0f, false, std::string()};
+  ImportLook look = {false, {0.0f, 0.0f, 0.0f}, 1.0f, false, std::string()};
   if (material == nullptr) return look;
   aiString name;
   const bool standIn = material->Get(AI_MATKEY_NAME, name) == AI_SUCCESS &&
@@ -113,10 +113,12 @@ ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
   // assimp's stand-in material for files without any keeps the layer's
   // own default colour.
   if (!standIn && material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) == AI_SUCCESS) {
+    look.coloured = true;
     look.colour[0] = displayColour(diffuse.r, kind.linearColours);
     look.colour[1] = displayColour(diffuse.g, kind.linearColours);
     look.colour[2] = displayColour(diffuse.b, kind.linearColours);
   } else if (!standIn && material->Get(AI_MATKEY_BASE_COLOR, colour) == AI_SUCCESS) {
+    look.coloured = true;
     look.colour[0] = displayColour(colour.r, kind.linearColours);
     look.colour[1] = displayColour(colour.g, kind.linearColours);
     look.colour[2] = displayColour(colour.b, kind.linearColours);
@@ -281,6 +283,7 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
     aiColor4D same;
     if (colours && sameColourEverywhere(scene, node, i, material, &same)) {
       colours = false;
+      look.coloured = true;
       look.colour[0] = displayColour(same.r, c->kind.linearColours);
       look.colour[1] = displayColour(same.g, c->kind.linearColours);
       look.colour[2] = displayColour(same.b, c->kind.linearColours);

@@ -61,7 +61,7 @@ double volume(const Model* m) {
   return v;
 }
 
-ImportLook plainLook() { return {{0.5f, 0.5f, 0.5f}, 1.0f, false, ""}; }
+ImportLook plainLook() { return {true, {0.5f, 0.5f, 0.5f}, 1.0f, false, ""}; }
 
 // ---- Building -----------------------------------------------------------------
 
@@ -258,6 +258,28 @@ TEST(ImportRoundTrip, LayerNamesColoursAndNormalsComeBackFromGlb) {
   EXPECT_NEAR(n->z, 1.0f, 1e-6);
   freeModel(back);
   freeModel(m);
+}
+
+TEST(ImportRoundTrip, MaterialsGiveLayerColoursAndNoMaterialKeepsTheDefault) {
+  const std::string dir = test_files::tempDir("materials");
+  test_files::writeFile(dir + "plain.stl",
+                        "solid plain\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\n"
+                        "vertex 1 0 0\nvertex 0 1 0\nendloop\nendfacet\nendsolid plain\n");
+  test_files::writeFile(dir + "dark.mtl", "newmtl coal\nKd 0 0 0\nd 0.5\n");
+  test_files::writeFile(dir + "dark.obj",
+                        "mtllib dark.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\nusemtl coal\nf 1 2 3\n");
+  Model* plain = importModelFile((dir + "plain.stl").c_str(), nullptr, nullptr);
+  ASSERT_NE(plain, nullptr) << lastErrorText();
+  const Layer* layer = tableAt<Layer>(&plain->layers, tableNextSlot(&plain->layers, -1));
+  // assimp's stand-in material: the layer's own default (0 0 0 draws grey).
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(layer->origin[k], 0.0f);
+  Model* dark = importModelFile((dir + "dark.obj").c_str(), nullptr, nullptr);
+  ASSERT_NE(dark, nullptr) << lastErrorText();
+  layer = tableAt<Layer>(&dark->layers, tableNextSlot(&dark->layers, -1));
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(layer->origin[k], 1.0f / 255.0f);
+  EXPECT_FLOAT_EQ(layer->opacity, 0.5f);
+  freeModel(plain);
+  freeModel(dark);
 }
 
 // ---- Refusals -------------------------------------------------------------------
