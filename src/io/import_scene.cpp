@@ -19,6 +19,7 @@
 #include <string>
 
 #include "io/export_scene.h"
+#include "io/import_screen.h"
 #include "io/read_file.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -366,30 +367,6 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
   return model;
 }
 
-// assimp's PLY reader never returns from some broken headers (a NUL byte
-// in a comment will do), so the header is checked here first: printable
-// text lines from "ply" to "end_header".
-constexpr size_t kHeaderLook = 64 * 1024;
-
-const char* brokenHeader(const unsigned char* head, size_t size,
-                         const std::string& extension) {
-  const bool ply = size >= 3 && std::memcmp(head, "ply", 3) == 0;
-  if (!ply) return extension == "ply" ? "not a PLY file" : nullptr;
-  static const char kEnd[] = "\nend_header";
-  const size_t endLength = sizeof kEnd - 1;
-  for (size_t i = 0; i < size; ++i) {
-    const unsigned char c = head[i];
-    if (c == '\n' && size - i > endLength &&
-        std::memcmp(head + i, kEnd, endLength) == 0) {
-      const unsigned char after = head[i + endLength];
-      if (after == '\n' || after == '\r') return nullptr;
-    }
-    if (c != '\n' && c != '\r' && c != '\t' && (c < 0x20 || c > 0x7e))
-      return "broken PLY header";
-  }
-  return "broken PLY header";
-}
-
 Model* refused(const std::string& path, const char* why) {
   lastErrorReportf("could not import: %s: %s", path.c_str(), why);
   return nullptr;
@@ -415,10 +392,13 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     lastErrorReportf("%s: %s", readRefusalWords(why), file.c_str());
     return nullptr;
   }
-  unsigned char head[kHeaderLook];
+  unsigned char head[kScreenBytes];
   const size_t got = std::fread(head, 1, sizeof head, probe);
+  uint64_t fileSize = got;
+  struct stat info;
+  if (::fstat(fileno(probe), &info) == 0) fileSize = static_cast<uint64_t>(info.st_size);
   std::fclose(probe);
-  if (const char* broken = brokenHeader(head, got, lowerExtension(file)))
+  if (const char* broken = screenImport(head, got, fileSize, lowerExtension(file)))
     return refused(file, broken);
   try {
     Assimp::Importer importer;
@@ -440,8 +420,8 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
   const std::string ext = extension != nullptr ? extension : "";
   const std::string name = "memory." + ext;
   if (data == nullptr || size == 0) return refused(name, "the file is empty");
-  if (const char* broken = brokenHeader(static_cast<const unsigned char*>(data),
-                                        size < kHeaderLook ? size : kHeaderLook,
+  if (const char* broken = screenImport(static_cast<const unsigned char*>(data),
+                                        size < kScreenBytes ? size : kScreenBytes, size,
                                         lowerExtension(name)))
     return refused(name, broken);
   try {

@@ -15,6 +15,7 @@
 #include "io/exporters.h"
 #include "io/import_build.h"
 #include "io/import_scene.h"
+#include "io/import_screen.h"
 #include "model/children.h"
 #include "model/last_error.h"
 #include "model/transform.h"
@@ -280,6 +281,36 @@ TEST(ImportRoundTrip, MaterialsGiveLayerColoursAndNoMaterialKeepsTheDefault) {
   EXPECT_FLOAT_EQ(layer->opacity, 0.5f);
   freeModel(plain);
   freeModel(dark);
+}
+
+// ---- The look before assimp ----------------------------------------------------
+
+const char* screen(const std::string& text, const char* extension, uint64_t size = 0) {
+  return screenImport(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+                      size != 0 ? size : text.size(), extension);
+}
+
+TEST(ImportScreen, HeadersAssimpWouldHangOrDrownOnAreRefused) {
+  const std::string ply = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\n";
+  EXPECT_EQ(screen(ply + "end_header\n1\n2\n3\n", "ply"), nullptr);
+  EXPECT_EQ(screen(ply + "end_header\r\n1\n2\n3\n", "ply"), nullptr);
+  EXPECT_STREQ(screen(ply + "end_header", "ply"), "broken PLY header");
+  EXPECT_STREQ(screen(ply + "end_header\xfe 1\n", "ply"), "broken PLY header");
+  EXPECT_STREQ(screen("ply\ncomment a\0b\nend_header\n", "ply"), "broken PLY header");
+  EXPECT_STREQ(screen("solid x\n", "ply"), "not a PLY file");
+  EXPECT_STREQ(screen("ply\nformat ascii 1.0\nelement vertex 99999\nend_header\n", "ply"),
+               "a count in the header is larger than the file");
+  // The same header is fine for a file that long.
+  EXPECT_EQ(screen("ply\nformat ascii 1.0\nelement vertex 99999\nend_header\n", "ply", 200000),
+            nullptr);
+  // PLY by its first bytes whatever the name says.
+  EXPECT_STREQ(screen("ply\nformat ascii 1.0\n", "obj"), "broken PLY header");
+
+  EXPECT_EQ(screen("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", "off"), nullptr);
+  EXPECT_STREQ(screen("OFF\n# big\n3 77777777777777777777777 0\n", "off"),
+               "a count in the header is larger than the file");
+  EXPECT_STREQ(screen("COFF777777 2\n", "off"), "a count in the header is larger than the file");
+  EXPECT_EQ(screen("v 0 0 0\nf 1 2 3\n", "obj"), nullptr);
 }
 
 // ---- Refusals -------------------------------------------------------------------
