@@ -344,11 +344,18 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
   if (model == nullptr) return nullptr;
   ImportBuilder builder;
   importBegin(&builder, model);
-  size_t vertices = 0;
-  for (unsigned i = 0; i < scene->mNumMeshes; ++i)
-    if (scene->mMeshes[i] != nullptr) vertices += scene->mMeshes[i]->mNumVertices;
-  // A broken file may claim any count: the table grows past this instead.
-  importReserve(&builder, (vertices < (size_t{1} << 24) ? vertices : (size_t{1} << 24)) / 4);
+  // About as many points as there are vertices in indexed meshes, and as
+  // faces (twice the points of a closed mesh) where every face has
+  // vertices of its own; a broken file may claim any count, and the table
+  // grows past this instead.
+  size_t vertices = 0, faces = 0;
+  for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
+    if (scene->mMeshes[i] == nullptr) continue;
+    vertices += scene->mMeshes[i]->mNumVertices;
+    faces += scene->mMeshes[i]->mNumFaces;
+  }
+  const size_t expected = vertices < faces ? vertices : faces;
+  importReserve(&builder, expected < (size_t{1} << 24) ? expected : (size_t{1} << 24));
   Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}, {}};
   const bool converted = scene->mRootNode != nullptr && convertScene(&c);
   if (!converted || builder.failed ||
