@@ -374,6 +374,32 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
   return model;
 }
 
+// glTF's JSON, read for screenGltf: a .glb file's first chunk, a .gltf
+// file whole.
+const char* screenGltfFile(const std::string& file, const unsigned char* head, size_t got,
+                           uint64_t fileSize) {
+  uint64_t at = 0, length = 0;
+  if (!glbJson(head, got, &at, &length)) {
+    if (lowerExtension(file) != "gltf") return nullptr;
+    at = 0;
+    length = fileSize;
+  }
+  if (at + length > fileSize) return nullptr;  // assimp says what is wrong
+  std::string json;
+  FILE* in = std::fopen(file.c_str(), "rb");
+  if (in == nullptr) return nullptr;
+  try {
+    json.resize(static_cast<size_t>(length));
+  } catch (const std::exception&) {
+    std::fclose(in);
+    return "out of memory";
+  }
+  const bool read = std::fseek(in, static_cast<long>(at), SEEK_SET) == 0 &&
+                    std::fread(&json[0], 1, json.size(), in) == json.size();
+  std::fclose(in);
+  return read ? screenGltf(json.data(), json.size()) : nullptr;
+}
+
 Model* refused(const std::string& path, const char* why) {
   lastErrorReportf("could not import: %s: %s", path.c_str(), why);
   return nullptr;
@@ -407,6 +433,8 @@ Model* importModelFile(const char* path, const char* imageDirectory,
   std::fclose(probe);
   if (const char* broken = screenImport(head, got, fileSize, lowerExtension(file)))
     return refused(file, broken);
+  if (const char* broken = screenGltfFile(file, head, got, fileSize))
+    return refused(file, broken);
   try {
     Assimp::Importer importer;
     importer.SetIOHandler(new RegularFilesOnly);
@@ -427,10 +455,19 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
   const std::string ext = extension != nullptr ? extension : "";
   const std::string name = "memory." + ext;
   if (data == nullptr || size == 0) return refused(name, "the file is empty");
-  if (const char* broken = screenImport(static_cast<const unsigned char*>(data),
-                                        size < kScreenBytes ? size : kScreenBytes, size,
-                                        lowerExtension(name)))
+  const unsigned char* bytes = static_cast<const unsigned char*>(data);
+  if (const char* broken = screenImport(bytes, size < kScreenBytes ? size : kScreenBytes,
+                                        size, lowerExtension(name)))
     return refused(name, broken);
+  uint64_t at = 0, length = 0;
+  const char* json = reinterpret_cast<const char*>(bytes);
+  const char* broken = nullptr;
+  if (glbJson(bytes, size, &at, &length)) {
+    if (at + length <= size) broken = screenGltf(json + at, static_cast<size_t>(length));
+  } else if (ext == "gltf") {
+    broken = screenGltf(json, size);
+  }
+  if (broken != nullptr) return refused(name, broken);
   try {
     Assimp::Importer importer;
     importer.SetIOHandler(new NoFiles);

@@ -95,3 +95,30 @@ const char* screenImport(const unsigned char* head, size_t headSize,
   if (extension == "ply") return "not a PLY file";
   return screenOff(head, headSize, fileSize);
 }
+
+const char* screenGltf(const char* json, size_t size) {
+  static const char kMode[] = "\"mode\"";
+  const size_t keyLength = sizeof kMode - 1;
+  for (size_t i = 0; i + keyLength < size; ++i) {
+    if (std::memcmp(json + i, kMode, keyLength) != 0) continue;
+    size_t k = i + keyLength;
+    while (k < size && std::isspace(static_cast<unsigned char>(json[k]))) ++k;
+    if (k >= size || json[k] != ':') continue;
+    ++k;
+    while (k < size && std::isspace(static_cast<unsigned char>(json[k]))) ++k;
+    if (k < size && json[k] == '2' && (k + 1 >= size || json[k + 1] < '0' || json[k + 1] > '9'))
+      return "glTF line loops are not read";
+  }
+  return nullptr;
+}
+
+bool glbJson(const unsigned char* head, size_t size, uint64_t* offset,
+             uint64_t* length) {
+  if (size < 20 || std::memcmp(head, "glTF", 4) != 0 || std::memcmp(head + 16, "JSON", 4) != 0)
+    return false;
+  uint32_t chunk = 0;
+  std::memcpy(&chunk, head + 12, 4);  // little-endian, as the format is
+  *offset = 20;
+  *length = chunk;
+  return true;
+}

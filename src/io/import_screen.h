@@ -18,3 +18,12 @@ constexpr size_t kScreenBytes = 64 * 1024;
 // `extension` lower case.
 const char* screenImport(const unsigned char* head, size_t headSize,
                          uint64_t fileSize, const std::string& extension);
+
+// glTF's JSON (a .gltf file, or a .glb file's first chunk): null, or the
+// reason assimp may not read it ("glTF line loops are not read": its
+// reader dereferences null on a primitive of mode 2).
+const char* screenGltf(const char* json, size_t size);
+// Where a .glb file's JSON chunk lies, from its first 20 bytes; false when
+// they are no glb header.
+bool glbJson(const unsigned char* head, size_t size, uint64_t* offset,
+             uint64_t* length);

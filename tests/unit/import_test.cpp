@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -311,6 +312,27 @@ TEST(ImportScreen, HeadersAssimpWouldHangOrDrownOnAreRefused) {
                "a count in the header is larger than the file");
   EXPECT_STREQ(screen("COFF777777 2\n", "off"), "a count in the header is larger than the file");
   EXPECT_EQ(screen("v 0 0 0\nf 1 2 3\n", "obj"), nullptr);
+}
+
+TEST(ImportScreen, GltfLineLoopsAreRefusedWhereverTheyAre) {
+  const std::string loop = "{\"meshes\":[{\"primitives\":[{\"mode\" : 2,\"indices\":1}]}]}";
+  EXPECT_STREQ(screenGltf(loop.data(), loop.size()), "glTF line loops are not read");
+  for (const char* fine : {"{\"mode\":4}", "{\"mode\":20}", "{\"name\":\"mode 2\"}"})
+    EXPECT_EQ(screenGltf(fine, std::strlen(fine)), nullptr) << fine;
+  // A .glb file's JSON lies after its 12-byte header and 8-byte chunk header.
+  std::string glb = "glTF" + std::string("\x02\0\0\0", 4) + std::string(4, '\0');
+  const uint32_t length = static_cast<uint32_t>(loop.size());
+  glb.append(reinterpret_cast<const char*>(&length), 4);
+  glb += "JSON" + loop;
+  uint64_t at = 0, size = 0;
+  ASSERT_TRUE(glbJson(reinterpret_cast<const unsigned char*>(glb.data()), glb.size(), &at, &size));
+  EXPECT_EQ(at, 20u);
+  EXPECT_EQ(size, loop.size());
+  const std::string dir = test_files::tempDir("loop");
+  test_files::writeFile(dir + "loop.glb", glb);
+  EXPECT_EQ(importModelFile((dir + "loop.glb").c_str(), nullptr, nullptr), nullptr);
+  EXPECT_STREQ(lastErrorText(),
+               ("could not import: " + dir + "loop.glb: glTF line loops are not read").c_str());
 }
 
 // ---- Refusals -------------------------------------------------------------------
