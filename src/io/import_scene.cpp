@@ -19,6 +19,8 @@
 #include <string>
 
 #include "io/export_scene.h"
+#include "io/import_child.h"
+#include "io/import_records.h"
 #include "io/import_screen.h"
 #include "io/read_file.h"
 #include "model/last_error.h"
@@ -158,85 +160,88 @@ Affine affineOf(const aiMatrix4x4& t) {
   return {{t.a1, t.a2, t.a3, t.a4, t.b1, t.b2, t.b3, t.b4, t.c1, t.c2, t.c3, t.c4}};
 }
 
+// Vertices and triangles go back in runs of this many.
+constexpr uint32_t kRun = 16384;
+
 struct Conversion {
   const aiScene* scene;
   SourceKind kind;
-  const char* imageDirectory;
   std::string fileName;
-  ImportBuilder* builder;
-  std::vector<int32_t> pointOf;  // by vertex of the mesh at hand
-  std::vector<float> positions;  // the same, placed in the model's space
+  RecordOut* out;
+  std::vector<float> vertex;
+  std::vector<uint32_t> corners, ends;
 };
 
-// One mesh as a node places it, into the builder's current layer.
-void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place) {
-  ImportBuilder* b = c->builder;
+// One mesh as a node places it, into the current layer: its vertices in
+// the model's space, then its triangles (turned round under a placement
+// that reflects) and segments.
+void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerColours) {
   double normals[9];
   normalMatrix(place, normals);
   const bool turned = affineDeterminant(place) < 0.0;
-  const bool withNormals = mesh->HasNormals() && !c->kind.facetNormals;
-  const bool withUvs = mesh->HasTextureCoords(0);
-  const bool withColours = mesh->HasVertexColors(0) && c->builder->colours;
-  c->pointOf.assign(mesh->mNumVertices, 0);
-  // Every position first, so that the table slots of those a few vertices
-  // ahead can be fetched while one is being looked up.
-  c->positions.resize(3 * size_t{mesh->mNumVertices});
+  uint8_t flags = 0;
+  if (mesh->HasNormals() && !c->kind.facetNormals) flags |= kRecordNormals;
+  if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
+  if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
+  const size_t floats = vertexFloats(flags);
+  c->vertex.resize(floats * kRun);
+  putMesh(c->out, flags, mesh->mNumVertices);
+  uint32_t pending = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+    float* at = c->vertex.data() + pending * floats;
     const aiVector3D& p = mesh->mVertices[v];
     const double in[3] = {p.x, p.y, p.z};
     double out[3];
     applyAffine(place, in, out);
-    for (int k = 0; k < 3; ++k) c->positions[3 * size_t{v} + k] = static_cast<float>(out[k]);
-  }
-  constexpr unsigned kAhead = 16;
-  for (unsigned v = 0; v < mesh->mNumVertices && !b->failed; ++v) {
-    if (v + kAhead < mesh->mNumVertices) importPrefetch(b, &c->positions[3 * size_t{v + kAhead}]);
-    const float* position = &c->positions[3 * size_t{v}];
-    float normal[3], uv[2], colour[4];
-    bool hasNormal = false;
-    if (withNormals) {
+    for (int k = 0; k < 3; ++k) *at++ = static_cast<float>(out[k]);
+    if (flags & kRecordNormals) {
       const aiVector3D& n = mesh->mNormals[v];
       double t[3];
       for (int r = 0; r < 3; ++r)
         t[r] = normals[r * 3] * n.x + normals[r * 3 + 1] * n.y + normals[r * 3 + 2] * n.z;
       const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
-      if (length > 0.0 && std::isfinite(length)) {
-        for (int r = 0; r < 3; ++r) normal[r] = static_cast<float>(t[r] / length);
-        hasNormal = true;
-      }
+      const bool usable = length > 0.0 && std::isfinite(length);
+      for (int r = 0; r < 3; ++r)
+        *at++ = usable ? static_cast<float>(t[r] / length) : std::nanf("");
     }
-    if (withUvs) {
-      uv[0] = mesh->mTextureCoords[0][v].x;
-      uv[1] = mesh->mTextureCoords[0][v].y;
+    if (flags & kRecordUvs) {
+      *at++ = mesh->mTextureCoords[0][v].x;
+      *at++ = mesh->mTextureCoords[0][v].y;
     }
-    if (withColours) {
+    if (flags & kRecordColours) {
       const aiColor4D& k = mesh->mColors[0][v];
-      colour[0] = displayColour(k.r, c->kind.linearColours);
-      colour[1] = displayColour(k.g, c->kind.linearColours);
-      colour[2] = displayColour(k.b, c->kind.linearColours);
-      colour[3] = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
+      *at++ = displayColour(k.r, c->kind.linearColours);
+      *at++ = displayColour(k.g, c->kind.linearColours);
+      *at++ = displayColour(k.b, c->kind.linearColours);
+      *at++ = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
     }
-    c->pointOf[v] = importVertex(b, position, hasNormal ? normal : nullptr,
-                                 withUvs ? uv : nullptr, withColours ? colour : nullptr);
+    if (++pending == kRun || v + 1 == mesh->mNumVertices) {
+      putVertices(c->out, c->vertex.data(), pending, floats);
+      pending = 0;
+    }
   }
-  auto point = [&](unsigned index) {
-    return index < mesh->mNumVertices ? c->pointOf[index] : 0;
-  };
-  for (unsigned f = 0; f < mesh->mNumFaces && !b->failed; ++f) {
+  c->corners.clear();
+  c->ends.clear();
+  for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
     const aiFace& face = mesh->mFaces[f];
+    bool inside = true;
+    for (unsigned i = 0; i < face.mNumIndices; ++i)
+      inside = inside && face.mIndices[i] < mesh->mNumVertices;
+    if (!inside) continue;
     if (face.mNumIndices == 3) {
-      const int32_t a = point(face.mIndices[0]), d = point(face.mIndices[1]),
-                    e = point(face.mIndices[2]);
-      if (turned) {
-        importTriangle(b, d, a, e);
-      } else {
-        importTriangle(b, a, d, e);
-      }
+      const uint32_t a = face.mIndices[0], d = face.mIndices[1], e = face.mIndices[2];
+      c->corners.insert(c->corners.end(), {turned ? d : a, turned ? a : d, e});
     } else if (face.mNumIndices == 2) {
-      importSegment(b, point(face.mIndices[0]), point(face.mIndices[1]));
+      c->ends.insert(c->ends.end(), {face.mIndices[0], face.mIndices[1]});
+    }
+    if (c->corners.size() >= 3 * kRun) {
+      putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
+      c->corners.clear();
     }
   }
-  importEndLines(b);
+  putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
+  putSegments(c->out, c->ends.data(), static_cast<uint32_t>(c->ends.size() / 2));
+  putEndMesh(c->out);
 }
 
 // Whether every mesh of the node from `from` on with that material has
@@ -290,18 +295,16 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
       look.colour[2] = displayColour(same.b, c->kind.linearColours);
       look.opacity *= same.a < 0.0f ? 0.0f : same.a > 1.0f ? 1.0f : same.a;
     }
-    const std::string name = layerNameOf(scene, node, first, c->fileName);
-    if (!importLayer(c->builder, name.c_str(), look, uvs, colours, c->imageDirectory))
-      return false;
+    putLayer(c->out, layerNameOf(scene, node, first, c->fileName), look, uvs, colours);
     for (unsigned k = i; k < node->mNumMeshes; ++k) {
       if (node->mMeshes[k] >= scene->mNumMeshes) continue;
       const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
       if (mesh->mMaterialIndex != material) continue;
       done[k] = true;
-      addMesh(c, mesh, place);
+      addMesh(c, mesh, place, colours);
     }
-    importEndLayer(c->builder);
-    if (c->builder->failed) return false;
+    putEndLayer(c->out);
+    if (c->out->failed) return false;
   }
   return true;
 }
@@ -332,18 +335,8 @@ bool convertScene(Conversion* c) {
   return true;
 }
 
-// The scene as a new model; null with LastError ("could not import: ...").
-Model* modelFromScene(const aiScene* scene, const std::string& path,
-                      const std::string& extension, const char* imageDirectory,
-                      ImportReport* report) {
-  const std::string name = importedModelName(path.c_str());
-  const size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-  Model* model = createModel(nullptr, (directory + name + ".mod").c_str(), nullptr);
-  if (model == nullptr) model = createModel(nullptr, (directory + "imported.mod").c_str(), nullptr);
-  if (model == nullptr) return nullptr;
-  ImportBuilder builder;
-  importBegin(&builder, model);
+// The scene's records, sent from the reader's process.
+void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
   // About as many points as there are vertices in indexed meshes, and as
   // faces (twice the points of a closed mesh) where every face has
   // vertices of its own; a broken file may claim any count, and the table
@@ -354,15 +347,56 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
     vertices += scene->mMeshes[i]->mNumVertices;
     faces += scene->mMeshes[i]->mNumFaces;
   }
-  const size_t expected = vertices < faces ? vertices : faces;
-  importReserve(&builder, expected < (size_t{1} << 24) ? expected : (size_t{1} << 24));
-  Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}, {}};
-  const bool converted = scene->mRootNode != nullptr && convertScene(&c);
-  if (!converted || builder.failed ||
-      builder.counts.triangles + builder.counts.lines == 0) {
-    const std::string why = builder.failed || !converted
-                                ? (lastErrorText() ? lastErrorText() : "out of memory")
-                                : "no triangles or lines in it";
+  putReserve(out, vertices < faces ? vertices : faces);
+  Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}};
+  if (scene->mRootNode != nullptr && convertScene(&c)) putDone(out);
+}
+
+// What runs in the reader's process: assimp reads, the scene goes back as
+// records. Everything assimp throws is caught and said.
+template <class Read>
+void readAndSend(const std::string& path, Read read, RecordOut* out) {
+  try {
+    Assimp::Importer importer;
+    const aiScene* scene = read(&importer);
+    if (scene == nullptr) {
+      putError(out, importer.GetErrorString());
+      return;
+    }
+    sendScene(scene, path, out);
+  } catch (const std::bad_alloc&) {
+    putError(out, "out of memory");
+  } catch (const std::exception& e) {
+    putError(out, e.what());
+  } catch (...) {
+    putError(out, "the reader failed");
+  }
+}
+
+// The records of the reader's process as a new model named after `path`,
+// in its directory; null with "could not import: <path>: <why>".
+template <class Read>
+Model* importFrom(const std::string& path, Read read, const char* imageDirectory,
+                  ImportReport* report) {
+  const std::string name = importedModelName(path.c_str());
+  const size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+  Model* model = createModel(nullptr, (directory + name + ".mod").c_str(), nullptr);
+  if (model == nullptr) model = createModel(nullptr, (directory + "imported.mod").c_str(), nullptr);
+  if (model == nullptr) return nullptr;
+  ImportBuilder builder;
+  importBegin(&builder, model);
+  std::string why;
+  bool done = false;
+  try {
+    done = importInChild([&](RecordOut* out) { readAndSend(path, read, out); }, &builder,
+                         imageDirectory, &why);
+  } catch (const std::bad_alloc&) {
+    why = "out of memory";
+  }
+  if (done && builder.counts.triangles + builder.counts.lines == 0)
+    why = "no triangles or lines in it";
+  if (!why.empty()) {
     lastErrorReportf("could not import: %s: %s", path.c_str(), why.c_str());
     freeModel(model);
     return nullptr;
@@ -435,19 +469,13 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     return refused(file, broken);
   if (const char* broken = screenGltfFile(file, head, got, fileSize))
     return refused(file, broken);
-  try {
-    Assimp::Importer importer;
-    importer.SetIOHandler(new RegularFilesOnly);
-    const aiScene* scene = importer.ReadFile(file, kReadSteps);
-    if (scene == nullptr) return refused(file, importer.GetErrorString());
-    return modelFromScene(scene, file, lowerExtension(file), imageDirectory, report);
-  } catch (const std::bad_alloc&) {
-    return refused(file, "out of memory");
-  } catch (const std::exception& e) {
-    return refused(file, e.what());
-  } catch (...) {
-    return refused(file, "the reader failed");
-  }
+  return importFrom(
+      file,
+      [&](Assimp::Importer* importer) {
+        importer->SetIOHandler(new RegularFilesOnly);
+        return importer->ReadFile(file, kReadSteps);
+      },
+      imageDirectory, report);
 }
 
 Model* importModelBytes(const void* data, size_t size, const char* extension,
@@ -468,17 +496,11 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
     broken = screenGltf(json, size);
   }
   if (broken != nullptr) return refused(name, broken);
-  try {
-    Assimp::Importer importer;
-    importer.SetIOHandler(new NoFiles);
-    const aiScene* scene = importer.ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
-    if (scene == nullptr) return refused(name, importer.GetErrorString());
-    return modelFromScene(scene, name, lowerExtension(name), nullptr, report);
-  } catch (const std::bad_alloc&) {
-    return refused(name, "out of memory");
-  } catch (const std::exception& e) {
-    return refused(name, e.what());
-  } catch (...) {
-    return refused(name, "the reader failed");
-  }
+  return importFrom(
+      name,
+      [&](Assimp::Importer* importer) {
+        importer->SetIOHandler(new NoFiles);
+        return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
+      },
+      nullptr, report);
 }

@@ -3,6 +3,7 @@
 // through every y-up export give back the points, triangles and facing;
 // broken files are refused with a reason and never crash.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,6 +16,8 @@
 #include "io/export_scene.h"
 #include "io/exporters.h"
 #include "io/import_build.h"
+#include "io/import_child.h"
+#include "io/import_records.h"
 #include "io/import_scene.h"
 #include "io/import_screen.h"
 #include "model/children.h"
@@ -282,6 +285,76 @@ TEST(ImportRoundTrip, MaterialsGiveLayerColoursAndNoMaterialKeepsTheDefault) {
   EXPECT_FLOAT_EQ(layer->opacity, 0.5f);
   freeModel(plain);
   freeModel(dark);
+}
+
+// ---- The reader's process --------------------------------------------------------
+
+TEST(ImportChild, AReaderThatCrashesTakesOnlyItsOwnProcess) {
+  Model* m = createModel(nullptr, "c.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  std::string why;
+  // Half a layer, then the reader dies.
+  EXPECT_FALSE(importInChild(
+      [](RecordOut* out) {
+        putLayer(out, "half", plainLook(), false, false);
+        flushRecords(out);
+        raise(SIGSEGV);
+      },
+      &b, nullptr, &why));
+  EXPECT_EQ(why.rfind("the reader crashed (", 0), 0u) << why;
+  freeModel(m);
+}
+
+TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
+  Model* m = createModel(nullptr, "r.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  std::string why;
+  // A corner past the mesh's vertices is not followed.
+  EXPECT_FALSE(importInChild(
+      [](RecordOut* out) {
+        putLayer(out, "l", plainLook(), false, false);
+        putMesh(out, 0, 1);
+        const float p[3] = {0, 0, 0};
+        putVertices(out, p, 1, 3);
+        const uint32_t corners[3] = {0, 0, 7};
+        putTriangles(out, corners, 1);
+        putDone(out);
+      },
+      &b, nullptr, &why));
+  EXPECT_NE(why.find("make no sense"), std::string::npos) << why;
+  // A reader's own reason comes back as it said it.
+  Model* n = createModel(nullptr, "n.mod", nullptr);
+  importBegin(&b, n);
+  EXPECT_FALSE(importInChild([](RecordOut* out) { putError(out, "No suitable reader"); }, &b,
+                             nullptr, &why));
+  EXPECT_EQ(why, "No suitable reader");
+  // A whole triangle with a normal that has none for one corner.
+  Model* t = createModel(nullptr, "t.mod", nullptr);
+  importBegin(&b, t);
+  ASSERT_TRUE(importInChild(
+      [](RecordOut* out) {
+        putLayer(out, "tri", plainLook(), false, false);
+        putMesh(out, kRecordNormals, 3);
+        const float v[3][6] = {{0, 0, 0, 0, 0, 1}, {1, 0, 0, NAN, 0, 0}, {0, 1, 0, 0, 0, 1}};
+        putVertices(out, v[0], 2, 6);  // in two runs
+        putVertices(out, v[2], 1, 6);
+        const uint32_t corners[3] = {0, 1, 2};
+        putTriangles(out, corners, 1);
+        putEndMesh(out);
+        putEndLayer(out);
+        putDone(out);
+      },
+      &b, nullptr, &why))
+      << why;
+  const Layer* tri = findLayer(t, "tri");
+  ASSERT_NE(tri, nullptr);
+  EXPECT_EQ(tableCount(&tri->triangles), 1);
+  EXPECT_EQ(tableCount(&tri->normals), 2);
+  freeModel(m);
+  freeModel(n);
+  freeModel(t);
 }
 
 // ---- The look before assimp ----------------------------------------------------
