@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <string>
 
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why) {
@@ -57,7 +58,10 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
     } else if (WIFSIGNALED(status)) {
       *why = std::string("the reader crashed (") + strsignal(WTERMSIG(status)) + ")";
     } else {
-      *why = "the reader stopped before it was done";
+      // A runtime that catches the signal itself (a sanitizer's) ends the
+      // process with a status instead.
+      *why = "the reader crashed (it ended with status " +
+             std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")";
     }
   }
   return done;
