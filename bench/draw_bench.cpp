@@ -1,6 +1,6 @@
 // Times drawModel on grids of 10^4, 10^5 and 10^6 triangles built with the
-// document operations, beside the limit: the same vertices drawn from one
-// prepared buffer object with one glDrawArrays and nothing else, in the
+// document operations, beside the limit: the same mesh drawn indexed from
+// one prepared buffer object with one glDrawElements and nothing else, in the
 // same context, GL state and run (frames of the two alternate). Every
 // frame ends with glFinish, so the times are what the GL took to draw.
 //
@@ -17,6 +17,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "gl_window.h"
@@ -55,9 +57,17 @@ DisplayFlags defaultFlags() {
   return f;
 }
 
+// The limit is the indexed draw of the same mesh: each distinct vertex
+// once in one buffer, the triangles as 32-bit indices into it, one
+// glDrawElements; what a renderer that shared vertices could reach.
 struct Limit {
   GLuint buffer = 0;
+  GLuint indices = 0;
   GLsizei count = 0;
+};
+
+struct VertexBytes {
+  size_t operator()(const std::string& bytes) const { return std::hash<std::string>()(bytes); }
 };
 
 Limit prepareLimit(const Model* model, const DisplayFlags& flags) {
@@ -67,13 +77,31 @@ Limit prepareLimit(const Model* model, const DisplayFlags& flags) {
       model, layer, nullptr,
       flags.gouraud ? kNormalsStoredElseSmooth : kNormalsStoredElseFace, 0.0f,
       kSelection, &vertices);
+  std::unordered_map<std::string, uint32_t, VertexBytes> seen;
+  std::vector<DrawVertex> distinct;
+  std::vector<uint32_t> indices;
+  indices.reserve(vertices.triangles.size());
+  for (const DrawVertex& v : vertices.triangles) {
+    // The wireframe flag is no part of what an indexed draw shares.
+    DrawVertex key = v;
+    key.outline = 0;
+    const std::string bytes(reinterpret_cast<const char*>(&key), sizeof key);
+    auto found = seen.emplace(bytes, static_cast<uint32_t>(distinct.size()));
+    if (found.second) distinct.push_back(key);
+    indices.push_back(found.first->second);
+  }
   Limit limit;
-  limit.count = static_cast<GLsizei>(vertices.triangles.size());
+  limit.count = static_cast<GLsizei>(indices.size());
   glGenBuffers(1, &limit.buffer);
   glBindBuffer(GL_ARRAY_BUFFER, limit.buffer);
-  glBufferData(GL_ARRAY_BUFFER, vertices.triangles.size() * sizeof(DrawVertex),
-               vertices.triangles.data(), GL_STATIC_DRAW);
+  glBufferData(GL_ARRAY_BUFFER, distinct.size() * sizeof(DrawVertex), distinct.data(),
+               GL_STATIC_DRAW);
   glBindBuffer(GL_ARRAY_BUFFER, 0);
+  glGenBuffers(1, &limit.indices);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, limit.indices);
+  glBufferData(GL_ELEMENT_ARRAY_BUFFER, indices.size() * sizeof(uint32_t), indices.data(),
+               GL_STATIC_DRAW);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
   return limit;
 }
 
@@ -89,7 +117,9 @@ void drawLimit(const Limit& limit) {
                   reinterpret_cast<void*>(offsetof(DrawVertex, normal)));
   glColorPointer(4, GL_UNSIGNED_BYTE, stride,
                  reinterpret_cast<void*>(offsetof(DrawVertex, colour)));
-  glDrawArrays(GL_TRIANGLES, 0, limit.count);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, limit.indices);
+  glDrawElements(GL_TRIANGLES, limit.count, GL_UNSIGNED_INT, nullptr);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
   glDisableClientState(GL_VERTEX_ARRAY);
   glDisableClientState(GL_NORMAL_ARRAY);
   glDisableClientState(GL_COLOR_ARRAY);
@@ -144,6 +174,7 @@ void runSize(ModelDisplays* store, int triangles, int frames) {
               edited, primitives);
   std::fflush(stdout);
   glDeleteBuffers(1, &limit.buffer);
+  glDeleteBuffers(1, &limit.indices);
   releaseModelDisplay(store, model);
   freeModel(model);
 }

@@ -140,7 +140,7 @@ double runWorld(int n, int steps, dReal* endZ) {
   const float size[3] = {kSide, kSide, kSide}, zero[3] = {0, 0, 0};
   for (const auto& c : dropGrid(n)) {
     const int32_t body = simAddBody(&w, true, c.data(), kIdentity);
-    simEnableShape(&w, simAddShape(&w, kSimBox, body, 1, 1, 1, zero, size, kIdentity));
+    simEnableShape(&w, simAddShape(&w, kShapeBox, body, 1, 1, 1, zero, size, kIdentity));
   }
   simReset(&w, scaleFor(n));
   const auto start = Clock::now();

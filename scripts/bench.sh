@@ -61,8 +61,16 @@ echo "== drawing a model against one prepared buffer (under a private Xvfb) =="
 xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/draw_bench"
 
 echo
+echo "== drawing a textured model against one prepared textured buffer (under a private Xvfb) =="
+xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/texture_bench"
+
+echo
 echo "== picking: indexed against GL selection mode, and against a frame (under a private Xvfb) =="
 xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/pick_bench"
+
+echo
+echo "== the interchange formats and import against assimp in the same process =="
+"$build_dir/bench/interchange_bench"
 
 echo
 echo "== exporting STL and OBJ against assimp export =="
@@ -75,6 +83,11 @@ echo "== stlb, ply and glb export and file import against assimp in the same pro
 echo
 echo "== the simulation world against the same world built straight on ODE =="
 "$build_dir/bench/sim_bench"
+
+echo
+echo "== the studio's undo: an edit, an undo, a redo and the frames after them (under a private Xvfb) =="
+MODELR_BUILD="$(cd "$build_dir" && pwd)" xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" \
+  wish bench/studio_undo.tcl
 
 echo
 echo "== simulate ticks with a trivial procedure =="

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs the main job: the viewer on the
-# sample robot. With a display it opens the window; without one (or with
-# CI set) it draws under a private Xvfb, writes a capture and says where.
+# Installs what is missing, builds, and runs the main job: the studio on
+# the sample robot when there is a display. Without one (or with CI set)
+# the viewer draws the sample under a private Xvfb, writes a capture and
+# says where.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
 bash scripts/build.sh
 if [[ -n "${DISPLAY:-}" && -z "${CI:-}" ]]; then
-  exec wish app/viewer.tcl "$@"
+  exec wish app/studio.tcl "$@"
 fi
 exec xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" \
   wish app/viewer.tcl "$@" --capture build/viewer.tga

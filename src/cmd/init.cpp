@@ -93,7 +93,7 @@ int strictCommand(ClientData data, Tcl_Interp* interp, int objc, Tcl_Obj* const 
   x.reports.swap(outerReports);
   x.statuses.swap(outerStatuses);
   if (code != TCL_OK) return code;
-  return strictOutcome(x, argv[1], reports, statuses);
+  return strictOutcome(x, argv[1], objc > 2 ? argv[2] : "", reports, statuses);
 }
 // The interpreter is being deleted: no tick may come after it, and the
 // world goes with it.

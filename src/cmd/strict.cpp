@@ -5,6 +5,7 @@
 
 #include "cmd/help.h"
 #include "cmd/host_tcl.h"
+#include "model/last_error.h"
 
 namespace {
 
@@ -12,8 +13,8 @@ namespace {
 // word no table knows), NOMODEL, FILE (a file could not be read or
 // written) or REFUSED (the document said no).
 // Words of the messages that say a file could not be read or written.
-const char* const kFileWords[] = {"could not", "cannot open", "failed", "(file:",
-                                  "TGA", "permission denied", "not a regular file"};
+const char* const kFileWords[] = {"could not", "cannot open", "(file:", "TGA",
+                                  "permission denied", "not a regular file"};
 
 bool aboutFiles(const std::string& text) {
   for (const char* word : kFileWords)
@@ -21,11 +22,20 @@ bool aboutFiles(const std::string& text) {
   return false;
 }
 
+// A status line of a load or save that went wrong ("Load failed" too).
+bool failingStatus(const std::string& line) {
+  return aboutFiles(line) || line.find("failed") != std::string::npos;
+}
+
+bool fileFamily(const char* family) {
+  return std::strcmp(family, "file") == 0 || std::strcmp(family, "pose") == 0;
+}
+
 const char* reasonOf(const char* family, const std::string& text) {
   if (text.find("usage:") != std::string::npos) return "USAGE";
   if (text.compare(0, 15, "modelr: unknown") == 0) return "UNKNOWN";
   if (text.find("no model selected") != std::string::npos) return "NOMODEL";
-  if (aboutFiles(text) || std::strcmp(family, "file") == 0) return "FILE";
+  if (aboutFiles(text) || fileFamily(family)) return "FILE";
   return "REFUSED";
 }
 
@@ -62,7 +72,8 @@ void raiseRefusal(Tcl_Interp* interp, const char* family, const std::string& ref
   Tcl_SetErrorCode(interp, "MODELR", family, reasonOf(family, refusal), nullptr);
 }
 
-int strictOutcome(Extension& x, const char* family, const std::vector<std::string>& reports,
+int strictOutcome(Extension& x, const char* family, const char* word,
+                  const std::vector<std::string>& reports,
                   const std::vector<std::string>& statuses) {
   Tcl_Interp* interp = x.interp;
   const char* result = Tcl_GetStringResult(interp);
@@ -71,8 +82,15 @@ int strictOutcome(Extension& x, const char* family, const std::vector<std::strin
   // The first status line that tells of a failure says the most ("could
   // not find: f.mod" before "Load failed" and a result "... failed").
   for (size_t i = 0; refusal.empty() && i < statuses.size(); ++i)
-    if (aboutFiles(statuses[i])) refusal = statuses[i];
+    if (failingStatus(statuses[i])) refusal = statuses[i];
   if (refusal.empty() && std::strncmp(result, "modelr: ", 8) == 0) refusal = result;
+  // A save or export answers 0 and keeps its reason to itself.
+  if (refusal.empty() && std::strcmp(family, "file") == 0 && std::strcmp(result, "0") == 0 &&
+      (std::strcmp(word, "save") == 0 || std::strcmp(word, "export") == 0)) {
+    const char* reason = lastErrorText();
+    refusal = std::string("modelr: file ") + word + " failed" +
+              (reason != nullptr && reason[0] != '\0' ? std::string(": ") + reason : "");
+  }
   if (!refusal.empty()) {
     raiseRefusal(interp, family, refusal);
     return TCL_ERROR;

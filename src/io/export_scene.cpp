@@ -189,10 +189,8 @@ bool cornerPosition(const HalfView& v, int32_t point, float out[3]) {
 }
 
 bool cornerNormal(const HalfView& v, int32_t point, float out[3]) {
-  const VectorEntry* n = nullptr;
-  if (v.layerNormals) n = tableFindT<VectorEntry>(v.layerNormals, point);
-  if (n == nullptr && v.modelNormals)
-    n = tableFindT<VectorEntry>(v.modelNormals, point);
+  const VectorEntry* n =
+      tableFindEither<const VectorEntry>(v.layerNormals, v.modelNormals, point);
   if (n == nullptr) return false;
   double in[3] = {n->x, n->y, n->z};
   if (v.axis != 0) in[v.axis - 1] = -in[v.axis - 1];
@@ -208,10 +206,7 @@ bool cornerNormal(const HalfView& v, int32_t point, float out[3]) {
 }
 
 void cornerColour(const HalfView& v, int32_t point, float out[4]) {
-  const Colour* c = nullptr;
-  if (v.layerColours) c = tableFindT<Colour>(v.layerColours, point);
-  if (c == nullptr && v.modelColours)
-    c = tableFindT<Colour>(v.modelColours, point);
+  const Colour* c = tableFindEither<const Colour>(v.layerColours, v.modelColours, point);
   if (c == nullptr) {
     std::memcpy(out, v.fallback, sizeof v.fallback);
     return;

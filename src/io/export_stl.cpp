@@ -8,10 +8,7 @@
 
 bool writeStl(const Model* model, const char* path, const char* title) {
   TextOut out;
-  if (!textOutOpen(&out, path)) return false;
-  outLiteral(&out, "solid ");
-  outText(&out, title);
-  outChar(&out, '\n');
+  if (!beginStlText(&out, path, title)) return false;
 
   // The lowest corner of the model goes to the origin.
   float offset[3] = {0.0f, 0.0f, 0.0f};
@@ -59,10 +56,7 @@ bool writeStl(const Model* model, const char* path, const char* title) {
     return false;
   }
 
-  outLiteral(&out, "endsolid ");
-  outText(&out, title);
-  outChar(&out, '\n');
-  return textOutCommit(&out);
+  return endStlText(&out, title);
 }
 
 int exportStl(const Model* model, const char* path) {

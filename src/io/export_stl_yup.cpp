@@ -10,6 +10,7 @@
 #include <string>
 
 #include "io/export_scene.h"
+#include "io/export_support.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
 
@@ -60,10 +61,7 @@ bool finite3(const float v[3]) {
 
 bool writeStlYUp(const Model* model, const char* path, const char* title) {
   TextOut out;
-  if (!textOutOpen(&out, path)) return false;
-  outLiteral(&out, "solid ");
-  outText(&out, title);
-  outChar(&out, '\n');
+  if (!beginStlText(&out, path, title)) return false;
   const bool complete =
       eachFileTriangle(model, [&](const float* a, const float* b,
                                   const float* c) {
@@ -82,10 +80,7 @@ bool writeStlYUp(const Model* model, const char* path, const char* title) {
     textOutAbort(&out);
     return false;
   }
-  outLiteral(&out, "endsolid ");
-  outText(&out, title);
-  outChar(&out, '\n');
-  return textOutCommit(&out);
+  return endStlText(&out, title);
 }
 
 bool writeStlBinary(const Model* model, const char* path, const char* title) {

@@ -78,3 +78,18 @@ int exportInPlace(const Model* model, const char* extension,
   exportTarget(model, extension, requested, &path, &title);
   return write(model, path.c_str(), title.c_str()) ? 1 : 0;
 }
+
+bool beginStlText(TextOut* out, const char* path, const char* title) {
+  if (!textOutOpen(out, path)) return false;
+  outLiteral(out, "solid ");
+  outText(out, title);
+  outChar(out, '\n');
+  return true;
+}
+
+bool endStlText(TextOut* out, const char* title) {
+  outLiteral(out, "endsolid ");
+  outText(out, title);
+  outChar(out, '\n');
+  return textOutCommit(out);
+}

@@ -27,6 +27,10 @@ void exportTarget(const Model* model, const char* extension,
 // Three coordinates "%.6f %.6f %.6f\n" with y and z exchanged: the model's
 // z-up space becomes the y-up space of STL and OBJ files.
 void swappedTriple(TextOut* out, double x, double y, double z);
+// An ASCII STL's first line, "solid <title>", after opening the file; and
+// its last, "endsolid <title>", before committing it.
+bool beginStlText(TextOut* out, const char* path, const char* title);
+bool endStlText(TextOut* out, const char* title);
 
 // Scales v to unit length; a zero or non-finite length gives (0, 0, 0).
 void normalise(double v[3]);

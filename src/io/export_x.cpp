@@ -373,8 +373,7 @@ void writeFlatNormals(TextOut* out, const Mesh& mesh) {
 // The stored normal of the point (the layer's, else the model's).
 const VectorEntry* storedNormal(const Model* model, const Layer* layer,
                                 int32_t number) {
-  const VectorEntry* n = tableFindT<VectorEntry>(&layer->normals, number);
-  return n != nullptr ? n : tableFindT<VectorEntry>(&model->normals, number);
+  return tableFindEither<const VectorEntry>(&layer->normals, &model->normals, number);
 }
 
 // Per vertex: its stored normal, else the area-weighted mean of the

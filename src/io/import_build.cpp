@@ -396,7 +396,7 @@ void importEndLayer(ImportBuilder* b) {
     });
   }
   if (tableCount(&layer->colours) > 0 || tableCount(&layer->normals) > 0)
-    noteEntriesAdded(b->model, layer);
+    noteLayerListed(b->model, kEntryLayers, layer);
   touchLayer(b->model, layer);
   b->layer = nullptr;
   b->image = nullptr;

@@ -391,8 +391,9 @@ Model* importFrom(const std::string& path, Read read, const char* imageDirectory
   try {
     done = importInChild([&](RecordOut* out) { readAndSend(path, read, out); }, &builder,
                          imageDirectory, &why);
-  } catch (const std::bad_alloc&) {
-    why = "out of memory";
+  } catch (...) {
+    freeModel(model);
+    throw;  // guarded() says why
   }
   if (done && builder.counts.triangles + builder.counts.lines == 0)
     why = "no triangles or lines in it";
@@ -439,6 +440,21 @@ Model* refused(const std::string& path, const char* why) {
   return nullptr;
 }
 
+// Runs a read; whatever the reader throws becomes a refusal, never an
+// exception past this folder.
+template <class Read>
+Model* guarded(const std::string& name, Read read) {
+  try {
+    return read();
+  } catch (const std::bad_alloc&) {
+    return refused(name, "out of memory");
+  } catch (const std::exception& e) {
+    return refused(name, e.what());
+  } catch (...) {
+    return refused(name, "the reader failed");
+  }
+}
+
 }  // namespace
 
 std::string importedModelName(const char* path) {
@@ -469,13 +485,15 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     return refused(file, broken);
   if (const char* broken = screenGltfFile(file, head, got, fileSize))
     return refused(file, broken);
-  return importFrom(
-      file,
-      [&](Assimp::Importer* importer) {
-        importer->SetIOHandler(new RegularFilesOnly);
-        return importer->ReadFile(file, kReadSteps);
-      },
-      imageDirectory, report);
+  return guarded(file, [&] {
+    return importFrom(
+        file,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new RegularFilesOnly);
+          return importer->ReadFile(file, kReadSteps);
+        },
+        imageDirectory, report);
+  });
 }
 
 Model* importModelBytes(const void* data, size_t size, const char* extension,
@@ -496,11 +514,13 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
     broken = screenGltf(json, size);
   }
   if (broken != nullptr) return refused(name, broken);
-  return importFrom(
-      name,
-      [&](Assimp::Importer* importer) {
-        importer->SetIOHandler(new NoFiles);
-        return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
-      },
-      nullptr, report);
+  return guarded(name, [&] {
+    return importFrom(
+        name,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new NoFiles);
+          return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
+        },
+        nullptr, report);
+  });
 }

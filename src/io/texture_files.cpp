@@ -20,7 +20,8 @@ unsigned char* readPixels(const char* path, int32_t* width, int32_t* height,
   message.text[0] = '\0';
   TgaImage* tga = readTga(path, &message);
   if (tga == nullptr) {
-    std::snprintf(error, sizeof error, "%s",
+    // The reader's message, cut to the room the image keeps for it.
+    std::snprintf(error, sizeof error, "%.*s", static_cast<int>(sizeof error - 1),
                   message.text[0] ? message.text : "TGA read failed");
     return nullptr;
   }

@@ -376,7 +376,7 @@ bool moveImages(Model* model, Layer* from, Layer* to, const KeyedTable* map,
       tableRelease(&uvees);
       return outOfMemory();
     }
-    noteImageAdded(model, to);
+    noteLayerListed(model, kAutoUveeLayers, to);
     tableRelease(&image->uvees);
     *moved = *image;
     moved->uvees = uvees;
@@ -418,7 +418,7 @@ bool absorbLayer(Model* model, const Child* child, Layer* from,
       carryGlobalsOf<Line>(child, &from->lines, to, map, axis) &&
       moveImages(model, from, to, map, axis, automaticUvees);
   // Both changed, also when a step failed halfway.
-  noteEntriesAdded(model, to);
+  noteLayerListed(model, kEntryLayers, to);
   touchLayer(model, to);
   touchLayer(child->model, from);
   if (!ok) return false;

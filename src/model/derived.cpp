@@ -125,7 +125,7 @@ void flushDerived(Model* model) {
   // Only layers with an image of automatic uvees, when the model knows them.
   IndexArray<int32_t> listed, kept;
   bool complete = true;
-  if (takeAutoUveeLayers(model, &listed)) {
+  if (takeListedLayers(model, kAutoUveeLayers, &listed)) {
     for (int32_t i = 0; i < listed.count; ++i) {
       const int32_t s = listed.items[i];
       if (tableNextSlot(&model->layers, s - 1) != s) continue;  // deleted
@@ -139,7 +139,7 @@ void flushDerived(Model* model) {
         complete = kept.push(s) && complete;
     }
   }
-  autoUveeLayersAre(model, &kept, complete);
+  listedLayersAre(model, kAutoUveeLayers, &kept, complete);
 }
 
 

@@ -300,34 +300,27 @@ void staleLayersKnown(Model* model) {
   listSet(&index->stale, &none, true);
 }
 
-void noteImageAdded(Model* model, const Layer* layer) {
-  DocumentIndex* index = existing(model);
-  if (index != nullptr) listPush(&index->automatic, layerSlotOf(model, layer));
+namespace {
+
+SlotList* listOf(DocumentIndex* index, LayerList list) {
+  return list == kAutoUveeLayers ? &index->automatic : &index->entries;
 }
 
-bool takeAutoUveeLayers(Model* model, IndexArray<int32_t>* slots) {
+}  // namespace
+
+void noteLayerListed(Model* model, LayerList list, const Layer* layer) {
   DocumentIndex* index = existing(model);
-  return index != nullptr && listTake(index->automatic, slots);
+  if (index != nullptr) listPush(listOf(index, list), layerSlotOf(model, layer));
 }
 
-void autoUveeLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete) {
+bool takeListedLayers(Model* model, LayerList list, IndexArray<int32_t>* slots) {
+  DocumentIndex* index = existing(model);
+  return index != nullptr && listTake(*listOf(index, list), slots);
+}
+
+void listedLayersAre(Model* model, LayerList list, IndexArray<int32_t>* slots, bool complete) {
   DocumentIndex* index = recordOf(model);
-  if (index != nullptr) listSet(&index->automatic, slots, complete);
-}
-
-void noteEntriesAdded(Model* model, const Layer* layer) {
-  DocumentIndex* index = existing(model);
-  if (index != nullptr) listPush(&index->entries, layerSlotOf(model, layer));
-}
-
-bool takeEntryLayers(Model* model, IndexArray<int32_t>* slots) {
-  DocumentIndex* index = existing(model);
-  return index != nullptr && listTake(index->entries, slots);
-}
-
-void entryLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete) {
-  DocumentIndex* index = recordOf(model);
-  if (index != nullptr) listSet(&index->entries, slots, complete);
+  if (index != nullptr) listSet(listOf(index, list), slots, complete);
 }
 
 bool markCandidates(const Model* model, IndexArray<int32_t>* points,

@@ -90,23 +90,23 @@ bool takeStaleLayers(Model* model, IndexArray<int32_t>* slots);
 // Every layer was looked at: from now on the list is complete.
 void staleLayersKnown(Model* model);
 
-// ---- Layers with automatic uvees -----------------------------------------------
-// The layer took an image (which may have no uvees of its own).
-void noteImageAdded(Model* model, const Layer* layer);
-// The slots of the layers that may hold an image without uvees of its own,
-// in slot order, and true; false when not known (every layer is to be
-// looked at).
-bool takeAutoUveeLayers(Model* model, IndexArray<int32_t>* slots);
+// ---- Listed layers -------------------------------------------------------------
+// Two lists of layers that a pass would otherwise look for among all of
+// them: those that may hold an image without uvees of its own (their
+// automatic uvees are due), and those that may hold colour, normal or
+// surface entries.
+enum LayerList : int32_t {
+  kAutoUveeLayers = 0,
+  kEntryLayers = 1,
+};
+// The layer took an image (kAutoUveeLayers) or an entry (kEntryLayers).
+void noteLayerListed(Model* model, LayerList list, const Layer* layer);
+// The listed slots, in slot order, and true; false when not known (every
+// layer is to be looked at).
+bool takeListedLayers(Model* model, LayerList list, IndexArray<int32_t>* slots);
 // After a look: these are all such layers, unless not `complete` (`slots`
 // is taken over).
-void autoUveeLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete);
-
-// ---- Layers with colour, normal or surface entries ------------------------------
-// The layer took an entry in one of those tables.
-void noteEntriesAdded(Model* model, const Layer* layer);
-// As for automatic uvees: the layers that may hold an entry.
-bool takeEntryLayers(Model* model, IndexArray<int32_t>* slots);
-void entryLayersAre(Model* model, IndexArray<int32_t>* slots, bool complete);
+void listedLayersAre(Model* model, LayerList list, IndexArray<int32_t>* slots, bool complete);
 
 // ---- Marks --------------------------------------------------------------------
 // The points and polygons (lines negated) that may be marked, each once,

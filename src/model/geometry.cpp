@@ -50,7 +50,7 @@ bool storeVector(Model* model, const char* layer, int32_t number, float x,
   if (!resolveTables(model, layer, &tables)) return false;
   VectorEntry* entry = insertOrReport<VectorEntry>(tables.*which, number);
   if (entry == nullptr) return false;
-  if (tables.layer != nullptr) noteEntriesAdded(model, tables.layer);
+  if (tables.layer != nullptr) noteLayerListed(model, kEntryLayers, tables.layer);
   if (std::isnan(x) || std::isnan(y) || std::isnan(z)) {
     x = 0.0f;
     y = 0.0f;
@@ -206,7 +206,7 @@ bool deletePoint(Model* model, int32_t number) {
   // The layers that lost a polygon or may hold an entry, when the model
   // knows them, in slot order; else every layer.
   IndexArray<int32_t> listed, visit, kept;
-  const bool known = index != nullptr && takeEntryLayers(model, &listed) &&
+  const bool known = index != nullptr && takeListedLayers(model, kEntryLayers, &listed) &&
                      visit.reserve(listed.count + emptied.count);
   if (known) {
     visit.count = static_cast<int32_t>(
@@ -240,7 +240,7 @@ bool deletePoint(Model* model, int32_t number) {
          s = tableNextSlot(&model->layers, s))
       clean(s);
   }
-  entryLayersAre(model, &kept, complete);
+  listedLayersAre(model, kEntryLayers, &kept, complete);
   return true;
 }
 
@@ -275,7 +275,7 @@ bool addColour(Model* model, const char* layer, int32_t point, float red,
   }
   Colour* colour = insertOrReport<Colour>(tables.colours, point);
   if (colour == nullptr) return false;
-  if (tables.layer != nullptr) noteEntriesAdded(model, tables.layer);
+  if (tables.layer != nullptr) noteLayerListed(model, kEntryLayers, tables.layer);
   colour->r = red > 1.0f ? 1.0f : red;
   colour->g = green > 1.0f ? 1.0f : green;
   colour->b = blue > 1.0f ? 1.0f : blue;

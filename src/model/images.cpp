@@ -60,7 +60,7 @@ bool addImageTaking(Model* model, const char* layerName, int32_t number,
   if (image == nullptr) {
     image = insertOrReport<Image>(&layer->images, number);
     if (image == nullptr) return false;
-    noteImageAdded(model, layer);
+    noteLayerListed(model, kAutoUveeLayers, layer);
     initImageTables(image);
     // Uvees that arrived before their image: the model's next new image
     // takes the whole table.

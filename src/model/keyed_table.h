@@ -124,6 +124,15 @@ template <class T> T* tableAt(const KeyedTable* t, int32_t slot) {
   return static_cast<T*>(tableElementAt(t, slot));
 }
 
+// The entry of `key` in the first table, else in the second (a layer's
+// colour or normal before the model's); either table may be null.
+template <class T>
+T* tableFindEither(const KeyedTable* first, const KeyedTable* second, int32_t key) {
+  T* found = first != nullptr ? static_cast<T*>(tableFind(first, key)) : nullptr;
+  if (found == nullptr && second != nullptr) found = static_cast<T*>(tableFind(second, key));
+  return found;
+}
+
 // Visits every element in slot order as visit(T* element, int32_t slot).
 template <class T, class Visit>
 void tableForEach(const KeyedTable* t, Visit visit) {

@@ -252,7 +252,7 @@ bool bakeImages(Model* model, const Layer* source, Layer* target) {
     if (texture == nullptr) continue;
     Image* to = tableInsertT<Image>(&target->images, tableIntKeyAt(&source->images, s));
     if (to == nullptr) return outOfMemory();
-    noteImageAdded(model, target);
+    noteLayerListed(model, kAutoUveeLayers, target);
     initImageTables(to);
     to->mode = from->mode;
     to->strength = from->strength;
@@ -476,7 +476,7 @@ bool bakeMirror(Model* model, const char* layer, bool sharePoints) {
     deleteLayer(model, mirrorName);
     return false;
   }
-  noteEntriesAdded(model, target);
+  noteLayerListed(model, kEntryLayers, target);
   touchLayer(model, target);
   source->mirror = 0;
   touchLayer(model, source);

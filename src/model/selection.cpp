@@ -101,13 +101,6 @@ bool place(const Affine& a, const float in[3], float out[3]) {
   return true;
 }
 
-void growBounds(Model* model, const float p[3]) {
-  for (int i = 0; i < 3; ++i) {
-    if (p[i] < model->boundsMin[i]) model->boundsMin[i] = p[i];
-    if (p[i] > model->boundsMax[i]) model->boundsMax[i] = p[i];
-  }
-}
-
 // Moves one position; without `apply` it only checks the result.
 bool moveOne(const Affine& a, float position[3], bool apply) {
   float out[3];
@@ -142,14 +135,7 @@ int32_t walkSelection(Model* model, const Affine& a, const float linear[9],
     if (!marked(point->flags)) continue;
     float p[3] = {point->x, point->y, point->z};
     if (!moveOne(a, p, apply)) return -1;
-    if (apply) {
-      const float from[3] = {point->x, point->y, point->z};
-      point->x = p[0];
-      point->y = p[1];
-      point->z = p[2];
-      notePointMoved(model, tableIntKeyAt(points, s), from);
-      growBounds(model, p);
-    }
+    if (apply) setPointPosition(model, point, tableIntKeyAt(points, s), p);
     ++moved;
   }
   for (int32_t s = tableNextSlot(&model->joints, -1); s >= 0;

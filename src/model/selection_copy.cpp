@@ -143,7 +143,6 @@ void copyPolygons(Model* model, Layer* layer, const KeyedTable* renumber,
 }  // namespace
 
 int32_t copySelection(Model* model) {
-  flushDerived(model);
   IntList originals;
   NumberSet originalSet;
   if (!collectMarkedPoints(model, &originals, &originalSet)) return -1;

@@ -55,9 +55,8 @@ static bool collectMarkedCandidates(const Model* model, IntList* list, NumberSet
   return true;
 }
 
-// The numbers of the marked points in slot order, as a list and a set;
-// false (reported) when out of memory.
-bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set) {
+bool collectMarkedPoints(Model* model, IntList* list, NumberSet* set) {
+  flushDerived(model);
   if (!collectMarkedCandidates(model, list, set)) {
     for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
          s = tableNextSlot(&model->points, s)) {
@@ -163,7 +162,7 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
     carryEntry<VectorEntry>(&source->normals, &target->normals, point, keep);
     carryEntry<VectorEntry>(&source->surface, &target->surface, point, keep);
   }
-  noteEntriesAdded(model, target);
+  noteLayerListed(model, kEntryLayers, target);
   markBoundsStale(model, source);
   markBoundsStale(model, target);
   touchLayer(model, source);
@@ -176,7 +175,6 @@ void relocateFrom(Model* model, Layer* source, Layer* target) {
 // ---- Bulk edits ---------------------------------------------------------------
 
 int32_t deleteSelection(Model* model) {
-  flushDerived(model);
   IntList doomed;
   NumberSet doomedSet;
   if (!collectMarkedPoints(model, &doomed, &doomedSet)) return -1;

@@ -44,8 +44,9 @@ struct NumberSet {
 // the two is smaller.
 void commonKeys(const KeyedTable* table, const IntList& numbers,
                 const NumberSet& numberSet, IntList* out);
-// The numbers of the marked points in slot order, as a list and a set;
+// Brings derived data up to date (an edit of the selection follows), then
+// the numbers of the marked points in slot order, as a list and a set;
 // false (reported) when out of memory.
-bool collectMarkedPoints(const Model* model, IntList* list, NumberSet* set);
+bool collectMarkedPoints(Model* model, IntList* list, NumberSet* set);
 
 }  // namespace selection_detail

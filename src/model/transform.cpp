@@ -21,16 +21,26 @@ void rotationFromAngles(const float angles[3], float rotation[9]) {
   for (int i = 0; i < 9; ++i) rotation[i] = static_cast<float>(r[i]);
 }
 
-void multiply3x3(const float a[9], const float b[9], float out[9]) {
-  float product[9];
-  for (int r = 0; r < 3; ++r) {
-    for (int c = 0; c < 3; ++c) {
+namespace {
+
+// Row-major n x n product summed in double; out may be a or b.
+template <int N>
+void multiplySquare(const float* a, const float* b, float* out) {
+  float product[N * N];
+  for (int r = 0; r < N; ++r) {
+    for (int c = 0; c < N; ++c) {
       double sum = 0.0;
-      for (int k = 0; k < 3; ++k) sum += double{a[r * 3 + k]} * b[k * 3 + c];
-      product[r * 3 + c] = static_cast<float>(sum);
+      for (int k = 0; k < N; ++k) sum += double{a[r * N + k]} * b[k * N + c];
+      product[r * N + c] = static_cast<float>(sum);
     }
   }
   std::memcpy(out, product, sizeof product);
+}
+
+}  // namespace
+
+void multiply3x3(const float a[9], const float b[9], float out[9]) {
+  multiplySquare<3>(a, b, out);
 }
 
 void placePoint(const float position[3], const float rotation[9],
@@ -79,15 +89,7 @@ void scaleAbout(const float factors[3], const float centre[3],
 }
 
 void multiply4x4(const float a[16], const float b[16], float out[16]) {
-  float product[16];
-  for (int r = 0; r < 4; ++r) {
-    for (int c = 0; c < 4; ++c) {
-      double sum = 0.0;
-      for (int k = 0; k < 4; ++k) sum += double{a[r * 4 + k]} * b[k * 4 + c];
-      product[r * 4 + c] = static_cast<float>(sum);
-    }
-  }
-  std::memcpy(out, product, sizeof product);
+  multiplySquare<4>(a, b, out);
 }
 
 void rotation4x4(const float rotation[9], float out[16]) {
@@ -123,13 +125,6 @@ bool finiteOrReport(const float* values, int count) {
   if (allFinite(values, count)) return true;
   lastErrorReport("result out of range");
   return false;
-}
-
-void growBounds(Model* model, const float p[3]) {
-  for (int i = 0; i < 3; ++i) {
-    if (p[i] < model->boundsMin[i]) model->boundsMin[i] = p[i];
-    if (p[i] > model->boundsMax[i]) model->boundsMax[i] = p[i];
-  }
 }
 
 Point* requirePoint(const Model* model, int32_t number) {
@@ -203,13 +198,7 @@ bool placeModelPoint(Model* model, int32_t number, const float p[3]) {
   if (requirePoint(model, number) == nullptr) return false;
   if (!finiteOrReport(p, 3)) return false;
   flushDerived(model);
-  Point* point = findPoint(model, number);
-  const float from[3] = {point->x, point->y, point->z};
-  point->x = p[0];
-  point->y = p[1];
-  point->z = p[2];
-  notePointMoved(model, number, from);
-  growBounds(model, p);
+  setPointPosition(model, findPoint(model, number), number, p);
   touchModel(model);
   return true;
 }
@@ -261,6 +250,20 @@ bool scalePoint(Model* model, int32_t number, const float factors[3],
   return placePointBy(model, number, ScaleAbout{factors, centre});
 }
 
+namespace {
+
+// A finite result goes into the entry and touches its layer (or model).
+bool storeVector(Model* model, Layer* owner, VectorEntry* entry, const float v[3]) {
+  if (!finiteOrReport(v, 3)) return false;
+  entry->x = v[0];
+  entry->y = v[1];
+  entry->z = v[2];
+  touchOwner(model, owner);
+  return true;
+}
+
+}  // namespace
+
 bool moveVector(Model* model, const char* layer, int32_t number,
                 const float offset[3], bool surface) {
   Layer* owner = nullptr;
@@ -268,12 +271,7 @@ bool moveVector(Model* model, const char* layer, int32_t number,
   if (entry == nullptr) return false;
   const float v[3] = {entry->x + offset[0], entry->y + offset[1],
                       entry->z + offset[2]};
-  if (!finiteOrReport(v, 3)) return false;
-  entry->x = v[0];
-  entry->y = v[1];
-  entry->z = v[2];
-  touchOwner(model, owner);
-  return true;
+  return storeVector(model, owner, entry, v);
 }
 
 bool rotateVector(Model* model, const char* layer, int32_t number,
@@ -285,12 +283,7 @@ bool rotateVector(Model* model, const char* layer, int32_t number,
   const float v[3] = {entry->x, entry->y, entry->z};
   float out[3];
   rotateAbout(rotation, origin, v, out);
-  if (!finiteOrReport(out, 3)) return false;
-  entry->x = out[0];
-  entry->y = out[1];
-  entry->z = out[2];
-  touchOwner(model, owner);
-  return true;
+  return storeVector(model, owner, entry, out);
 }
 
 bool moveColour(Model* model, const char* layer, int32_t number,
@@ -469,13 +462,21 @@ int32_t applyMatrixToPoints(Model* model, const float m[16]) {
     const float p[3] = {point->x, point->y, point->z};
     float out[3];
     transformPoint4x4(m, p, out);
-    point->x = out[0];
-    point->y = out[1];
-    point->z = out[2];
-    notePointMoved(model, tableIntKeyAt(points, s), p);
-    growBounds(model, out);
+    setPointPosition(model, point, tableIntKeyAt(points, s), out);
     ++moved;
   }
   if (moved > 0) touchModel(model);
   return moved;
+}
+
+void setPointPosition(Model* model, Point* point, int32_t number, const float p[3]) {
+  const float from[3] = {point->x, point->y, point->z};
+  point->x = p[0];
+  point->y = p[1];
+  point->z = p[2];
+  notePointMoved(model, number, from);
+  for (int i = 0; i < 3; ++i) {
+    if (p[i] < model->boundsMin[i]) model->boundsMin[i] = p[i];
+    if (p[i] > model->boundsMax[i]) model->boundsMax[i] = p[i];
+  }
 }

@@ -105,3 +105,8 @@ bool scalePlaced(Model* model, int32_t id, const float factors[3], const float c
 // moved, or -1 (nothing changed, LastError set) when a result would not be
 // finite.
 int32_t applyMatrixToPoints(Model* model, const float m[16]);
+
+// Moves point `number` (the record `point`) to p, keeping the document's
+// indexes and the model's bounds up to date (the bounds only grow; the
+// caller touches the model).
+void setPointPosition(Model* model, Point* point, int32_t number, const float p[3]);

@@ -48,18 +48,18 @@ void applySizeAndMass(SimWorld* world, SimGeom* shape) {
   dMass m;
   dMassSetZero(&m);
   switch (shape->type) {
-    case kSimBox: {
+    case kShapeBox: {
       if (geom != nullptr) dGeomBoxSetLengths(geom, s[0], s[1], s[2]);
       // Weighed as a cube of the sides' mean.
       const double side = (s[0] + s[1] + s[2]) * 0.33333334f;
       if (massive) dMassSetBox(&m, d, side, side, side);
       break;
     }
-    case kSimSphere:
+    case kShapeSphere:
       if (geom != nullptr) dGeomSphereSetRadius(geom, s[0] * 0.5);
       if (massive) dMassSetSphere(&m, d, s[0] * 0.5);
       break;
-    case kSimCapsule: {
+    case kShapeCapsule: {
       // Size z is the whole length, caps included; a capsule shorter than
       // its width would have a negative length, which the engine refuses:
       // it becomes a sphere.
@@ -69,8 +69,8 @@ void applySizeAndMass(SimWorld* world, SimGeom* shape) {
       if (massive) dMassSetCapsule(&m, d, 2, s[0] * 0.5, length);
       break;
     }
-    case kSimNone:
-    case kSimPlane:
+    case kShapeMesh:
+    case kShapePlane:
       if (massive) dMassSetBox(&m, d, s[0], s[1], s[2]);
       break;
     default:

@@ -22,19 +22,19 @@ bool anyNonZero(const float v[3]) { return v[0] != 0.0f || v[1] != 0.0f || v[2] 
 bool makeGeometry(int32_t type, dSpaceID space, const float rotation[9], dReal distance,
                   dGeomID* out) {
   switch (type) {
-    case kSimBox:
+    case kShapeBox:
       *out = dCreateBox(space, 1, 1, 1);
       return true;
-    case kSimSphere:
+    case kShapeSphere:
       *out = dCreateSphere(space, 0.5);
       return true;
-    case kSimCapsule:
+    case kShapeCapsule:
       *out = dCreateCapsule(space, 0.5, 0);
       return true;
-    case kSimNone:
+    case kShapeMesh:
       *out = nullptr;
       return true;
-    case kSimPlane:
+    case kShapePlane:
       // The normal is the rotation's diagonal (the engine makes it unit
       // length, or +x when it is zero), the distance the offset's z in
       // simulation units.
@@ -201,7 +201,7 @@ int32_t simAddShape(SimWorld* world, int32_t type, int32_t bodyId, float density
   shape.extra[1] = extra2;
 
   // A plane is never held in a transform: its offset is its distance.
-  const bool transformed = anyNonZero(offset) && type != kSimPlane;
+  const bool transformed = anyNonZero(offset) && type != kShapePlane;
   dGeomID geom = nullptr;
   if (!makeGeometry(type, transformed ? nullptr : world->space, rotation, at[2], &geom)) {
     // Left half made under the next id, which the next shape takes over.

@@ -20,6 +20,8 @@
 #include <cstdint>
 #include <map>
 
+#include "model/records.h"
+
 // The engine's records, opaque outside this folder.
 struct dxWorld;
 struct dxSpace;
@@ -30,16 +32,9 @@ struct dxJointGroup;
 // The largest magnitude a position, offset, size, force or turn may have.
 constexpr float kSimLargestInput = 1.0e9f;
 
-// Shape types: the collide object's shape code. A cylinder (4) is no type
-// of its own: adding one fails. A mesh (5) has no geometry (it only weighs),
-// a plane (6) never moves.
-enum SimShapeType : int32_t {
-  kSimBox = 1,
-  kSimSphere = 2,
-  kSimCapsule = 3,
-  kSimNone = 5,
-  kSimPlane = 6,
-};
+// Shape types are the collide object's shape codes (CollideShape): a
+// cylinder is no type of its own (adding one fails), a mesh has no
+// geometry (it only weighs) and a plane never moves.
 
 // One per model that has collide objects in the world.
 struct SimBody {

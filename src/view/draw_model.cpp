@@ -8,6 +8,7 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -22,6 +23,7 @@
 #include "view/draw_images.h"
 #include "view/layer_cache.h"
 #include "view/layer_uvs.h"
+#include "view/model_displays.h"
 #include "view/shaders.h"
 #include "view/textures.h"
 
@@ -35,72 +37,6 @@ constexpr size_t kKeptScratchVertices = 1 << 18;
 // How far a parallel view's eye is put for reflections, in scene extents:
 // far enough that every ray from it is all but parallel.
 constexpr float kReflectionEyeExtents = 64.0f;
-
-// One vertex array on the GL side: a buffer object, or host memory when
-// buffer objects are missing or out of memory.
-struct VertexRun {
-  GLuint buffer = 0;
-  std::vector<DrawVertex> host;
-  int32_t count = 0;
-};
-
-// What the display positions of the points depend on.
-struct PointsKey {
-  uint32_t revision = 0;
-  int32_t posed = -1;
-  uint64_t pose = 0;
-  bool operator==(const PointsKey& o) const {
-    return revision == o.revision && posed == o.posed && pose == o.pose;
-  }
-};
-
-struct LayerDisplay {
-  bool valid = false;
-  char name[kNameBytes] = {0};
-  uint32_t revision = 0;
-  PointsKey points;
-  int32_t normalMode = -1;
-  float normalLength = 0.0f;
-  // The selection colour the selected polygons and lines were built in;
-  // it matters only when the layer has some.
-  bool showsSelection = false;
-  uint8_t selection[3] = {0, 0, 0};
-  VertexRun triangles, lines, normals;
-  int32_t openLineVertices = 0;
-  // Only for layers with images or shaders: texture coordinates and
-  // tangent frames, and the selected polygons drawn again over images.
-  LayerImageRuns images;
-  VertexRun selected;  // host memory: few, and rebuilt with the layer
-};
-
-struct ModelDisplay {
-  std::vector<LayerDisplay> layers;  // by slot of the model's layer table
-  PointsKey posedKey;
-  std::vector<float> posed;  // empty: the stored points
-  VertexRun markers;
-  PointsKey markersKey;
-  uint8_t markerColours[6] = {0};
-  std::vector<int32_t> children;  // model ids of the children last seen
-};
-
-}  // namespace
-
-struct ModelDisplays {
-  std::unordered_map<int32_t, ModelDisplay> byModel;
-  std::vector<GLuint> doomed;  // deleted by the next drawModel
-  TextureCache* textures = nullptr;
-  ShaderCache* shaders = nullptr;
-  ViewSink* sink = nullptr;  // where shader sources come from
-  LayerVertices scratch;
-  std::vector<std::string> failures;  // reported once the frame is done
-  // The marks of selected joints and collide objects, rebuilt in host
-  // memory for every model drawn: they are few, and reading them afresh
-  // follows every move without a revision to watch.
-  VertexRun jointMarks, collideEdges;
-  std::vector<DrawVertex> collideOutlines;
-};
-
-namespace {
 
 struct DrawContext {
   ModelDisplays* store;
@@ -119,117 +55,6 @@ struct DrawContext {
   int depth;
   int32_t primitives;
 };
-
-bool haveBuffers() {
-  return glGenBuffers != nullptr && glBindBuffer != nullptr &&
-         glBufferData != nullptr && glDeleteBuffers != nullptr;
-}
-
-void dropRun(ModelDisplays* store, VertexRun* run) {
-  if (run->buffer != 0) store->doomed.push_back(run->buffer);
-  run->buffer = 0;
-  run->host.clear();
-  run->host.shrink_to_fit();
-  run->count = 0;
-}
-
-void dropLayer(ModelDisplays* store, LayerDisplay* layer) {
-  dropRun(store, &layer->triangles);
-  dropRun(store, &layer->lines);
-  dropRun(store, &layer->normals);
-  dropImageRuns(&layer->images, &store->doomed);
-  dropRun(store, &layer->selected);
-  layer->valid = false;
-}
-
-void releaseById(ModelDisplays* store, int32_t id) {
-  auto found = store->byModel.find(id);
-  if (found == store->byModel.end()) return;
-  const std::vector<int32_t> children = found->second.children;
-  for (LayerDisplay& layer : found->second.layers) dropLayer(store, &layer);
-  dropRun(store, &found->second.markers);
-  store->byModel.erase(found);
-  for (int32_t child : children) releaseById(store, child);
-}
-
-void deleteDoomedBuffers(ModelDisplays* store) {
-  std::vector<GLuint>& doomed = store->doomed;
-  if (doomed.empty() || !haveBuffers()) {
-    doomed.clear();
-    return;
-  }
-  glDeleteBuffers(static_cast<GLsizei>(doomed.size()), doomed.data());
-  doomed.clear();
-}
-
-// Replaces the run's vertices, keeping its buffer name.
-void upload(ModelDisplays* store, VertexRun* run,
-            const std::vector<DrawVertex>& data) {
-  run->host.clear();
-  run->host.shrink_to_fit();
-  run->count = static_cast<int32_t>(data.size());
-  if (data.empty()) {
-    if (run->buffer != 0) store->doomed.push_back(run->buffer);
-    run->buffer = 0;
-    return;
-  }
-  if (haveBuffers()) {
-    // Only this upload's error counts (a lost context repeats its error).
-    for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
-    }
-    if (run->buffer == 0) glGenBuffers(1, &run->buffer);
-    glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
-    glBufferData(GL_ARRAY_BUFFER,
-                 static_cast<GLsizeiptr>(data.size() * sizeof(DrawVertex)),
-                 data.data(), GL_STATIC_DRAW);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
-    if (glGetError() == GL_NO_ERROR) return;
-    store->doomed.push_back(run->buffer);
-    run->buffer = 0;
-  }
-  run->host = data;
-}
-
-const void* at(const VertexRun& run, size_t offset) {
-  if (run.buffer != 0) return reinterpret_cast<const void*>(offset);
-  return reinterpret_cast<const char*>(run.host.data()) + offset;
-}
-
-// `outlines`: polygons in line mode show only their own edges.
-void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
-             bool outlines = false) {
-  if (count <= 0) return;
-  if (haveBuffers()) glBindBuffer(GL_ARRAY_BUFFER, run.buffer);
-  const GLsizei stride = sizeof(DrawVertex);
-  glVertexPointer(3, GL_FLOAT, stride, at(run, offsetof(DrawVertex, position)));
-  glNormalPointer(GL_FLOAT, stride, at(run, offsetof(DrawVertex, normal)));
-  glColorPointer(4, GL_UNSIGNED_BYTE, stride,
-                 at(run, offsetof(DrawVertex, colour)));
-  if (outlines) {
-    glEdgeFlagPointer(stride, at(run, offsetof(DrawVertex, outline)));
-    glEnableClientState(GL_EDGE_FLAG_ARRAY);
-  }
-  glDrawArrays(mode, first, count);
-  if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
-}
-
-uint8_t colourByte(float c) {
-  return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
-                                       : 0.0f);
-}
-
-void selectionBytes(const RenderState* render, uint8_t out[3]) {
-  for (int i = 0; i < 3; ++i) out[i] = colourByte(render->selectionColour[i]);
-}
-
-void reportOutOfMemory(ModelDisplays* store, const char* what) {
-  char text[kNameBytes + 64];
-  std::snprintf(text, sizeof text, "modelr: out of memory drawing %s", what);
-  try {
-    store->failures.emplace_back(text);
-  } catch (const std::bad_alloc&) {
-  }
-}
 
 NormalMode normalModeOf(const DisplayFlags* flags) {
   if (flags->flat) return kNormalsFaceOnly;
@@ -548,11 +373,13 @@ void noteChildren(ModelDisplays* store, const Model* model, ModelDisplay* md) {
     const Child* child = tableAt<Child>(&model->children, s);
     if (child->model != nullptr) now.push_back(child->model->id);
   }
-  for (int32_t id : md->children) {
-    bool kept = false;
-    for (int32_t n : now) kept = kept || n == id;
-    if (!kept) releaseById(store, id);
-  }
+  // An unchanged list (every frame but the one after a change) costs one
+  // pass; a changed one a sort, not a search per child.
+  if (now == md->children) return;
+  std::vector<int32_t> sorted = now;
+  std::sort(sorted.begin(), sorted.end());
+  for (int32_t id : md->children)
+    if (!std::binary_search(sorted.begin(), sorted.end(), id)) releaseById(store, id);
   md->children.swap(now);
 }
 

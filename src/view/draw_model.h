@@ -20,7 +20,10 @@
 // draws mirroring layers again, reflected; children draws the child models
 // through their placement; pose draws the posed points (see
 // computeDisplayPoints in layer_cache.h); normalize renormalises normals;
-// collide adds the outline of every collide object (draw_collides.h).
+// collide adds the outline of every collide object (draw_collides.h);
+// textures, reflect, alpha and lod govern the layers' images
+// (draw_images.h), and a layer's shader program draws it when it has one
+// that builds (shaders.h). A child set as a sprite faces the viewer.
 //
 // The selection shows whatever the switches say (points on or off):
 // selected polygons and lines are drawn in the selection colour (lit as

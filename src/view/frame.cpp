@@ -96,22 +96,14 @@ int32_t drawScene(View& v, const Scene& scene) {
 
 // A cross of fixed pixel size where the 3D cursor projects, over the model.
 void drawCursorCross(const ViewState& view) {
-  GLdouble modelView[16], projection[16];
-  GLint viewport[4];
-  glGetDoublev(GL_MODELVIEW_MATRIX, modelView);
-  glGetDoublev(GL_PROJECTION_MATRIX, projection);
-  glGetIntegerv(GL_VIEWPORT, viewport);
+  const GlCamera camera = currentGlCamera();
+  const int* viewport = camera.viewport;
   const float* c = view.cursor;
-  GLdouble wx = 0, wy = 0, wz = 0;
-  if (gluProject(c[0], c[1], c[2], modelView, projection, viewport, &wx, &wy, &wz) != GL_TRUE)
-    return;
+  double at[3];
+  if (!projectToWindow(camera, c[0], c[1], c[2], at)) return;
+  const double wx = at[0], wy = at[1], wz = at[2];
   if (wz < 0.0 || wz > 1.0) return;  // behind the eye or past the far plane
-  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
-  glDisable(GL_LIGHTING);
-  glDisable(GL_TEXTURE_2D);
-  glDisable(GL_DEPTH_TEST);
-  glDisable(GL_BLEND);
-  glLineWidth(1.0f);
+  pushFlatLines();
   const float* bg = view.background;
   glColor3f(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2]);
   pushPixelSpace(viewport);

@@ -19,21 +19,18 @@ constexpr float kAxisCentre = 40.0f;  // from the top left corner
 
 // Pixels one model unit across the screen spans at the focus.
 double pixelsPerUnit(const View& v) {
-  GLdouble modelView[16], projection[16];
-  GLint viewport[4];
-  glGetDoublev(GL_MODELVIEW_MATRIX, modelView);
-  glGetDoublev(GL_PROJECTION_MATRIX, projection);
-  glGetIntegerv(GL_VIEWPORT, viewport);
+  const GlCamera camera = currentGlCamera();
   const float* f = v.camera.focus;
   // The screen's x axis in model space: the model-view's first row.
-  double right[3] = {modelView[0], modelView[4], modelView[8]};
+  const double* mv = camera.modelView;
+  double right[3] = {mv[0], mv[4], mv[8]};
   const double length = std::sqrt(right[0] * right[0] + right[1] * right[1] +
                                   right[2] * right[2]);
   if (!(length > 0.0)) return 0.0;
-  GLdouble a[3], b[3];
-  if (gluProject(f[0], f[1], f[2], modelView, projection, viewport, &a[0], &a[1], &a[2]) != GL_TRUE ||
-      gluProject(f[0] + right[0] / length, f[1] + right[1] / length, f[2] + right[2] / length,
-                 modelView, projection, viewport, &b[0], &b[1], &b[2]) != GL_TRUE)
+  double a[3], b[3];
+  if (!projectToWindow(camera, f[0], f[1], f[2], a) ||
+      !projectToWindow(camera, f[0] + right[0] / length, f[1] + right[1] / length,
+                       f[2] + right[2] / length, b))
     return 0.0;
   return std::hypot(b[0] - a[0], b[1] - a[1]);
 }
@@ -96,12 +93,7 @@ void drawViewGuides(const View& v) {
   glGetIntegerv(GL_VIEWPORT, viewport);
   const int vp[4] = {viewport[0], viewport[1], viewport[2], viewport[3]};
   const double perUnit = flags.scale ? pixelsPerUnit(v) : 0.0;
-  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
-  glDisable(GL_LIGHTING);
-  glDisable(GL_TEXTURE_2D);
-  glDisable(GL_DEPTH_TEST);
-  glDisable(GL_BLEND);
-  glLineWidth(1.0f);
+  pushFlatLines();
   pushPixelSpace(vp);
   if (flags.rotation) drawAxes(v, vp);
   if (flags.scale && perUnit > 0.0) {

@@ -1,6 +1,7 @@
 #include "view/labels.h"
 
 #include <GL/glew.h>
+#include <GL/glu.h>
 #include <fontconfig/fontconfig.h>
 #include <ft2build.h>
 #include FT_FREETYPE_H
@@ -441,4 +442,26 @@ void drawModelLabels(const LabelFonts* fonts, const Model* model,
   glDepthRange(0.0, 1.0);
   if (chosenLayer != nullptr && render->layerOutline) drawLayerOutline(m, chosenLayer);
   glPopAttrib();
+}
+
+GlCamera currentGlCamera() {
+  GlCamera camera;
+  glGetDoublev(GL_MODELVIEW_MATRIX, camera.modelView);
+  glGetDoublev(GL_PROJECTION_MATRIX, camera.projection);
+  glGetIntegerv(GL_VIEWPORT, camera.viewport);
+  return camera;
+}
+
+bool projectToWindow(const GlCamera& camera, double x, double y, double z, double out[3]) {
+  return gluProject(x, y, z, camera.modelView, camera.projection, camera.viewport, &out[0],
+                    &out[1], &out[2]) == GL_TRUE;
+}
+
+void pushFlatLines() {
+  glPushAttrib(GL_ENABLE_BIT | GL_CURRENT_BIT | GL_LINE_BIT);
+  glDisable(GL_LIGHTING);
+  glDisable(GL_TEXTURE_2D);
+  glDisable(GL_DEPTH_TEST);
+  glDisable(GL_BLEND);
+  glLineWidth(1.0f);
 }

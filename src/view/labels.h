@@ -21,6 +21,17 @@ int labelLineHeight(const LabelFonts* fonts, int font);
 // GL_PROJECTION for the caller to restore.
 void pushPixelSpace(const int viewport[4]);
 void popPixelSpace();
+// Unlit, untextured, unblended 1-pixel lines drawn over everything: the
+// state the window-pixel guides need. Undo with glPopAttrib.
+void pushFlatLines();
+// The GL's current matrices and viewport, for taking model points to
+// window pixels (origin bottom left, depth 0..1).
+struct GlCamera {
+  double modelView[16], projection[16];
+  int viewport[4];
+};
+GlCamera currentGlCamera();
+bool projectToWindow(const GlCamera& camera, double x, double y, double z, double out[3]);
 // Draws text with its left baseline at the window position (x, y), origin
 // bottom left, in the current colour. font 0 or 1.
 void drawTextAt(const LabelFonts* fonts, int font, float x, float y, const char* text);

@@ -94,10 +94,7 @@ bool markSelected(const LayerSources& s, int32_t flags, int32_t count,
 }
 
 void cornerColour(const LayerSources& s, int32_t number, uint8_t out[4]) {
-  const Colour* c = nullptr;
-  if (s.layerColours) c = tableFindT<Colour>(s.layerColours, number);
-  if (c == nullptr && s.modelColours)
-    c = tableFindT<Colour>(s.modelColours, number);
+  const Colour* c = tableFindEither<const Colour>(s.layerColours, s.modelColours, number);
   if (c == nullptr) {
     std::memcpy(out, s.fallback, 4);
     return;
@@ -111,10 +108,8 @@ void cornerColour(const LayerSources& s, int32_t number, uint8_t out[4]) {
 // The stored normal of the point, normalised; false when there is none
 // (or it has no direction).
 bool storedNormal(const LayerSources& s, int32_t number, float out[3]) {
-  const VectorEntry* v = nullptr;
-  if (s.layerNormals) v = tableFindT<VectorEntry>(s.layerNormals, number);
-  if (v == nullptr && s.modelNormals)
-    v = tableFindT<VectorEntry>(s.modelNormals, number);
+  const VectorEntry* v =
+      tableFindEither<const VectorEntry>(s.layerNormals, s.modelNormals, number);
   if (v == nullptr) return false;
   out[0] = v->x;
   out[1] = v->y;

@@ -96,15 +96,26 @@ void triangleFrame(const float p[3][3], const float* uv, float frame[6]) {
 void buildLayerTexCoords(const Model* model, const Layer* layer,
                          const Image* image, std::vector<float>* out) {
   out->clear();
+  // Spread by point slot first: the corners below find their points
+  // anyway, and a slot is cheaper to follow than a second key lookup.
   const KeyedTable* uvees = &image->uvees;
-  auto push = [&](int32_t number) {
-    const Uvee* uvee = tableFindT<Uvee>(uvees, number);
-    out->push_back(uvee != nullptr ? uvee->u : 0.0f);
-    out->push_back(uvee != nullptr ? uvee->v : 0.0f);
+  std::vector<float> bySlot(2 * static_cast<size_t>(model->points.capacity), 0.0f);
+  for (int32_t s = tableNextSlot(uvees, -1); s >= 0; s = tableNextSlot(uvees, s)) {
+    const Point* p = tableFindT<Point>(&model->points, tableIntKeyAt(uvees, s));
+    if (p == nullptr) continue;
+    const Uvee* uvee = tableAt<Uvee>(uvees, s);
+    const size_t slot = static_cast<size_t>(pointSlot(model, p));
+    bySlot[2 * slot] = uvee->u;
+    bySlot[2 * slot + 1] = uvee->v;
+  }
+  auto push = [&](const Point* p) {
+    const size_t slot = static_cast<size_t>(pointSlot(model, p));
+    out->push_back(bySlot[2 * slot]);
+    out->push_back(bySlot[2 * slot + 1]);
   };
   forEachLayerTriangle(model, layer,
-                       [&](int32_t a, int32_t b, int32_t c, const Point*,
-                           const Point*, const Point*) {
+                       [&](int32_t, int32_t, int32_t, const Point* a,
+                           const Point* b, const Point* c) {
                          push(a);
                          push(b);
                          push(c);

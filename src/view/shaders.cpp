@@ -21,20 +21,20 @@ bool haveShaders() {
          glCreateProgram != nullptr;
 }
 
-std::string shaderLog(GLuint shader) {
+// The info log of a shader or a program, read through the query pair
+// that fits it.
+std::string infoLog(GLuint name, PFNGLGETSHADERIVPROC lengthOf, PFNGLGETSHADERINFOLOGPROC logOf) {
   GLint length = 0;
-  glGetShaderiv(shader, GL_INFO_LOG_LENGTH, &length);
+  lengthOf(name, GL_INFO_LOG_LENGTH, &length);
   std::string log(static_cast<size_t>(length > 0 ? length : 0), '\0');
-  if (length > 0) glGetShaderInfoLog(shader, length, nullptr, &log[0]);
+  if (length > 0) logOf(name, length, nullptr, &log[0]);
   return log;
 }
 
+std::string shaderLog(GLuint shader) { return infoLog(shader, glGetShaderiv, glGetShaderInfoLog); }
+
 std::string programLog(GLuint program) {
-  GLint length = 0;
-  glGetProgramiv(program, GL_INFO_LOG_LENGTH, &length);
-  std::string log(static_cast<size_t>(length > 0 ? length : 0), '\0');
-  if (length > 0) glGetProgramInfoLog(program, length, nullptr, &log[0]);
-  return log;
+  return infoLog(program, glGetProgramiv, glGetProgramInfoLog);
 }
 
 // The driver's log without its trailing NUL and line ends, cut to size.

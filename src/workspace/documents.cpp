@@ -46,6 +46,14 @@ std::string reloadPath(const Model* model) {
   return std::string(model->directory) + model->name + ".mod";
 }
 
+void flushTree(Model* model, int depth) {
+  if (model == nullptr || depth > 64) return;
+  flushDerived(model);
+  tableForEach<Child>(&model->children, [&](Child* child, int32_t) {
+    flushTree(child->model, depth + 1);
+  });
+}
+
 // Every texture the load left without its pixels, each message once (the
 // reader's last message, already said, carries the file and line).
 void reportTextureFailures(Workspace& ws, const Model* model, int depth,
@@ -117,6 +125,9 @@ Model* loadModelDocument(Workspace& ws, const char* path) {
     std::vector<std::string> said;
     if (reason != nullptr) said.emplace_back(reason);
     reportTextureFailures(ws, model, 0, &said);
+    // Automatic uvees and layer bounds belong to opening, not to the
+    // first frame.
+    flushTree(model, 0);
   }
   if (model == nullptr) {
     loaderStatus(ws, "Load failed");

@@ -46,8 +46,8 @@ TEST_F(SimShapes, OnlyANonZeroOffsetPutsTheGeometryInATransform) {
   const float size[3] = {1, 1, 1};
   const float offset[3] = {0, 0, 0.5f};
   const int32_t b = body();
-  const int32_t plain = shape(b, kSimBox, kZero, size);
-  const int32_t held = shape(b, kSimSphere, offset, size);
+  const int32_t plain = shape(b, kShapeBox, kZero, size);
+  const int32_t held = shape(b, kShapeSphere, offset, size);
   EXPECT_EQ(w.shapes.at(plain).transform, nullptr);
   EXPECT_NE(dGeomGetSpace(w.shapes.at(plain).geom), nullptr);
   ASSERT_NE(w.shapes.at(held).transform, nullptr);
@@ -58,7 +58,7 @@ TEST_F(SimShapes, OnlyANonZeroOffsetPutsTheGeometryInATransform) {
 
 TEST_F(SimShapes, ABoxWeighsAsTheCubeOfItsMeanSide) {
   const float size[3] = {2, 4, 6};
-  const int32_t id = shape(body(), kSimBox, kZero, size, 1.0f);
+  const int32_t id = shape(body(), kShapeBox, kZero, size, 1.0f);
   dVector3 lengths;
   dGeomBoxGetLengths(simEngineGeom(&w, id), lengths);
   EXPECT_DOUBLE_EQ(lengths[0], 2);
@@ -69,7 +69,7 @@ TEST_F(SimShapes, ABoxWeighsAsTheCubeOfItsMeanSide) {
 
 TEST_F(SimShapes, ACapsuleShorterThanItsWidthIsASphereNotAnAbort) {
   const float size[3] = {4, 4, 2};
-  const int32_t id = shape(body(), kSimCapsule, kZero, size);
+  const int32_t id = shape(body(), kShapeCapsule, kZero, size);
   dReal radius = 0, length = -1;
   dGeomCapsuleGetParams(simEngineGeom(&w, id), &radius, &length);
   EXPECT_DOUBLE_EQ(radius, 2);
@@ -83,17 +83,17 @@ TEST_F(SimShapes, AnUnknownTypeFailsWithoutUsingUpAnId) {
   const int32_t before = w.nextShapeId;
   EXPECT_EQ(simAddShape(&w, 4, b, 1, 1, 1, kZero, size, kIdentity), 0);
   EXPECT_EQ(w.nextShapeId, before);
-  EXPECT_EQ(simAddShape(&w, kSimBox, b, 1, 1, 1, kZero, size, kIdentity), before);
+  EXPECT_EQ(simAddShape(&w, kShapeBox, b, 1, 1, 1, kZero, size, kIdentity), before);
   EXPECT_EQ(w.bodies.at(b).shapeCount, 1);
-  EXPECT_EQ(simAddShape(&w, kSimBox, 999, 1, 1, 1, kZero, size, kIdentity), 0);
+  EXPECT_EQ(simAddShape(&w, kShapeBox, 999, 1, 1, 1, kZero, size, kIdentity), 0);
 }
 
 TEST_F(SimBodies, RemovingOneOfTwoShapesLeavesTheOtherStaticWhereItWas) {
   const float size[3] = {0.2f, 0.2f, 0.2f};
   const float offset[3] = {0.3f, 0, 0};
   const int32_t b = body();
-  const int32_t first = shape(b, kSimBox, kZero, size);
-  const int32_t second = shape(b, kSimBox, offset, size);
+  const int32_t first = shape(b, kShapeBox, kZero, size);
+  const int32_t second = shape(b, kShapeBox, offset, size);
   for (int i = 0; i < 3; ++i) simStep(&w, 1.0f);
   float before[3];
   simShapePosition(&w, second, before);
@@ -114,7 +114,7 @@ TEST_F(SimBodies, AResetPutsBodiesBackButKeepsThemMoving) {
   const float size[3] = {0.2f, 0.2f, 0.2f};
   const float high[3] = {0, 0, 0.8f};
   const int32_t b = simAddBody(&w, true, high, kIdentity);
-  const int32_t id = shape(b, kSimBox, kZero, size);
+  const int32_t id = shape(b, kShapeBox, kZero, size);
   for (int i = 0; i < 3; ++i) simStep(&w, 1.0f);
   const dReal fall = dBodyGetLinearVel(simEngineBody(&w, id))[2];
   ASSERT_LT(fall, -0.02);
@@ -129,7 +129,7 @@ TEST_F(SimBodies, RescalingFrom10To20HalvesEveryDynamicPosition) {
   const float size[3] = {1, 1, 1};
   const float at[3] = {4, -2, 6};
   simReset(&w, 10.0f);
-  const int32_t id = shape(simAddBody(&w, true, at, kIdentity), kSimBox, kZero, size);
+  const int32_t id = shape(simAddBody(&w, true, at, kIdentity), kShapeBox, kZero, size);
   const dReal* p = dBodyGetPosition(simEngineBody(&w, id));
   const dReal before[3] = {p[0], p[1], p[2]};
   EXPECT_NEAR(before[0], 0.4, 1e-7);
@@ -143,7 +143,7 @@ TEST_F(SimBodies, RescalingFrom10To20HalvesEveryDynamicPosition) {
 TEST_F(SimBodies, APlacementWithBlendTurnsAFifthOfTheWayUpright) {
   const float size[3] = {0.2f, 0.2f, 0.2f};
   const int32_t b = body();
-  const int32_t id = shape(b, kSimBox, kZero, size);
+  const int32_t id = shape(b, kShapeBox, kZero, size);
   const float quarter[9] = {1, 0, 0, 0, 0, -1, 0, 1, 0};  // 90 degrees about x
   simSetBodyRotation(&w, b, quarter);
   const float to[3] = {0.1f, 0.2f, 0.5f};
@@ -162,9 +162,9 @@ TEST_F(SimBodies, TwoRunsOfTheSameWorldAgreeToTheBit) {
     simCreate(&world);
     const float size[3] = {0.3f, 0.3f, 0.3f};
     const float a[3] = {0, 0, 0.5f}, b[3] = {0.05f, 0.1f, 1.0f};
-    const int32_t s1 = simAddShape(&world, kSimBox, simAddBody(&world, true, a, kIdentity), 1,
+    const int32_t s1 = simAddShape(&world, kShapeBox, simAddBody(&world, true, a, kIdentity), 1,
                                    1, 1, kZero, size, kIdentity);
-    const int32_t s2 = simAddShape(&world, kSimSphere, simAddBody(&world, true, b, kIdentity),
+    const int32_t s2 = simAddShape(&world, kShapeSphere, simAddBody(&world, true, b, kIdentity),
                                    1, 1, 1, kZero, size, kIdentity);
     simEnableShape(&world, s1);
     simEnableShape(&world, s2);
@@ -182,7 +182,7 @@ TEST_F(SimBodies, TwoRunsOfTheSameWorldAgreeToTheBit) {
 
 TEST_F(SimInput, NonFiniteAndHugeNumbersChangeNothing) {
   const float size[3] = {0.2f, 0.2f, 0.2f};
-  const int32_t id = shape(body(), kSimBox, kZero, size);
+  const int32_t id = shape(body(), kShapeBox, kZero, size);
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const float inf = std::numeric_limits<float>::infinity();
   const float bad[][3] = {{nan, 0, 0}, {0, inf, 0}, {0, 0, 1e10f}};
@@ -198,7 +198,7 @@ TEST_F(SimInput, NonFiniteAndHugeNumbersChangeNothing) {
   float p[3];
   simShapePosition(&w, id, p);
   for (float c : p) EXPECT_TRUE(std::isfinite(c));
-  EXPECT_EQ(simAddShape(&w, kSimBox, w.bodies.begin()->first, nan, 1, 1, kZero, size,
+  EXPECT_EQ(simAddShape(&w, kShapeBox, w.bodies.begin()->first, nan, 1, 1, kZero, size,
                         kIdentity),
             0);
 }
@@ -206,7 +206,7 @@ TEST_F(SimInput, NonFiniteAndHugeNumbersChangeNothing) {
 TEST_F(SimInput, AWorldThatRunsOutOfRangeIsPutBackAtRest) {
   const float size[3] = {0.01f, 0.01f, 0.01f};
   const float up[3] = {0, 0, 0.5f};
-  const int32_t id = shape(simAddBody(&w, true, up, kIdentity), kSimBox, kZero, size, 1e9f);
+  const int32_t id = shape(simAddBody(&w, true, up, kIdentity), kShapeBox, kZero, size, 1e9f);
   const float shove[3] = {0, 0, 1e9f};  // straight up: nothing stops it
   bool stayed = true;
   for (int i = 0; i < 1000 && stayed; ++i) {

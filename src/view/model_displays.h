@@ -1,0 +1,104 @@
+// The view's cache of what it drew: per model and layer, the vertex runs
+// on the GL side (buffer objects, or host memory when they are missing),
+// the keys they were built for, and the buffer names waiting to be deleted
+// in the view's context. draw_model.cpp keeps them; the functions here
+// make, upload, draw and drop them.
+#pragma once
+
+#include <GL/glew.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "model/records.h"
+#include "view/draw_images.h"
+#include "view/layer_cache.h"
+#include "view/render_state.h"
+
+struct TextureCache;
+struct ShaderCache;
+class ViewSink;
+
+// One vertex array on the GL side: a buffer object, or host memory when
+// buffer objects are missing or out of memory.
+struct VertexRun {
+  GLuint buffer = 0;
+  std::vector<DrawVertex> host;
+  int32_t count = 0;
+};
+
+// What the display positions of the points depend on.
+struct PointsKey {
+  uint32_t revision = 0;
+  int32_t posed = -1;
+  uint64_t pose = 0;
+  bool operator==(const PointsKey& o) const {
+    return revision == o.revision && posed == o.posed && pose == o.pose;
+  }
+};
+
+struct LayerDisplay {
+  bool valid = false;
+  char name[kNameBytes] = {0};
+  uint32_t revision = 0;
+  PointsKey points;
+  int32_t normalMode = -1;
+  float normalLength = 0.0f;
+  // The selection colour the selected polygons and lines were built in;
+  // it matters only when the layer has some.
+  bool showsSelection = false;
+  uint8_t selection[3] = {0, 0, 0};
+  VertexRun triangles, lines, normals;
+  int32_t openLineVertices = 0;
+  // Only for layers with images or shaders: texture coordinates and
+  // tangent frames, and the selected polygons drawn again over images.
+  LayerImageRuns images;
+  VertexRun selected;  // host memory: few, and rebuilt with the layer
+};
+
+struct ModelDisplay {
+  std::vector<LayerDisplay> layers;  // by slot of the model's layer table
+  PointsKey posedKey;
+  std::vector<float> posed;  // empty: the stored points
+  VertexRun markers;
+  PointsKey markersKey;
+  uint8_t markerColours[6] = {0};
+  std::vector<int32_t> children;  // model ids of the children last seen
+};
+
+struct ModelDisplays {
+  std::unordered_map<int32_t, ModelDisplay> byModel;
+  std::vector<GLuint> doomed;  // deleted by the next drawModel
+  TextureCache* textures = nullptr;
+  ShaderCache* shaders = nullptr;
+  ViewSink* sink = nullptr;  // where shader sources come from
+  LayerVertices scratch;
+  std::vector<std::string> failures;  // reported once the frame is done
+  // The marks of selected joints and collide objects, rebuilt in host
+  // memory for every model drawn: they are few, and reading them afresh
+  // follows every move without a revision to watch.
+  VertexRun jointMarks, collideEdges;
+  std::vector<DrawVertex> collideOutlines;
+};
+
+bool haveBuffers();
+// Forgets the run; its buffer waits in `doomed` for the next frame.
+void dropRun(ModelDisplays* store, VertexRun* run);
+void dropLayer(ModelDisplays* store, LayerDisplay* layer);
+// A model's caches and its children's.
+void releaseById(ModelDisplays* store, int32_t id);
+// Deletes the buffers waiting in `doomed` (the view's context is current).
+void deleteDoomedBuffers(ModelDisplays* store);
+// Replaces the run's vertices, keeping its buffer name.
+void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
+// Draws `count` vertices from `first`; `outlines`: polygons in line mode
+// show only their own edges.
+void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
+             bool outlines = false);
+uint8_t colourByte(float c);
+void selectionBytes(const RenderState* render, uint8_t out[3]);
+// Keeps "modelr: out of memory drawing <what>" for after the frame.
+void reportOutOfMemory(ModelDisplays* store, const char* what);
