@@ -26,6 +26,7 @@
 #include "io/export_obj.h"
 #include "io/export_stl.h"
 #include "model/geometry.h"
+#include "torus_model.h"
 #include "model/last_error.h"
 #include "model/model.h"
 
@@ -34,43 +35,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr int kReps = 3;
 
-// Deterministic jitter, the same on every machine.
-struct Lcg {
-  uint64_t state;
-  float next() {  // in [-1, 1)
-    state = state * 6364136223846793005ull + 1442695040888963407ull;
-    return static_cast<float>(static_cast<int64_t>(state >> 40) - (1 << 23)) /
-           static_cast<float>(1 << 23);
-  }
-};
-
-// A torus of around x across points, wrapped both ways: two triangles per
-// point.
+// The shared torus, in a layer "mesh" of no colour, derived data made.
 Model* makeTorus(int32_t around, int32_t across) {
-  Model* m = createModel(nullptr, "torus", nullptr);
-  Lcg rng{42};
-  const double pi = 3.14159265358979323846;
-  for (int32_t j = 0; j < across; ++j) {
-    for (int32_t i = 0; i < around; ++i) {
-      const double u = 2 * pi * i / around, v = 2 * pi * j / across;
-      const double r = 300 + 120 * std::cos(v) + rng.next();
-      addPoint(m, j * around + i + 1, static_cast<float>(r * std::cos(u)),
-               static_cast<float>(r * std::sin(u)),
-               static_cast<float>(120 * std::sin(v) + rng.next()));
-    }
-  }
-  Layer* layer = addLayer(m, "mesh", 0, 0, 0, 1, 0, 0);
-  for (int32_t j = 0; j < across; ++j) {
-    for (int32_t i = 0; i < around; ++i) {
-      const int32_t i1 = (i + 1) % around, j1 = (j + 1) % across;
-      const int32_t a = j * around + i + 1, b = j * around + i1 + 1;
-      const int32_t c = j1 * around + i + 1, d = j1 * around + i1 + 1;
-      const int32_t t1[] = {a, b, d};
-      const int32_t t2[] = {a, d, c};
-      addTriangleToLayer(m, layer, 3, t1, 0);
-      addTriangleToLayer(m, layer, 3, t2, 0);
-    }
-  }
+  Model* m = makeTorusModel(around, across, "mesh", 0, 0, 0, 0);
   flushDerived(m);
   return m;
 }

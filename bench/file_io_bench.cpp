@@ -19,6 +19,7 @@
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
+#include "torus_model.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -72,15 +73,6 @@ struct Mesh {
   }
 };
 
-// Deterministic jitter, the same on every machine and library.
-struct Lcg {
-  uint64_t state;
-  float next() {  // in [-1, 1)
-    state = state * 6364136223846793005ull + 1442695040888963407ull;
-    return static_cast<float>(static_cast<int64_t>(state >> 40) - (1 << 23)) /
-           static_cast<float>(1 << 23);
-  }
-};
 
 // Coordinates run from near 0 to about 930 either side of it, so the
 // numbers are of every length from 8 to 11 characters.

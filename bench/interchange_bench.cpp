@@ -33,46 +33,16 @@
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
+#include "torus_model.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr int kReps = 3;
 
-struct Lcg {
-  uint64_t state;
-  float next() {  // in [-1, 1)
-    state = state * 6364136223846793005ull + 1442695040888963407ull;
-    return static_cast<float>(static_cast<int64_t>(state >> 40) - (1 << 23)) /
-           static_cast<float>(1 << 23);
-  }
-};
-
+// The shared torus, in a layer "skin" of a warm colour, ready to export.
 Model* makeTorus(int32_t around, int32_t across) {
-  Model* m = createModel(nullptr, "torus", nullptr);
-  Lcg rng{42};
-  const double pi = 3.14159265358979323846;
-  for (int32_t j = 0; j < across; ++j) {
-    for (int32_t i = 0; i < around; ++i) {
-      const double u = 2 * pi * i / around, v = 2 * pi * j / across;
-      const double r = 300 + 120 * std::cos(v) + rng.next();
-      addPoint(m, j * around + i + 1, static_cast<float>(r * std::cos(u)),
-               static_cast<float>(r * std::sin(u)),
-               static_cast<float>(120 * std::sin(v) + rng.next()));
-    }
-  }
-  Layer* layer = addLayer(m, "skin", 200, 120, 60, 1, 0, kAxisX);
-  for (int32_t j = 0; j < across; ++j) {
-    for (int32_t i = 0; i < around; ++i) {
-      const int32_t a = j * around + i + 1;
-      const int32_t b = j * around + (i + 1) % around + 1;
-      const int32_t c = ((j + 1) % across) * around + i + 1;
-      const int32_t d = ((j + 1) % across) * around + (i + 1) % around + 1;
-      const int32_t t1[3] = {a, b, d}, t2[3] = {a, d, c};
-      addTriangleToLayer(m, layer, 3, t1, 0);
-      addTriangleToLayer(m, layer, 3, t2, 0);
-    }
-  }
+  Model* m = makeTorusModel(around, across, "skin", 200, 120, 60, kAxisX);
   flushForExport(m);
   return m;
 }
