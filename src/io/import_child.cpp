@@ -10,6 +10,10 @@
 #include <cstring>
 #include <string>
 
+// Present only in a sanitizer's runtime: the hook a fuzzing driver sets to
+// save its input when the process dies.
+extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
+
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why) {
   int fds[2];
@@ -35,6 +39,9 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
     ::close(fds[0]);
     // A parent that stopped listening ends the child at its next write.
     ::signal(SIGPIPE, SIG_DFL);
+    // The reader's death is the parent's to report: a driver's hook run
+    // here would count it as the whole program's.
+    if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);
     RecordOut out;
     out.fd = fds[1];
     try {
