@@ -70,7 +70,7 @@ xvfb-run -a -s "-screen 0 1280x1024x24 +extension GLX" "$build_dir/bench/pick_be
 
 echo
 echo "== the interchange formats and import against assimp in the same process =="
-"$build_dir/bench/interchange_bench"
+"$build_dir/bench/interchange_bench" "$max_points"
 
 echo
 echo "== exporting STL and OBJ against assimp export =="

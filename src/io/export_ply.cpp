@@ -21,6 +21,8 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 struct PlyPlan {
   int64_t vertices = 0;
   int64_t faces = 0;
+  std::vector<int32_t> slots;     // every half's points, one after another
+  std::vector<size_t> perHalf;    // how many of them each half has
   bool normals = false;      // some corner has a stored normal
   bool uvs = false;          // some layer has an image with uvees
   std::string texture;       // the first such image's file
@@ -35,6 +37,8 @@ bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
   return forEachFlatHalf(placed, [&](const HalfView& v) {
     if (!collectHalfPoints(v, false, &points)) return false;
     p->vertices += static_cast<int64_t>(points.slots.size());
+    p->slots.insert(p->slots.end(), points.slots.begin(), points.slots.end());
+    p->perHalf.push_back(points.slots.size());
     forEachHalfTriangle(v, [&](int32_t, int32_t, int32_t) { ++p->faces; });
     p->normals = p->normals || halfHasStoredNormals(v);
     if (hasUvees(v)) {
@@ -97,8 +101,10 @@ bool writePly(const Model* model, const char* path, const char* title) {
 
   HalfPoints points;
   std::vector<float> normals;
+  size_t half = 0, first = 0;
   forEachFlatHalf(placed, [&](const HalfView& v) {
-    collectHalfPoints(v, false, &points);
+    adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
+    first += p.perHalf[half++];
     if (p.normals) halfVertexNormals(v, points, &normals);
     const bool uvs = hasUvees(v);
     for (size_t i = 0; i < points.slots.size(); ++i) {
@@ -131,8 +137,10 @@ bool writePly(const Model* model, const char* path, const char* title) {
   });
 
   int32_t base = 0;
+  half = first = 0;
   forEachFlatHalf(placed, [&](const HalfView& v) {
-    collectHalfPoints(v, false, &points);
+    adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
+    first += p.perHalf[half++];
     forEachHalfTriangle(v, [&](int32_t a, int32_t b, int32_t c) {
       char record[13];
       record[0] = 3;

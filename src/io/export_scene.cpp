@@ -285,8 +285,31 @@ void flushForExport(Model* model) {
   Walk::flush(model, 1);
 }
 
+namespace {
+
+void numberPoints(const Model* model, HalfPoints* out) {
+  out->numbered = model;
+  out->slotOf.clear();
+  const KeyedTable* points = &model->points;
+  const int64_t highest = highestPointNumber(model);
+  if (highest > 4 * int64_t{tableCount(points)} + 1024) return;
+  out->slotOf.assign(static_cast<size_t>(highest) + 1, 0);
+  for (int32_t s = tableNextSlot(points, -1); s >= 0; s = tableNextSlot(points, s))
+    out->slotOf[static_cast<size_t>(tableIntKeyAt(points, s))] = s + 1;
+}
+
+inline int32_t slotOfNumber(const Model* model, const HalfPoints& p, int32_t number) {
+  if (p.slotOf.empty()) return tablePosition(&model->points, number, false);
+  return number > 0 && static_cast<size_t>(number) < p.slotOf.size()
+             ? p.slotOf[static_cast<size_t>(number)] - 1
+             : -1;
+}
+
+}  // namespace
+
 bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
   const KeyedTable* points = &v.model->points;
+  if (out->numbered != v.model) numberPoints(v.model, out);
   // Only the entries the last collection set are cleared: a model of many
   // small layers costs what its layers hold, not layers times points.
   for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
@@ -295,7 +318,7 @@ bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
     out->index.resize(static_cast<size_t>(points->capacity), 0);
   int32_t missing = 0;
   auto take = [&](int32_t number) {
-    const int32_t slot = tablePosition(points, number, false);
+    const int32_t slot = slotOfNumber(v.model, *out, number);
     if (slot < 0) {
       if (missing == 0) missing = number;
       return;
@@ -328,9 +351,20 @@ bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
   return true;
 }
 
+void adoptHalfPoints(const HalfView& v, const int32_t* slots, size_t count,
+                     HalfPoints* out) {
+  if (out->numbered != v.model) numberPoints(v.model, out);
+  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
+  const size_t capacity = static_cast<size_t>(v.model->points.capacity);
+  if (out->index.size() < capacity) out->index.resize(capacity, 0);
+  out->slots.assign(slots, slots + count);
+  for (size_t i = 0; i < count; ++i)
+    out->index[static_cast<size_t>(slots[i])] = static_cast<int32_t>(i + 1);
+}
+
 int32_t halfPointIndex(const HalfView& v, const HalfPoints& points,
                        int32_t number) {
-  const int32_t slot = tablePosition(&v.model->points, number, false);
+  const int32_t slot = slotOfNumber(v.model, points, number);
   return slot < 0 ? -1 : points.index[static_cast<size_t>(slot)] - 1;
 }
 

@@ -131,10 +131,20 @@ void forEachHalfTriangle(const HalfView& v, Visit visit) {
 struct HalfPoints {
   std::vector<int32_t> slots;
   std::vector<int32_t> index;
+  // Point number to slot + 1 for `numbered`, built once per model a writer
+  // visits (every corner asks); empty when the numbers are too sparse for
+  // an array, and the table is asked instead. Valid for one write: a
+  // HalfPoints must not outlive the writer that made it.
+  const Model* numbered = nullptr;
+  std::vector<int32_t> slotOf;
 };
 // False, with "point not found: <n>" in LastError, when a polygon or line
 // names a point the model lacks.
 bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out);
+// The same from slots collected before (a writer that needs them in
+// several passes keeps them): no corner is looked at again.
+void adoptHalfPoints(const HalfView& v, const int32_t* slots, size_t count,
+                     HalfPoints* out);
 // The place of point `number` in the collected order; -1 when absent.
 int32_t halfPointIndex(const HalfView& v, const HalfPoints& points,
                        int32_t number);

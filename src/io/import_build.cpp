@@ -210,9 +210,12 @@ void importBegin(ImportBuilder* b, Model* model) {
 bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
                  bool uvs, bool colours, const char* imageDirectory) {
   const std::string layerName = layerNameFor(b->model, name);
-  float rgb[3] = {look.colour[0], look.colour[1], look.colour[2]};
-  for (float& c : rgb) c = c > 1.0f ? 1.0f : c > 0.0f ? c : 0.0f;
-  storedColour(rgb);
+  float rgb[3] = {0.0f, 0.0f, 0.0f};
+  if (look.coloured) {
+    for (int k = 0; k < 3; ++k)
+      rgb[k] = look.colour[k] > 1.0f ? 1.0f : look.colour[k] > 0.0f ? look.colour[k] : 0.0f;
+    storedColour(rgb);
+  }
   Layer* layer = addLayer(b->model, layerName.c_str(), rgb[0], rgb[1], rgb[2],
                           look.twoSided ? 0 : 1, 0, kAxisX);
   if (layer == nullptr) {
@@ -327,6 +330,16 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
     }
   }
   return point;
+}
+
+void importPrefetch(const ImportBuilder* b, const float position[3]) {
+  const uint32_t key[3] = {bitsOf(position[0]), bitsOf(position[1]), bitsOf(position[2])};
+  const uint32_t hash = hashKey(key, 3);
+  // A position seen a moment ago is answered from the recent ones.
+  const PositionSlot& recent = b->positions.recent[hash & (kRecent - 1)];
+  if (recent.point != 0 && recent.x == key[0] && recent.y == key[1] && recent.z == key[2])
+    return;
+  __builtin_prefetch(&b->positions.slots[hash & (b->positions.slots.size() - 1)]);
 }
 
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {

@@ -18,6 +18,7 @@
 
 // How a layer looks, from the mesh's material.
 struct ImportLook {
+  bool coloured;       // false: the layer keeps its default colour
   float colour[3];     // display colour, 0..1
   float opacity;       // 1 opaque
   bool twoSided;
@@ -93,6 +94,10 @@ bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
 int32_t importVertex(ImportBuilder* b, const float position[3],
                      const float* normal, const float* uv,
                      const float* colour);
+// A hint that `position` comes soon: the table slot it will ask for is
+// fetched into the cache meanwhile (a large model's table is far larger
+// than the cache, and each vertex would otherwise wait for memory).
+void importPrefetch(const ImportBuilder* b, const float position[3]);
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d);
 // Segments that continue one another are joined into one line.
 void importSegment(ImportBuilder* b, int32_t a, int32_t c);

@@ -19,6 +19,9 @@
 #include <string>
 
 #include "io/export_scene.h"
+#include "io/import_child.h"
+#include "io/import_records.h"
+#include "io/import_screen.h"
 #include "io/read_file.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -103,7 +106,7 @@ inline float displayColour(float c, bool linearLight) {
 }
 
 ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
-  ImportLook look = {{0.0f, 0.0f, 0.0f}, 1.0f, false, std::string()};
+  ImportLook look = {false, {0.0f, 0.0f, 0.0f}, 1.0f, false, std::string()};
   if (material == nullptr) return look;
   aiString name;
   const bool standIn = material->Get(AI_MATKEY_NAME, name) == AI_SUCCESS &&
@@ -113,10 +116,12 @@ ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
   // assimp's stand-in material for files without any keeps the layer's
   // own default colour.
   if (!standIn && material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) == AI_SUCCESS) {
+    look.coloured = true;
     look.colour[0] = displayColour(diffuse.r, kind.linearColours);
     look.colour[1] = displayColour(diffuse.g, kind.linearColours);
     look.colour[2] = displayColour(diffuse.b, kind.linearColours);
   } else if (!standIn && material->Get(AI_MATKEY_BASE_COLOR, colour) == AI_SUCCESS) {
+    look.coloured = true;
     look.colour[0] = displayColour(colour.r, kind.linearColours);
     look.colour[1] = displayColour(colour.g, kind.linearColours);
     look.colour[2] = displayColour(colour.b, kind.linearColours);
@@ -155,77 +160,108 @@ Affine affineOf(const aiMatrix4x4& t) {
   return {{t.a1, t.a2, t.a3, t.a4, t.b1, t.b2, t.b3, t.b4, t.c1, t.c2, t.c3, t.c4}};
 }
 
+// Vertices and triangles go back in runs of this many.
+constexpr uint32_t kRun = 16384;
+
 struct Conversion {
   const aiScene* scene;
   SourceKind kind;
-  const char* imageDirectory;
   std::string fileName;
-  ImportBuilder* builder;
-  std::vector<int32_t> pointOf;  // by vertex of the mesh at hand
+  RecordOut* out;
+  std::vector<float> vertex;
+  std::vector<uint32_t> corners, ends;
 };
 
-// One mesh as a node places it, into the builder's current layer.
-void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place) {
-  ImportBuilder* b = c->builder;
+// One mesh as a node places it, into the current layer: its vertices in
+// the model's space, then its triangles (turned round under a placement
+// that reflects) and segments.
+void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerColours) {
   double normals[9];
   normalMatrix(place, normals);
   const bool turned = affineDeterminant(place) < 0.0;
-  const bool withNormals = mesh->HasNormals() && !c->kind.facetNormals;
-  const bool withUvs = mesh->HasTextureCoords(0);
-  const bool withColours = mesh->HasVertexColors(0);
-  c->pointOf.assign(mesh->mNumVertices, 0);
-  for (unsigned v = 0; v < mesh->mNumVertices && !b->failed; ++v) {
+  uint8_t flags = 0;
+  if (mesh->HasNormals() && !c->kind.facetNormals) flags |= kRecordNormals;
+  if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
+  if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
+  const size_t floats = vertexFloats(flags);
+  c->vertex.resize(floats * kRun);
+  putMesh(c->out, flags, mesh->mNumVertices);
+  uint32_t pending = 0;
+  for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+    float* at = c->vertex.data() + pending * floats;
     const aiVector3D& p = mesh->mVertices[v];
     const double in[3] = {p.x, p.y, p.z};
     double out[3];
     applyAffine(place, in, out);
-    const float position[3] = {static_cast<float>(out[0]), static_cast<float>(out[1]),
-                               static_cast<float>(out[2])};
-    float normal[3], uv[2], colour[4];
-    bool hasNormal = false;
-    if (withNormals) {
+    for (int k = 0; k < 3; ++k) *at++ = static_cast<float>(out[k]);
+    if (flags & kRecordNormals) {
       const aiVector3D& n = mesh->mNormals[v];
       double t[3];
       for (int r = 0; r < 3; ++r)
         t[r] = normals[r * 3] * n.x + normals[r * 3 + 1] * n.y + normals[r * 3 + 2] * n.z;
       const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
-      if (length > 0.0 && std::isfinite(length)) {
-        for (int r = 0; r < 3; ++r) normal[r] = static_cast<float>(t[r] / length);
-        hasNormal = true;
-      }
+      const bool usable = length > 0.0 && std::isfinite(length);
+      for (int r = 0; r < 3; ++r)
+        *at++ = usable ? static_cast<float>(t[r] / length) : std::nanf("");
     }
-    if (withUvs) {
-      uv[0] = mesh->mTextureCoords[0][v].x;
-      uv[1] = mesh->mTextureCoords[0][v].y;
+    if (flags & kRecordUvs) {
+      *at++ = mesh->mTextureCoords[0][v].x;
+      *at++ = mesh->mTextureCoords[0][v].y;
     }
-    if (withColours) {
+    if (flags & kRecordColours) {
       const aiColor4D& k = mesh->mColors[0][v];
-      colour[0] = displayColour(k.r, c->kind.linearColours);
-      colour[1] = displayColour(k.g, c->kind.linearColours);
-      colour[2] = displayColour(k.b, c->kind.linearColours);
-      colour[3] = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
+      *at++ = displayColour(k.r, c->kind.linearColours);
+      *at++ = displayColour(k.g, c->kind.linearColours);
+      *at++ = displayColour(k.b, c->kind.linearColours);
+      *at++ = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
     }
-    c->pointOf[v] = importVertex(b, position, hasNormal ? normal : nullptr,
-                                 withUvs ? uv : nullptr, withColours ? colour : nullptr);
+    if (++pending == kRun || v + 1 == mesh->mNumVertices) {
+      putVertices(c->out, c->vertex.data(), pending, floats);
+      pending = 0;
+    }
   }
-  auto point = [&](unsigned index) {
-    return index < mesh->mNumVertices ? c->pointOf[index] : 0;
-  };
-  for (unsigned f = 0; f < mesh->mNumFaces && !b->failed; ++f) {
+  c->corners.clear();
+  c->ends.clear();
+  for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
     const aiFace& face = mesh->mFaces[f];
+    bool inside = true;
+    for (unsigned i = 0; i < face.mNumIndices; ++i)
+      inside = inside && face.mIndices[i] < mesh->mNumVertices;
+    if (!inside) continue;
     if (face.mNumIndices == 3) {
-      const int32_t a = point(face.mIndices[0]), d = point(face.mIndices[1]),
-                    e = point(face.mIndices[2]);
-      if (turned) {
-        importTriangle(b, d, a, e);
-      } else {
-        importTriangle(b, a, d, e);
-      }
+      const uint32_t a = face.mIndices[0], d = face.mIndices[1], e = face.mIndices[2];
+      c->corners.insert(c->corners.end(), {turned ? d : a, turned ? a : d, e});
     } else if (face.mNumIndices == 2) {
-      importSegment(b, point(face.mIndices[0]), point(face.mIndices[1]));
+      c->ends.insert(c->ends.end(), {face.mIndices[0], face.mIndices[1]});
+    }
+    if (c->corners.size() >= 3 * kRun) {
+      putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
+      c->corners.clear();
     }
   }
-  importEndLines(b);
+  putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
+  putSegments(c->out, c->ends.data(), static_cast<uint32_t>(c->ends.size() / 2));
+  putEndMesh(c->out);
+}
+
+// Whether every mesh of the node from `from` on with that material has
+// vertex colours, all one colour (given back in *colour).
+bool sameColourEverywhere(const aiScene* scene, const aiNode* node, unsigned from,
+                          unsigned material, aiColor4D* colour) {
+  bool any = false;
+  for (unsigned k = from; k < node->mNumMeshes; ++k) {
+    if (node->mMeshes[k] >= scene->mNumMeshes) continue;
+    const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
+    if (mesh->mMaterialIndex != material || mesh->mNumVertices == 0) continue;
+    if (!mesh->HasVertexColors(0)) return false;
+    for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+      const aiColor4D& c = mesh->mColors[0][v];
+      if (!any) *colour = c;
+      any = true;
+      if (!(c == *colour)) return false;
+    }
+  }
+  return any;
 }
 
 // The node's meshes, a layer per material, then its children.
@@ -246,20 +282,29 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
       faces = faces || mesh->mNumFaces > 0;
     }
     if (!faces) continue;
-    const aiMaterial* look = material < scene->mNumMaterials ? scene->mMaterials[material] : nullptr;
-    const std::string name = layerNameOf(scene, node, first, c->fileName);
-    if (!importLayer(c->builder, name.c_str(), lookOf(look, c->kind), uvs, colours,
-                     c->imageDirectory))
-      return false;
+    const aiMaterial* material_ = material < scene->mNumMaterials ? scene->mMaterials[material] : nullptr;
+    ImportLook look = lookOf(material_, c->kind);
+    // Vertex colours all alike (PLY files often carry one colour for all)
+    // are the layer's colour: its vertices then need no colour of their own.
+    aiColor4D same;
+    if (colours && sameColourEverywhere(scene, node, i, material, &same)) {
+      colours = false;
+      look.coloured = true;
+      look.colour[0] = displayColour(same.r, c->kind.linearColours);
+      look.colour[1] = displayColour(same.g, c->kind.linearColours);
+      look.colour[2] = displayColour(same.b, c->kind.linearColours);
+      look.opacity *= same.a < 0.0f ? 0.0f : same.a > 1.0f ? 1.0f : same.a;
+    }
+    putLayer(c->out, layerNameOf(scene, node, first, c->fileName), look, uvs, colours);
     for (unsigned k = i; k < node->mNumMeshes; ++k) {
       if (node->mMeshes[k] >= scene->mNumMeshes) continue;
       const aiMesh* mesh = scene->mMeshes[node->mMeshes[k]];
       if (mesh->mMaterialIndex != material) continue;
       done[k] = true;
-      addMesh(c, mesh, place);
+      addMesh(c, mesh, place, colours);
     }
-    importEndLayer(c->builder);
-    if (c->builder->failed) return false;
+    putEndLayer(c->out);
+    if (c->out->failed) return false;
   }
   return true;
 }
@@ -290,10 +335,49 @@ bool convertScene(Conversion* c) {
   return true;
 }
 
-// The scene as a new model; null with LastError ("could not import: ...").
-Model* modelFromScene(const aiScene* scene, const std::string& path,
-                      const std::string& extension, const char* imageDirectory,
-                      ImportReport* report) {
+// The scene's records, sent from the reader's process.
+void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
+  // About as many points as there are vertices in indexed meshes, and as
+  // faces (twice the points of a closed mesh) where every face has
+  // vertices of its own; a broken file may claim any count, and the table
+  // grows past this instead.
+  size_t vertices = 0, faces = 0;
+  for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
+    if (scene->mMeshes[i] == nullptr) continue;
+    vertices += scene->mMeshes[i]->mNumVertices;
+    faces += scene->mMeshes[i]->mNumFaces;
+  }
+  putReserve(out, vertices < faces ? vertices : faces);
+  Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}};
+  if (scene->mRootNode != nullptr && convertScene(&c)) putDone(out);
+}
+
+// What runs in the reader's process: assimp reads, the scene goes back as
+// records. Everything assimp throws is caught and said.
+template <class Read>
+void readAndSend(const std::string& path, Read read, RecordOut* out) {
+  try {
+    Assimp::Importer importer;
+    const aiScene* scene = read(&importer);
+    if (scene == nullptr) {
+      putError(out, importer.GetErrorString());
+      return;
+    }
+    sendScene(scene, path, out);
+  } catch (const std::bad_alloc&) {
+    putError(out, "out of memory");
+  } catch (const std::exception& e) {
+    putError(out, e.what());
+  } catch (...) {
+    putError(out, "the reader failed");
+  }
+}
+
+// The records of the reader's process as a new model named after `path`,
+// in its directory; null with "could not import: <path>: <why>".
+template <class Read>
+Model* importFrom(const std::string& path, Read read, const char* imageDirectory,
+                  ImportReport* report) {
   const std::string name = importedModelName(path.c_str());
   const size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
@@ -302,18 +386,18 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
   if (model == nullptr) return nullptr;
   ImportBuilder builder;
   importBegin(&builder, model);
-  size_t vertices = 0;
-  for (unsigned i = 0; i < scene->mNumMeshes; ++i)
-    if (scene->mMeshes[i] != nullptr) vertices += scene->mMeshes[i]->mNumVertices;
-  // A broken file may claim any count: the table grows past this instead.
-  importReserve(&builder, (vertices < (size_t{1} << 24) ? vertices : (size_t{1} << 24)) / 4);
-  Conversion c{scene, kindOf(extension), imageDirectory, name, &builder, {}};
-  const bool converted = scene->mRootNode != nullptr && convertScene(&c);
-  if (!converted || builder.failed ||
-      builder.counts.triangles + builder.counts.lines == 0) {
-    const std::string why = builder.failed || !converted
-                                ? (lastErrorText() ? lastErrorText() : "out of memory")
-                                : "no triangles or lines in it";
+  std::string why;
+  bool done = false;
+  try {
+    done = importInChild([&](RecordOut* out) { readAndSend(path, read, out); }, &builder,
+                         imageDirectory, &why);
+  } catch (...) {
+    freeModel(model);
+    throw;  // guarded() says why
+  }
+  if (done && builder.counts.triangles + builder.counts.lines == 0)
+    why = "no triangles or lines in it";
+  if (!why.empty()) {
     lastErrorReportf("could not import: %s: %s", path.c_str(), why.c_str());
     freeModel(model);
     return nullptr;
@@ -325,28 +409,30 @@ Model* modelFromScene(const aiScene* scene, const std::string& path,
   return model;
 }
 
-// assimp's PLY reader never returns from some broken headers (a NUL byte
-// in a comment will do), so the header is checked here first: printable
-// text lines from "ply" to "end_header".
-constexpr size_t kHeaderLook = 64 * 1024;
-
-const char* brokenHeader(const unsigned char* head, size_t size,
-                         const std::string& extension) {
-  const bool ply = size >= 3 && std::memcmp(head, "ply", 3) == 0;
-  if (!ply) return extension == "ply" ? "not a PLY file" : nullptr;
-  static const char kEnd[] = "\nend_header";
-  const size_t endLength = sizeof kEnd - 1;
-  for (size_t i = 0; i < size; ++i) {
-    const unsigned char c = head[i];
-    if (c == '\n' && size - i > endLength &&
-        std::memcmp(head + i, kEnd, endLength) == 0) {
-      const unsigned char after = head[i + endLength];
-      if (after == '\n' || after == '\r') return nullptr;
-    }
-    if (c != '\n' && c != '\r' && c != '\t' && (c < 0x20 || c > 0x7e))
-      return "broken PLY header";
+// glTF's JSON, read for screenGltf: a .glb file's first chunk, a .gltf
+// file whole.
+const char* screenGltfFile(const std::string& file, const unsigned char* head, size_t got,
+                           uint64_t fileSize) {
+  uint64_t at = 0, length = 0;
+  if (!glbJson(head, got, &at, &length)) {
+    if (lowerExtension(file) != "gltf") return nullptr;
+    at = 0;
+    length = fileSize;
   }
-  return "broken PLY header";
+  if (at + length > fileSize) return nullptr;  // assimp says what is wrong
+  std::string json;
+  FILE* in = std::fopen(file.c_str(), "rb");
+  if (in == nullptr) return nullptr;
+  try {
+    json.resize(static_cast<size_t>(length));
+  } catch (const std::exception&) {
+    std::fclose(in);
+    return "out of memory";
+  }
+  const bool read = std::fseek(in, static_cast<long>(at), SEEK_SET) == 0 &&
+                    std::fread(&json[0], 1, json.size(), in) == json.size();
+  std::fclose(in);
+  return read ? screenGltf(json.data(), json.size()) : nullptr;
 }
 
 Model* refused(const std::string& path, const char* why) {
@@ -389,17 +475,24 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     lastErrorReportf("%s: %s", readRefusalWords(why), file.c_str());
     return nullptr;
   }
-  unsigned char head[kHeaderLook];
+  unsigned char head[kScreenBytes];
   const size_t got = std::fread(head, 1, sizeof head, probe);
+  uint64_t fileSize = got;
+  struct stat info;
+  if (::fstat(fileno(probe), &info) == 0) fileSize = static_cast<uint64_t>(info.st_size);
   std::fclose(probe);
-  if (const char* broken = brokenHeader(head, got, lowerExtension(file)))
+  if (const char* broken = screenImport(head, got, fileSize, lowerExtension(file)))
+    return refused(file, broken);
+  if (const char* broken = screenGltfFile(file, head, got, fileSize))
     return refused(file, broken);
   return guarded(file, [&] {
-    Assimp::Importer importer;
-    importer.SetIOHandler(new RegularFilesOnly);
-    const aiScene* scene = importer.ReadFile(file, kReadSteps);
-    if (scene == nullptr) return refused(file, importer.GetErrorString());
-    return modelFromScene(scene, file, lowerExtension(file), imageDirectory, report);
+    return importFrom(
+        file,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new RegularFilesOnly);
+          return importer->ReadFile(file, kReadSteps);
+        },
+        imageDirectory, report);
   });
 }
 
@@ -408,15 +501,26 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
   const std::string ext = extension != nullptr ? extension : "";
   const std::string name = "memory." + ext;
   if (data == nullptr || size == 0) return refused(name, "the file is empty");
-  if (const char* broken = brokenHeader(static_cast<const unsigned char*>(data),
-                                        size < kHeaderLook ? size : kHeaderLook,
-                                        lowerExtension(name)))
+  const unsigned char* bytes = static_cast<const unsigned char*>(data);
+  if (const char* broken = screenImport(bytes, size < kScreenBytes ? size : kScreenBytes,
+                                        size, lowerExtension(name)))
     return refused(name, broken);
+  uint64_t at = 0, length = 0;
+  const char* json = reinterpret_cast<const char*>(bytes);
+  const char* broken = nullptr;
+  if (glbJson(bytes, size, &at, &length)) {
+    if (at + length <= size) broken = screenGltf(json + at, static_cast<size_t>(length));
+  } else if (ext == "gltf") {
+    broken = screenGltf(json, size);
+  }
+  if (broken != nullptr) return refused(name, broken);
   return guarded(name, [&] {
-    Assimp::Importer importer;
-    importer.SetIOHandler(new NoFiles);
-    const aiScene* scene = importer.ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
-    if (scene == nullptr) return refused(name, importer.GetErrorString());
-    return modelFromScene(scene, name, lowerExtension(name), nullptr, report);
+    return importFrom(
+        name,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new NoFiles);
+          return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
+        },
+        nullptr, report);
   });
 }

@@ -3,10 +3,12 @@
 // through every y-up export give back the points, triangles and facing;
 // broken files are refused with a reason and never crash.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -14,7 +16,10 @@
 #include "io/export_scene.h"
 #include "io/exporters.h"
 #include "io/import_build.h"
+#include "io/import_child.h"
+#include "io/import_records.h"
 #include "io/import_scene.h"
+#include "io/import_screen.h"
 #include "model/children.h"
 #include "model/last_error.h"
 #include "model/transform.h"
@@ -61,7 +66,7 @@ double volume(const Model* m) {
   return v;
 }
 
-ImportLook plainLook() { return {{0.5f, 0.5f, 0.5f}, 1.0f, false, ""}; }
+ImportLook plainLook() { return {true, {0.5f, 0.5f, 0.5f}, 1.0f, false, ""}; }
 
 // ---- Building -----------------------------------------------------------------
 
@@ -258,6 +263,149 @@ TEST(ImportRoundTrip, LayerNamesColoursAndNormalsComeBackFromGlb) {
   EXPECT_NEAR(n->z, 1.0f, 1e-6);
   freeModel(back);
   freeModel(m);
+}
+
+TEST(ImportRoundTrip, MaterialsGiveLayerColoursAndNoMaterialKeepsTheDefault) {
+  const std::string dir = test_files::tempDir("materials");
+  test_files::writeFile(dir + "plain.stl",
+                        "solid plain\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\n"
+                        "vertex 1 0 0\nvertex 0 1 0\nendloop\nendfacet\nendsolid plain\n");
+  test_files::writeFile(dir + "dark.mtl", "newmtl coal\nKd 0 0 0\nd 0.5\n");
+  test_files::writeFile(dir + "dark.obj",
+                        "mtllib dark.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\nusemtl coal\nf 1 2 3\n");
+  Model* plain = importModelFile((dir + "plain.stl").c_str(), nullptr, nullptr);
+  ASSERT_NE(plain, nullptr) << lastErrorText();
+  const Layer* layer = tableAt<Layer>(&plain->layers, tableNextSlot(&plain->layers, -1));
+  // assimp's stand-in material: the layer's own default (0 0 0 draws grey).
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(layer->origin[k], 0.0f);
+  Model* dark = importModelFile((dir + "dark.obj").c_str(), nullptr, nullptr);
+  ASSERT_NE(dark, nullptr) << lastErrorText();
+  layer = tableAt<Layer>(&dark->layers, tableNextSlot(&dark->layers, -1));
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(layer->origin[k], 1.0f / 255.0f);
+  EXPECT_FLOAT_EQ(layer->opacity, 0.5f);
+  freeModel(plain);
+  freeModel(dark);
+}
+
+// ---- The reader's process --------------------------------------------------------
+
+TEST(ImportChild, AReaderThatCrashesTakesOnlyItsOwnProcess) {
+  Model* m = createModel(nullptr, "c.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  std::string why;
+  // Half a layer, then the reader dies.
+  EXPECT_FALSE(importInChild(
+      [](RecordOut* out) {
+        putLayer(out, "half", plainLook(), false, false);
+        flushRecords(out);
+        raise(SIGSEGV);
+      },
+      &b, nullptr, &why));
+  EXPECT_EQ(why.rfind("the reader crashed (", 0), 0u) << why;
+  freeModel(m);
+}
+
+TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
+  Model* m = createModel(nullptr, "r.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  std::string why;
+  // A corner past the mesh's vertices is not followed.
+  EXPECT_FALSE(importInChild(
+      [](RecordOut* out) {
+        putLayer(out, "l", plainLook(), false, false);
+        putMesh(out, 0, 1);
+        const float p[3] = {0, 0, 0};
+        putVertices(out, p, 1, 3);
+        const uint32_t corners[3] = {0, 0, 7};
+        putTriangles(out, corners, 1);
+        putDone(out);
+      },
+      &b, nullptr, &why));
+  EXPECT_NE(why.find("make no sense"), std::string::npos) << why;
+  // A reader's own reason comes back as it said it.
+  Model* n = createModel(nullptr, "n.mod", nullptr);
+  importBegin(&b, n);
+  EXPECT_FALSE(importInChild([](RecordOut* out) { putError(out, "No suitable reader"); }, &b,
+                             nullptr, &why));
+  EXPECT_EQ(why, "No suitable reader");
+  // A whole triangle with a normal that has none for one corner.
+  Model* t = createModel(nullptr, "t.mod", nullptr);
+  importBegin(&b, t);
+  ASSERT_TRUE(importInChild(
+      [](RecordOut* out) {
+        putLayer(out, "tri", plainLook(), false, false);
+        putMesh(out, kRecordNormals, 3);
+        const float v[3][6] = {{0, 0, 0, 0, 0, 1}, {1, 0, 0, NAN, 0, 0}, {0, 1, 0, 0, 0, 1}};
+        putVertices(out, v[0], 2, 6);  // in two runs
+        putVertices(out, v[2], 1, 6);
+        const uint32_t corners[3] = {0, 1, 2};
+        putTriangles(out, corners, 1);
+        putEndMesh(out);
+        putEndLayer(out);
+        putDone(out);
+      },
+      &b, nullptr, &why))
+      << why;
+  const Layer* tri = findLayer(t, "tri");
+  ASSERT_NE(tri, nullptr);
+  EXPECT_EQ(tableCount(&tri->triangles), 1);
+  EXPECT_EQ(tableCount(&tri->normals), 2);
+  freeModel(m);
+  freeModel(n);
+  freeModel(t);
+}
+
+// ---- The look before assimp ----------------------------------------------------
+
+const char* screen(const std::string& text, const char* extension, uint64_t size = 0) {
+  return screenImport(reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+                      size != 0 ? size : text.size(), extension);
+}
+
+TEST(ImportScreen, HeadersAssimpWouldHangOrDrownOnAreRefused) {
+  const std::string ply = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\n";
+  EXPECT_EQ(screen(ply + "end_header\n1\n2\n3\n", "ply"), nullptr);
+  EXPECT_EQ(screen(ply + "end_header\r\n1\n2\n3\n", "ply"), nullptr);
+  EXPECT_STREQ(screen(ply + "end_header", "ply"), "broken PLY header");
+  EXPECT_STREQ(screen(ply + "end_header\xfe 1\n", "ply"), "broken PLY header");
+  EXPECT_STREQ(screen("ply\ncomment a\0b\nend_header\n", "ply"), "broken PLY header");
+  EXPECT_STREQ(screen("solid x\n", "ply"), "not a PLY file");
+  EXPECT_STREQ(screen("ply\nformat ascii 1.0\nelement vertex 99999\nend_header\n", "ply"),
+               "a count in the header is larger than the file");
+  // The same header is fine for a file that long.
+  EXPECT_EQ(screen("ply\nformat ascii 1.0\nelement vertex 99999\nend_header\n", "ply", 200000),
+            nullptr);
+  // PLY by its first bytes whatever the name says.
+  EXPECT_STREQ(screen("ply\nformat ascii 1.0\n", "obj"), "broken PLY header");
+
+  EXPECT_EQ(screen("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", "off"), nullptr);
+  EXPECT_STREQ(screen("OFF\n# big\n3 77777777777777777777777 0\n", "off"),
+               "a count in the header is larger than the file");
+  EXPECT_STREQ(screen("COFF777777 2\n", "off"), "a count in the header is larger than the file");
+  EXPECT_EQ(screen("v 0 0 0\nf 1 2 3\n", "obj"), nullptr);
+}
+
+TEST(ImportScreen, GltfLineLoopsAreRefusedWhereverTheyAre) {
+  const std::string loop = "{\"meshes\":[{\"primitives\":[{\"mode\" : 2,\"indices\":1}]}]}";
+  EXPECT_STREQ(screenGltf(loop.data(), loop.size()), "glTF line loops are not read");
+  for (const char* fine : {"{\"mode\":4}", "{\"mode\":20}", "{\"name\":\"mode 2\"}"})
+    EXPECT_EQ(screenGltf(fine, std::strlen(fine)), nullptr) << fine;
+  // A .glb file's JSON lies after its 12-byte header and 8-byte chunk header.
+  std::string glb = "glTF" + std::string("\x02\0\0\0", 4) + std::string(4, '\0');
+  const uint32_t length = static_cast<uint32_t>(loop.size());
+  glb.append(reinterpret_cast<const char*>(&length), 4);
+  glb += "JSON" + loop;
+  uint64_t at = 0, size = 0;
+  ASSERT_TRUE(glbJson(reinterpret_cast<const unsigned char*>(glb.data()), glb.size(), &at, &size));
+  EXPECT_EQ(at, 20u);
+  EXPECT_EQ(size, loop.size());
+  const std::string dir = test_files::tempDir("loop");
+  test_files::writeFile(dir + "loop.glb", glb);
+  EXPECT_EQ(importModelFile((dir + "loop.glb").c_str(), nullptr, nullptr), nullptr);
+  EXPECT_STREQ(lastErrorText(),
+               ("could not import: " + dir + "loop.glb: glTF line loops are not read").c_str());
 }
 
 // ---- Refusals -------------------------------------------------------------------

@@ -1,0 +1,75 @@
+#include "io/import_child.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <malloc.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+// Present only in a sanitizer's runtime: the hook a fuzzing driver sets to
+// save its input when the process dies.
+extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
+
+bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
+                   const char* imageDirectory, std::string* why) {
+  int fds[2];
+  if (::pipe2(fds, O_CLOEXEC) != 0) {
+    *why = std::string("the reader could not be started: ") + std::strerror(errno);
+    return false;
+  }
+  // Room for the reader to run ahead while the records are built into the
+  // model (the system may give less; the pipe works either way).
+  ::fcntl(fds[1], F_SETPIPE_SZ, 1 << 20);
+  // Free memory goes back to the system first: the child's allocations
+  // would otherwise land on pages still shared with this process and copy
+  // each one the first time they write it.
+  ::malloc_trim(0);
+  const pid_t pid = ::fork();
+  if (pid < 0) {
+    *why = std::string("the reader could not be started: ") + std::strerror(errno);
+    ::close(fds[0]);
+    ::close(fds[1]);
+    return false;
+  }
+  if (pid == 0) {
+    ::close(fds[0]);
+    // A parent that stopped listening ends the child at its next write.
+    ::signal(SIGPIPE, SIG_DFL);
+    // The reader's death is the parent's to report: a driver's hook run
+    // here would count it as the whole program's.
+    if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);
+    RecordOut out;
+    out.fd = fds[1];
+    try {
+      read(&out);
+    } catch (...) {
+      putError(&out, "the reader failed");
+    }
+    flushRecords(&out);
+    ::_exit(0);
+  }
+  ::close(fds[1]);
+  const bool done = replayRecords(fds[0], b, imageDirectory, why);
+  if (!done) ::kill(pid, SIGKILL);
+  ::close(fds[0]);
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (!done && why->empty()) {
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
+      *why = "the reader was killed (out of memory?)";
+    } else if (WIFSIGNALED(status)) {
+      *why = std::string("the reader crashed (") + strsignal(WTERMSIG(status)) + ")";
+    } else {
+      // A runtime that catches the signal itself (a sanitizer's) ends the
+      // process with a status instead.
+      *why = "the reader crashed (it ended with status " +
+             std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")";
+    }
+  }
+  return done;
+}

@@ -1,0 +1,21 @@
+// The process assimp reads in. Its readers have a long history of crashes
+// on broken files; one that crashes here takes only its own process, and
+// the importer says so instead of ending the program.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "io/import_build.h"
+#include "io/import_records.h"
+
+// Runs `read` in a child process, which sends its records (import_records.h)
+// back through a pipe and ends; they are replayed into the builder as
+// they come. True when the reader said it was done; false with *why: its
+// own reason, the builder's, "the reader crashed (<signal>)" (or "(it
+// ended with status <n>)" when it stopped without saying why), "the
+// reader was killed (out of memory?)" or "the reader could not be started:
+// <reason>". The child never returns: it
+// ends with _exit, so nothing of the program runs there but `read`.
+bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
+                   const char* imageDirectory, std::string* why);

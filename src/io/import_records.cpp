@@ -1,0 +1,275 @@
+#include "io/import_records.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "model/last_error.h"
+
+namespace {
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "records are written and read on one machine, as they lie in memory");
+
+constexpr size_t kFlushBytes = 1 << 20;
+// More than any reader sends in one record.
+constexpr uint64_t kMostBytes = uint64_t{1} << 32;
+
+void put(RecordOut* out, const void* data, size_t bytes) {
+  out->buffer.append(static_cast<const char*>(data), bytes);
+  if (out->buffer.size() >= kFlushBytes) flushRecords(out);
+}
+
+void putByte(RecordOut* out, uint8_t value) { put(out, &value, 1); }
+void putWord(RecordOut* out, uint32_t value) { put(out, &value, 4); }
+void putText(RecordOut* out, const std::string& text) {
+  putWord(out, static_cast<uint32_t>(text.size()));
+  put(out, text.data(), text.size());
+}
+
+// Reading, buffered; false at the end of the data.
+struct RecordIn {
+  int fd;
+  std::vector<char> buffer;
+  size_t at = 0, end = 0;
+
+  bool fill() {
+    if (at < end) return true;
+    at = end = 0;
+    for (;;) {
+      const ssize_t n = ::read(fd, buffer.data(), buffer.size());
+      if (n > 0) {
+        end = static_cast<size_t>(n);
+        return true;
+      }
+      if (n < 0 && errno == EINTR) continue;
+      return false;
+    }
+  }
+
+  bool take(void* data, size_t bytes) {
+    char* to = static_cast<char*>(data);
+    while (bytes > 0) {
+      if (!fill()) return false;
+      const size_t n = end - at < bytes ? end - at : bytes;
+      std::memcpy(to, buffer.data() + at, n);
+      at += n;
+      to += n;
+      bytes -= n;
+    }
+    return true;
+  }
+
+  bool word(uint32_t* value) { return take(value, 4); }
+
+  bool text(std::string* value) {
+    uint32_t length = 0;
+    if (!word(&length) || length > (1u << 20)) return false;
+    value->resize(length);
+    return length == 0 || take(&(*value)[0], length);
+  }
+};
+
+}  // namespace
+
+size_t vertexFloats(uint8_t flags) {
+  return 3 + ((flags & kRecordNormals) ? 3 : 0) + ((flags & kRecordUvs) ? 2 : 0) +
+         ((flags & kRecordColours) ? 4 : 0);
+}
+
+void putReserve(RecordOut* out, uint64_t points) {
+  putByte(out, 'R');
+  put(out, &points, 8);
+}
+
+void putLayer(RecordOut* out, const std::string& name, const ImportLook& look,
+              bool uvs, bool colours) {
+  putByte(out, 'L');
+  putText(out, name);
+  putByte(out, look.coloured ? 1 : 0);
+  put(out, look.colour, sizeof look.colour);
+  put(out, &look.opacity, 4);
+  putByte(out, look.twoSided ? 1 : 0);
+  putText(out, look.texture);
+  putByte(out, uvs ? 1 : 0);
+  putByte(out, colours ? 1 : 0);
+}
+
+void putMesh(RecordOut* out, uint8_t flags, uint32_t count) {
+  putByte(out, 'M');
+  putByte(out, flags);
+  putWord(out, count);
+}
+
+void putVertices(RecordOut* out, const float* values, uint32_t vertices, size_t floats) {
+  putByte(out, 'V');
+  putWord(out, vertices);
+  put(out, values, size_t{vertices} * floats * sizeof(float));
+}
+
+void putTriangles(RecordOut* out, const uint32_t* corners, uint32_t triangles) {
+  putByte(out, 'T');
+  putWord(out, triangles);
+  put(out, corners, size_t{triangles} * 12);
+}
+
+void putSegments(RecordOut* out, const uint32_t* ends, uint32_t segments) {
+  putByte(out, 'S');
+  putWord(out, segments);
+  put(out, ends, size_t{segments} * 8);
+}
+
+void putEndMesh(RecordOut* out) { putByte(out, 'E'); }
+void putEndLayer(RecordOut* out) { putByte(out, 'Z'); }
+void putDone(RecordOut* out) { putByte(out, 'D'); }
+
+void putError(RecordOut* out, const std::string& why) {
+  putByte(out, 'X');
+  putText(out, why);
+}
+
+void flushRecords(RecordOut* out) {
+  size_t done = 0;
+  while (!out->failed && done < out->buffer.size()) {
+    const ssize_t n = ::write(out->fd, out->buffer.data() + done, out->buffer.size() - done);
+    if (n > 0) {
+      done += static_cast<size_t>(n);
+    } else if (n < 0 && errno != EINTR) {
+      out->failed = true;
+    }
+  }
+  out->buffer.clear();
+}
+
+bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
+                   std::string* why) {
+  RecordIn in{fd, std::vector<char>(kFlushBytes)};
+  why->clear();
+  std::vector<float> vertices;
+  std::vector<int32_t> pointOf;
+  uint8_t flags = 0;
+  size_t stride = 0;      // floats a vertex of the mesh at hand
+  uint64_t expected = 0;  // vertices it said it has
+  std::vector<uint32_t> corners;
+  bool inLayer = false;
+  auto nonsense = [&](const char* what) {
+    *why = std::string("the reader's records make no sense (") + what + ")";
+    return false;
+  };
+  for (;;) {
+    if (b->failed) {
+      *why = lastErrorText() != nullptr ? lastErrorText() : "out of memory";
+      return false;
+    }
+    uint8_t tag = 0;
+    if (!in.take(&tag, 1)) return false;  // stopped short
+    switch (tag) {
+      case 'R': {
+        uint64_t points = 0;
+        if (!in.take(&points, 8)) return false;
+        importReserve(b, points < (uint64_t{1} << 24) ? static_cast<size_t>(points) : size_t{1} << 24);
+        break;
+      }
+      case 'L': {
+        std::string name;
+        ImportLook look;
+        uint8_t coloured = 0, twoSided = 0, uvs = 0, colours = 0;
+        if (!in.text(&name) || !in.take(&coloured, 1) ||
+            !in.take(look.colour, sizeof look.colour) || !in.take(&look.opacity, 4) ||
+            !in.take(&twoSided, 1) || !in.text(&look.texture) || !in.take(&uvs, 1) ||
+            !in.take(&colours, 1))
+          return false;
+        if (inLayer) return nonsense("a layer in a layer");
+        look.coloured = coloured != 0;
+        look.twoSided = twoSided != 0;
+        if (!std::isfinite(look.opacity)) look.opacity = 1.0f;
+        for (float& c : look.colour)
+          if (!std::isfinite(c)) c = 0.0f;
+        importLayer(b, name.c_str(), look, uvs != 0, colours != 0, imageDirectory);
+        inLayer = true;
+        break;
+      }
+      case 'M': {
+        uint32_t count = 0;
+        if (!in.take(&flags, 1) || !in.word(&count)) return false;
+        if (!inLayer) return nonsense("a mesh outside a layer");
+        stride = vertexFloats(flags);
+        expected = count;
+        pointOf.clear();
+        break;
+      }
+      case 'V': {
+        uint32_t count = 0;
+        if (!in.word(&count)) return false;
+        if (!inLayer || stride == 0 || uint64_t{count} + pointOf.size() > expected)
+          return nonsense("vertices");
+        vertices.resize(size_t{count} * stride);
+        if (count > 0 && !in.take(vertices.data(), vertices.size() * sizeof(float))) return false;
+        // Fetched a few vertices ahead: the point table is far larger
+        // than the cache.
+        constexpr uint32_t kAhead = 16;
+        for (uint32_t v = 0; v < count && !b->failed; ++v) {
+          if (v + kAhead < count) importPrefetch(b, &vertices[size_t{v + kAhead} * stride]);
+          const float* at = &vertices[size_t{v} * stride];
+          const float* normal = nullptr;
+          const float* uv = nullptr;
+          const float* colour = nullptr;
+          size_t k = 3;
+          if (flags & kRecordNormals) {
+            if (!std::isnan(at[k])) normal = at + k;
+            k += 3;
+          }
+          if (flags & kRecordUvs) {
+            uv = at + k;
+            k += 2;
+          }
+          if (flags & kRecordColours) colour = at + k;
+          pointOf.push_back(importVertex(b, at, normal, uv, colour));
+        }
+        break;
+      }
+      case 'T':
+      case 'S': {
+        uint32_t count = 0;
+        if (!in.word(&count)) return false;
+        const size_t per = tag == 'T' ? 3 : 2;
+        if (!inLayer || uint64_t{count} * per * 4 > kMostBytes) return nonsense("faces");
+        // Run by run, the corners only of vertices already sent.
+        corners.resize(size_t{count} * per);
+        if (count > 0 && !in.take(corners.data(), corners.size() * 4)) return false;
+        for (uint32_t corner : corners)
+          if (corner >= pointOf.size()) return nonsense("a corner past the vertices");
+        for (size_t i = 0; i < corners.size() && !b->failed; i += per) {
+          if (per == 3) {
+            importTriangle(b, pointOf[corners[i]], pointOf[corners[i + 1]], pointOf[corners[i + 2]]);
+          } else {
+            importSegment(b, pointOf[corners[i]], pointOf[corners[i + 1]]);
+          }
+        }
+        break;
+      }
+      case 'E':
+        importEndLines(b);
+        break;
+      case 'Z':
+        if (!inLayer) return nonsense("the end of no layer");
+        importEndLayer(b);
+        inLayer = false;
+        break;
+      case 'D':
+        if (b->failed) continue;  // said at the top
+        return true;
+      case 'X': {
+        std::string text;
+        if (!in.text(&text)) return false;
+        *why = text;
+        return false;
+      }
+      default:
+        return nonsense("an unknown record");
+    }
+  }
+}
