@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +16,7 @@
 extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
 
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
-                   const char* imageDirectory, std::string* why) {
+                   const char* imageDirectory, std::string* why, unsigned cpuSeconds) {
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) {
     *why = std::string("the reader could not be started: ") + std::strerror(errno);
@@ -42,6 +43,13 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
     // The reader's death is the parent's to report: a driver's hook run
     // here would count it as the whole program's.
     if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);
+    if (cpuSeconds > 0) {
+      ::signal(SIGXCPU, SIG_DFL);
+      struct rlimit limit;
+      limit.rlim_cur = cpuSeconds;
+      limit.rlim_max = static_cast<rlim_t>(cpuSeconds) + 2;
+      ::setrlimit(RLIMIT_CPU, &limit);
+    }
     RecordOut out;
     out.fd = fds[1];
     try {
@@ -60,7 +68,9 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
   if (!done && why->empty()) {
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
+      *why = "the reader ran past its time (" + std::to_string(cpuSeconds) + " s)";
+    } else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
       *why = "the reader was killed (out of memory?)";
     } else if (WIFSIGNALED(status)) {
       *why = std::string("the reader crashed (") + strsignal(WTERMSIG(status)) + ")";

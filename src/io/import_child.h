@@ -14,8 +14,11 @@
 // they come. True when the reader said it was done; false with *why: its
 // own reason, the builder's, "the reader crashed (<signal>)" (or "(it
 // ended with status <n>)" when it stopped without saying why), "the
-// reader was killed (out of memory?)" or "the reader could not be started:
-// <reason>". The child never returns: it
-// ends with _exit, so nothing of the program runs there but `read`.
+// reader was killed (out of memory?)", "the reader ran past its time
+// (<n> s)" or "the reader could not be started: <reason>". The child never
+// returns: it ends with _exit, so nothing of the program runs there but
+// `read`. `cpuSeconds` (0: none) bounds the child's processor time, so
+// that a reader caught in a loop ends instead of hanging the program.
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
-                   const char* imageDirectory, std::string* why);
+                   const char* imageDirectory, std::string* why,
+                   unsigned cpuSeconds = 0);

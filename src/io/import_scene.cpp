@@ -375,9 +375,17 @@ void readAndSend(const std::string& path, Read read, RecordOut* out) {
 
 // The records of the reader's process as a new model named after `path`,
 // in its directory; null with "could not import: <path>: <why>".
+// The processor time a reader gets for a file of `bytes`: far more than
+// assimp's readers take (well under a second per 10 MiB), so that only a
+// reader caught in a loop meets it.
+unsigned readerSeconds(uint64_t bytes) {
+  const uint64_t seconds = 10 + bytes / (1u << 20);
+  return seconds < 86400 ? static_cast<unsigned>(seconds) : 86400u;
+}
+
 template <class Read>
-Model* importFrom(const std::string& path, Read read, const char* imageDirectory,
-                  ImportReport* report) {
+Model* importFrom(const std::string& path, uint64_t bytes, Read read,
+                  const char* imageDirectory, ImportReport* report) {
   const std::string name = importedModelName(path.c_str());
   const size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
@@ -390,7 +398,7 @@ Model* importFrom(const std::string& path, Read read, const char* imageDirectory
   bool done = false;
   try {
     done = importInChild([&](RecordOut* out) { readAndSend(path, read, out); }, &builder,
-                         imageDirectory, &why);
+                         imageDirectory, &why, readerSeconds(bytes));
   } catch (...) {
     freeModel(model);
     throw;  // guarded() says why
@@ -487,7 +495,7 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     return refused(file, broken);
   return guarded(file, [&] {
     return importFrom(
-        file,
+        file, fileSize,
         [&](Assimp::Importer* importer) {
           importer->SetIOHandler(new RegularFilesOnly);
           return importer->ReadFile(file, kReadSteps);
@@ -516,7 +524,7 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
   if (broken != nullptr) return refused(name, broken);
   return guarded(name, [&] {
     return importFrom(
-        name,
+        name, size,
         [&](Assimp::Importer* importer) {
           importer->SetIOHandler(new NoFiles);
           return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());

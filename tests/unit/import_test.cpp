@@ -306,6 +306,21 @@ TEST(ImportChild, AReaderThatCrashesTakesOnlyItsOwnProcess) {
   freeModel(m);
 }
 
+TEST(ImportChild, AReaderCaughtInALoopEndsAtItsTime) {
+  Model* m = createModel(nullptr, "t.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  std::string why;
+  EXPECT_FALSE(importInChild(
+      [](RecordOut*) {
+        for (volatile unsigned spin = 0;; spin = spin + 1) {
+        }
+      },
+      &b, nullptr, &why, 1));
+  EXPECT_EQ(why, "the reader ran past its time (1 s)");
+  freeModel(m);
+}
+
 TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
   Model* m = createModel(nullptr, "r.mod", nullptr);
   ImportBuilder b;
