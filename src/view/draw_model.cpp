@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "model/geometry.h"
+#include "model/point_moves.h"
 #include "view/draw_collides.h"
 #include "view/draw_images.h"
 #include "view/layer_cache.h"
@@ -87,6 +88,35 @@ void keepSelectedTriangles(const Layer* layer,
   d->selected.count = static_cast<int32_t>(kept.size());
 }
 
+// After points moved and nothing else of the model changed, rewrites the
+// vertices around them in place; false when the layer is to be built
+// again. Only stored points: a pose moves what the moves do not say. A
+// layer with images or shaders also keeps texture coordinates, tangents
+// and selected copies made from its vertices, so it is built again too.
+bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
+                const float* positions, const PointsKey& points,
+                LayerDisplay* d) {
+  if (positions != nullptr || d->points.posed != points.posed ||
+      d->points.pose != points.pose || tableCount(&layer->images) > 0 ||
+      tableCount(&layer->shaders) > 0)
+    return false;
+  LayerPatch& patch = store->patch;
+  try {
+    if (!pointsMovedSince(model, d->points.revision, &patch.moved) ||
+        !patchLayerVertices(model, layer, static_cast<NormalMode>(d->normalMode),
+                            d->normalLength, d->selection, d->places,
+                            patch.moved.items, patch.moved.count, &patch))
+      return false;
+  } catch (const std::bad_alloc&) {
+    return false;  // the build reports it, if it runs short too
+  }
+  if (!patchRun(&d->triangles, patch.triangles) ||
+      !patchRun(&d->normals, patch.normalLines))
+    return false;
+  d->points = points;
+  return true;
+}
+
 // Brings the layer's runs up to date; false when it cannot be drawn.
 // Marking or unmarking a polygon or line touches its layer, so only a new
 // selection colour is left to watch here.
@@ -94,10 +124,11 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
                   const float* positions, const PointsKey& points,
                   NormalMode mode, float normalLength,
                   const uint8_t selection[3], LayerDisplay* d) {
-  if (d->valid && d->revision == layer->revision && d->points == points &&
+  if (d->valid && d->revision == layer->revision &&
       d->normalMode == mode && d->normalLength == normalLength &&
       (!d->showsSelection || std::memcmp(d->selection, selection, 3) == 0) &&
-      std::strcmp(d->name, layer->name) == 0)
+      std::strcmp(d->name, layer->name) == 0 &&
+      (d->points == points || patchLayer(store, model, layer, positions, points, d)))
     return true;
   d->valid = false;
   LayerVertices& scratch = store->scratch;
@@ -117,6 +148,7 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   d->showsSelection = scratch.selectedItems > 0;
   dropTangents(&d->images, &store->doomed);
   keepSelectedTriangles(layer, scratch.triangles, d);
+  d->places.swap(scratch.places);
   std::memcpy(d->selection, selection, sizeof d->selection);
   // A big layer's arrays are not worth keeping on the host once uploaded.
   if (scratch.triangles.capacity() > kKeptScratchVertices)

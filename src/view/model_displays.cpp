@@ -1,5 +1,6 @@
 #include "view/model_displays.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <new>
 
@@ -22,6 +23,7 @@ void dropLayer(ModelDisplays* store, LayerDisplay* layer) {
   dropRun(store, &layer->normals);
   dropImageRuns(&layer->images, &store->doomed);
   dropRun(store, &layer->selected);
+  layer->places = std::vector<PolygonPlace>();
   layer->valid = false;
 }
 
@@ -70,6 +72,28 @@ void upload(ModelDisplays* store, VertexRun* run,
     run->buffer = 0;
   }
   run->host = data;
+}
+
+bool patchRun(VertexRun* run, const VertexPatch& patch) {
+  if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
+  const DrawVertex* from = patch.vertices.data();
+  bool inside = true;
+  for (const PatchRun& r : patch.runs) {
+    if (r.first < 0 || r.count > run->count - r.first) {
+      inside = false;
+      break;
+    }
+    if (run->buffer != 0) {
+      glBufferSubData(GL_ARRAY_BUFFER,
+                      static_cast<GLintptr>(r.first * sizeof(DrawVertex)),
+                      static_cast<GLsizeiptr>(r.count * sizeof(DrawVertex)), from);
+    } else {
+      std::copy(from, from + r.count, run->host.begin() + r.first);
+    }
+    from += r.count;
+  }
+  if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, 0);
+  return inside;
 }
 
 namespace {

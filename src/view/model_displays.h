@@ -57,6 +57,8 @@ struct LayerDisplay {
   // tangent frames, and the selected polygons drawn again over images.
   LayerImageRuns images;
   VertexRun selected;  // host memory: few, and rebuilt with the layer
+  // Where each polygon's vertices lie, for rewriting them after moves.
+  std::vector<PolygonPlace> places;
 };
 
 struct ModelDisplay {
@@ -76,6 +78,7 @@ struct ModelDisplays {
   ShaderCache* shaders = nullptr;
   ViewSink* sink = nullptr;  // where shader sources come from
   LayerVertices scratch;
+  LayerPatch patch;  // working space of patchLayerVertices
   std::vector<std::string> failures;  // reported once the frame is done
   // The marks of selected joints and collide objects, rebuilt in host
   // memory for every model drawn: they are few, and reading them afresh
@@ -94,6 +97,8 @@ void releaseById(ModelDisplays* store, int32_t id);
 void deleteDoomedBuffers(ModelDisplays* store);
 // Replaces the run's vertices, keeping its buffer name.
 void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
+// Rewrites vertices in place, run by run; false when a run lies outside.
+bool patchRun(VertexRun* run, const VertexPatch& patch);
 // Draws `count` vertices from `first`; `outlines`: polygons in line mode
 // show only their own edges.
 void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
