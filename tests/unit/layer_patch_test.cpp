@@ -1,18 +1,25 @@
 // Rewriting a layer's vertices around moved points instead of building
 // them again: the patched arrays must be the full build's, byte for byte,
-// and the model must say "only moves" only when that is so.
+// and the model must say "only moves" only when that is so. PatchedDraw
+// reads the drawn buffers back; it needs a display (CTest runs it under
+// its own Xvfb) and skips without one.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <vector>
 
+#include "gl_window.h"
 #include "model/geometry.h"
 #include "model/model.h"
 #include "model/point_moves.h"
 #include "model/selection.h"
 #include "model/transform.h"
+#include "view/draw_model.h"
 #include "view/layer_cache.h"
+#include "view/model_displays.h"
+#include "view/render_state.h"
 
 namespace {
 
@@ -181,6 +188,68 @@ TEST(LayerPatch, OnlyMovesSinceTheDrawnRevisionAllowAPatch) {
   ASSERT_TRUE(placeModelPoint(m, at(1, 1), to));
   EXPECT_TRUE(pointsMovedSince(m, after, &moved));
   freeModel(m);
+}
+
+GlWindow g_window;
+bool g_ready = false;
+
+class PatchedDraw : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    if (std::getenv("DISPLAY") == nullptr) return;
+    g_ready = openGlWindow(&g_window, 64, 64, "layer_patch");
+  }
+  static void TearDownTestSuite() {
+    if (g_ready) closeGlWindow(&g_window);
+    g_ready = false;
+  }
+  void SetUp() override {
+    if (!g_ready) GTEST_SKIP() << "no display with GLX";
+  }
+};
+
+std::vector<DrawVertex> readBack(const VertexRun& run) {
+  std::vector<DrawVertex> out(static_cast<size_t>(run.count));
+  if (run.buffer == 0) return run.host;
+  glBindBuffer(GL_ARRAY_BUFFER, run.buffer);
+  glGetBufferSubData(GL_ARRAY_BUFFER, 0, out.size() * sizeof(DrawVertex), out.data());
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  return out;
+}
+
+// The offsets the patch writes at, and the frames that patch rather than
+// build, show only in what the GL holds.
+TEST_F(PatchedDraw, BuffersAfterMovesHoldWhatAFreshBuildGives) {
+  std::mt19937 random(7);
+  int patchedFrames = 0;
+  for (int normals = 0; normals < 2; ++normals) {
+    Model* m = bumpySheet();
+    ASSERT_TRUE(markPoint(m, at(3, 2), true));
+    RenderState render;
+    initRenderState(&render);
+    render.display.normals = normals;
+    ModelDisplays* store = newModelDisplays();
+    drawModel(store, m, &render);
+    const int32_t slot = tablePosition(&m->layers, "a", false);
+    for (int round = 0; round < 20; ++round) {
+      moveSome(m, &random);
+      const PolygonPlace* places = store->byModel[m->id].layers[slot].places.data();
+      drawModel(store, m, &render);
+      const LayerDisplay& d = store->byModel[m->id].layers[slot];
+      if (d.places.data() == places) ++patchedFrames;
+      LayerVertices fresh;
+      buildLayerVertices(m, findLayer(m, "a"), nullptr,
+                         static_cast<NormalMode>(d.normalMode), d.normalLength,
+                         d.selection, &fresh);
+      ASSERT_TRUE(sameBytes(readBack(d.triangles), fresh.triangles)) << round;
+      ASSERT_TRUE(sameBytes(readBack(d.normals), fresh.normalLines)) << round;
+    }
+    releaseModelDisplay(store, m);
+    beginModelFrame(store, {});  // deletes the buffers
+    freeModelDisplays(store);
+    freeModel(m);
+  }
+  EXPECT_GT(patchedFrames, 15);
 }
 
 }  // namespace
