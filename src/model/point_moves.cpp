@@ -30,7 +30,12 @@ void recordPointMove(Model* model, int32_t slot) {
 
 void touchModelMoved(Model* model) {
   PointMoves& moves = model->moves;
-  if (moves.count < 0) moves = PointMoves{};
+  if (moves.count < 0) {
+    moves = PointMoves{};
+  } else if (moves.since == 0) {
+    moves.since = model->revision;  // only placements moved, no point
+    moves.count = 0;
+  }
   model->revision = nextRevision(model);
   // A wrapped counter no longer orders revisions.
   if (model->revision < moves.since) moves = PointMoves{};

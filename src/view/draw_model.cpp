@@ -345,27 +345,58 @@ void drawLayer(LayerDisplay& d, Layer* layer, DrawContext* ctx, bool blended) {
   applyMatrix(*ctx);
 }
 
+DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
+                        const uint8_t colours[6]) {
+  DrawVertex v = {
+      {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
+  if (!md.posed.empty())
+    std::memcpy(v.position, &md.posed[3 * static_cast<size_t>(slot)],
+                sizeof v.position);
+  std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
+  return v;
+}
+
+// After moves of stored points, rewrites their markers alone.
+bool patchMarkers(ModelDisplays* store, const Model* model, ModelDisplay* md,
+                  const PointsKey& key) {
+  if (!md->posed.empty() || md->markersKey.posed != key.posed ||
+      md->markersKey.pose != key.pose)
+    return false;
+  LayerPatch& patch = store->patch;
+  if (!pointsMovedSince(model, md->markersKey.revision, &patch.moved)) return false;
+  VertexPatch& changed = patch.triangles;
+  changed.runs.clear();
+  changed.vertices.clear();
+  for (int32_t i = 0; i < patch.moved.count; ++i) {
+    const int32_t slot = patch.moved.items[i];
+    if (static_cast<size_t>(slot) >= md->markerOf.size() || md->markerOf[slot] < 0)
+      return false;
+    changed.runs.push_back({md->markerOf[slot], 1});
+    changed.vertices.push_back(
+        markerVertex(*md, tableAt<Point>(&model->points, slot), slot, md->markerColours));
+  }
+  return patchRun(&md->markers, changed);
+}
+
 void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
                     const PointsKey& key) {
   uint8_t colours[6];
   for (int i = 0; i < 3; ++i) colours[i] = colourByte(ctx->render->pointColour[i]);
   selectionBytes(ctx->render, colours + 3);
-  if (md->markers.count > 0 && md->markersKey == key &&
-      std::memcmp(colours, md->markerColours, sizeof colours) == 0)
+  if (md->markers.count > 0 &&
+      std::memcmp(colours, md->markerColours, sizeof colours) == 0 &&
+      (md->markersKey == key || patchMarkers(ctx->store, model, md, key))) {
+    md->markersKey = key;
     return;
+  }
   std::vector<DrawVertex> vertices;
   const KeyedTable* points = &model->points;
   vertices.reserve(static_cast<size_t>(tableCount(points)));
+  md->markerOf.assign(static_cast<size_t>(points->capacity), -1);
   for (int32_t s = tableNextSlot(points, -1); s >= 0;
        s = tableNextSlot(points, s)) {
-    const Point* p = tableAt<Point>(points, s);
-    DrawVertex v = {
-        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
-    if (!md->posed.empty())
-      std::memcpy(v.position, &md->posed[3 * static_cast<size_t>(s)],
-                  sizeof v.position);
-    std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
-    vertices.push_back(v);
+    md->markerOf[s] = static_cast<int32_t>(vertices.size());
+    vertices.push_back(markerVertex(*md, tableAt<Point>(points, s), s, colours));
   }
   upload(ctx->store, &md->markers, vertices);
   md->markersKey = key;
@@ -512,6 +543,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
     ctx->primitives += md.markers.count;
   } else if (md.markers.count > 0) {
     dropRun(store, &md.markers);
+    md.markerOf = std::vector<int32_t>();
   }
   if (flags->collide) {
     ctx->primitives += drawCollideOutlines(model, ctx->matrix, ctx->scene, ctx->placed,

@@ -66,6 +66,7 @@ struct ModelDisplay {
   PointsKey posedKey;
   std::vector<float> posed;  // empty: the stored points
   VertexRun markers;
+  std::vector<int32_t> markerOf;  // by point slot: its marker, or -1
   PointsKey markersKey;
   uint8_t markerColours[6] = {0};
   std::vector<int32_t> children;  // model ids of the children last seen

@@ -218,7 +218,8 @@ std::vector<DrawVertex> readBack(const VertexRun& run) {
 }
 
 // The offsets the patch writes at, and the frames that patch rather than
-// build, show only in what the GL holds.
+// build, show only in what the GL holds. Markers are checked against a
+// view that draws the model for the first time.
 TEST_F(PatchedDraw, BuffersAfterMovesHoldWhatAFreshBuildGives) {
   std::mt19937 random(7);
   int patchedFrames = 0;
@@ -228,6 +229,7 @@ TEST_F(PatchedDraw, BuffersAfterMovesHoldWhatAFreshBuildGives) {
     RenderState render;
     initRenderState(&render);
     render.display.normals = normals;
+    render.display.points = normals;  // markers follow moves too
     ModelDisplays* store = newModelDisplays();
     drawModel(store, m, &render);
     const int32_t slot = tablePosition(&m->layers, "a", false);
@@ -243,6 +245,14 @@ TEST_F(PatchedDraw, BuffersAfterMovesHoldWhatAFreshBuildGives) {
                          d.selection, &fresh);
       ASSERT_TRUE(sameBytes(readBack(d.triangles), fresh.triangles)) << round;
       ASSERT_TRUE(sameBytes(readBack(d.normals), fresh.normalLines)) << round;
+      if (!render.display.points) continue;
+      ModelDisplays* anew = newModelDisplays();
+      drawModel(anew, m, &render);
+      ASSERT_TRUE(sameBytes(readBack(store->byModel[m->id].markers),
+                            readBack(anew->byModel[m->id].markers))) << round;
+      releaseModelDisplay(anew, m);
+      beginModelFrame(anew, {});
+      freeModelDisplays(anew);
     }
     releaseModelDisplay(store, m);
     beginModelFrame(store, {});  // deletes the buffers
