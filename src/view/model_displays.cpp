@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <new>
+
+#include "model/point_moves.h"
 
 bool haveBuffers() {
   return glGenBuffers != nullptr && glBindBuffer != nullptr &&
@@ -94,6 +97,68 @@ bool patchRun(VertexRun* run, const VertexPatch& patch) {
   }
   if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, 0);
   return inside;
+}
+
+// After points moved and nothing else of the model changed, rewrites the
+// vertices around them in place; false when the layer is to be built
+// again. Only stored points: a pose moves what the moves do not say. A
+// layer with images or shaders also keeps texture coordinates, tangents
+// and selected copies made from its vertices, so it is built again too.
+bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
+                const float* positions, const PointsKey& points,
+                LayerDisplay* d) {
+  if (positions != nullptr || d->points.posed != points.posed ||
+      d->points.pose != points.pose || tableCount(&layer->images) > 0 ||
+      tableCount(&layer->shaders) > 0)
+    return false;
+  LayerPatch& patch = store->patch;
+  try {
+    if (!pointsMovedSince(model, d->points.revision, &patch.moved) ||
+        !patchLayerVertices(model, layer, static_cast<NormalMode>(d->normalMode),
+                            d->normalLength, d->selection, d->places,
+                            patch.moved.items, patch.moved.count, &patch))
+      return false;
+  } catch (const std::bad_alloc&) {
+    return false;  // the build reports it, if it runs short too
+  }
+  if (!patchRun(&d->triangles, patch.triangles) ||
+      !patchRun(&d->normals, patch.normalLines))
+    return false;
+  d->points = points;
+  return true;
+}
+
+DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
+                        const uint8_t colours[6]) {
+  DrawVertex v = {
+      {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
+  if (!md.posed.empty())
+    std::memcpy(v.position, &md.posed[3 * static_cast<size_t>(slot)],
+                sizeof v.position);
+  std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
+  return v;
+}
+
+// After moves of stored points, rewrites their markers alone.
+bool patchMarkers(ModelDisplays* store, const Model* model, ModelDisplay* md,
+                  const PointsKey& key) {
+  if (!md->posed.empty() || md->markersKey.posed != key.posed ||
+      md->markersKey.pose != key.pose)
+    return false;
+  LayerPatch& patch = store->patch;
+  if (!pointsMovedSince(model, md->markersKey.revision, &patch.moved)) return false;
+  VertexPatch& changed = patch.triangles;
+  changed.runs.clear();
+  changed.vertices.clear();
+  for (int32_t i = 0; i < patch.moved.count; ++i) {
+    const int32_t slot = patch.moved.items[i];
+    if (static_cast<size_t>(slot) >= md->markerOf.size() || md->markerOf[slot] < 0)
+      return false;
+    changed.runs.push_back({md->markerOf[slot], 1});
+    changed.vertices.push_back(
+        markerVertex(*md, tableAt<Point>(&model->points, slot), slot, md->markerColours));
+  }
+  return patchRun(&md->markers, changed);
 }
 
 namespace {

@@ -100,6 +100,18 @@ void deleteDoomedBuffers(ModelDisplays* store);
 void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
 // Rewrites vertices in place, run by run; false when a run lies outside.
 bool patchRun(VertexRun* run, const VertexPatch& patch);
+// After pure moves of stored points since the layer or the markers were
+// made for `d->points` / `md->markersKey`, rewrites what the moves changed
+// (draw_model.cpp has checked the rest of the keys); false when they are
+// to be built again.
+bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
+                const float* positions, const PointsKey& points, LayerDisplay* d);
+bool patchMarkers(ModelDisplays* store, const Model* model, ModelDisplay* md,
+                  const PointsKey& key);
+// A point's marker: at its posed place when the model has one, in the
+// first colour of `colours`, or the second when selected.
+DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
+                        const uint8_t colours[6]);
 // Draws `count` vertices from `first`; `outlines`: polygons in line mode
 // show only their own edges.
 void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
