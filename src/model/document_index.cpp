@@ -5,6 +5,7 @@
 #include <new>
 
 #include "model/geometry.h"
+#include "model/point_moves.h"
 
 // Slots of the layers an operation has to look at; while not `known`, it
 // looks at every layer. Repeats are dropped whenever the list has doubled.
@@ -182,9 +183,10 @@ void notePointAdded(Model* model, int32_t number) {
 }
 
 void notePointMoved(Model* model, int32_t number, const float from[3]) {
+  const int32_t slot = pointSlot(model, number);
+  recordPointMove(model, slot);
   DocumentIndex* index = existing(model);
   if (index == nullptr) return;
-  const int32_t slot = pointSlot(model, number);
   if (index->positions) {
     positionIndexRemove(index->positions.get(), &model->points, slot, from);
     if (!positionIndexAdd(index->positions.get(), &model->points, slot))

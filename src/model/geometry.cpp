@@ -7,6 +7,7 @@
 #include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
+#include "model/point_moves.h"
 
 using namespace geometry_detail;
 
@@ -159,10 +160,11 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
   point->flags = 0;
   if (moved) {
     notePointMoved(model, number, from);
+    touchModelMoved(model);
   } else {
     notePointAdded(model, number);
+    touchModel(model);
   }
-  touchModel(model);
   if (first) {
     model->boundsMin[0] = model->boundsMax[0] = x;
     model->boundsMin[1] = model->boundsMax[1] = y;

@@ -39,7 +39,12 @@ uint32_t nextRevision(Model* model);
 inline void touchLayer(Model* model, Layer* layer) {
   layer->revision = nextRevision(model);
 }
-inline void touchModel(Model* model) { model->revision = nextRevision(model); }
+// Anything but a pure move forgets the moves kept (model/point_moves.h).
+inline void touchModel(Model* model) {
+  model->moves.since = 0;
+  model->moves.count = 0;
+  model->revision = nextRevision(model);
+}
 
 constexpr int kAddPolygonMaxPoints = 508;
 // Colours given on the 0..255 scale (a component above 1.0) are brought to

@@ -213,6 +213,23 @@ struct SelectionPivot {
   float axis[3];
 };
 
+// The points moved since revision `since`, so that the view can rewrite
+// the vertices around them instead of building every layer again: between
+// that revision and the model's own, the model changed only by moves
+// (these points' positions, and placements of joints, children and
+// collide objects; a point set through addPoint also loses its mark).
+// Layers keep their own revisions. `since` 0: nothing kept; `count` -1:
+// more moved than fit, dropped at the next touch. Each entry holds the
+// model revision the point moved from, so that a cache built in between
+// patches only what moved after it.
+constexpr int kKeptPointMoves = 64;
+struct PointMoves {
+  uint32_t since;
+  int32_t count;
+  int32_t slots[kKeptPointMoves];
+  uint32_t from[kKeptPointMoves];
+};
+
 struct Model {
   Model* parent;
   int32_t id;
@@ -237,6 +254,7 @@ struct Model {
   // The last revision handed out to this model or its layers: the view
   // tells layers apart by revision, so one model never repeats a number.
   uint32_t revisionCounter;
+  PointMoves moves;
   // Models loaded by the read under way, counted on the model at the top
   // of the tree (see io/mod_reader.h: kMaxModelsPerLoad).
   int32_t modelsLoaded;

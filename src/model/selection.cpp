@@ -9,6 +9,7 @@
 #include "model/geometry.h"
 #include "model/geometry_support.h"
 #include "model/last_error.h"
+#include "model/point_moves.h"
 #include "model/model.h"
 #include "model/skeleton.h"
 #include "model/selection_support.h"
@@ -332,7 +333,7 @@ int32_t transformSelection(Model* model, const float linear[9],
     return -1;
   }
   const int32_t moved = walkSelection(model, a, linear, true, turnOrientation);
-  if (moved > 0) touchModel(model);
+  if (moved > 0) touchModelMoved(model);
   return moved;
 }
 

@@ -6,6 +6,7 @@
 #include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
+#include "model/point_moves.h"
 #include "model/skeleton.h"
 
 void rotationFromAngles(const float angles[3], float rotation[9]) {
@@ -199,7 +200,7 @@ bool placeModelPoint(Model* model, int32_t number, const float p[3]) {
   if (!finiteOrReport(p, 3)) return false;
   flushDerived(model);
   setPointPosition(model, findPoint(model, number), number, p);
-  touchModel(model);
+  touchModelMoved(model);
   return true;
 }
 
@@ -465,7 +466,7 @@ int32_t applyMatrixToPoints(Model* model, const float m[16]) {
     setPointPosition(model, point, tableIntKeyAt(points, s), out);
     ++moved;
   }
-  if (moved > 0) touchModel(model);
+  if (moved > 0) touchModelMoved(model);
   return moved;
 }
 

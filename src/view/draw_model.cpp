@@ -94,10 +94,11 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
                   const float* positions, const PointsKey& points,
                   NormalMode mode, float normalLength,
                   const uint8_t selection[3], LayerDisplay* d) {
-  if (d->valid && d->revision == layer->revision && d->points == points &&
+  if (d->valid && d->revision == layer->revision &&
       d->normalMode == mode && d->normalLength == normalLength &&
       (!d->showsSelection || std::memcmp(d->selection, selection, 3) == 0) &&
-      std::strcmp(d->name, layer->name) == 0)
+      std::strcmp(d->name, layer->name) == 0 &&
+      (d->points == points || patchLayer(store, model, layer, positions, points, d)))
     return true;
   d->valid = false;
   LayerVertices& scratch = store->scratch;
@@ -117,6 +118,7 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   d->showsSelection = scratch.selectedItems > 0;
   dropTangents(&d->images, &store->doomed);
   keepSelectedTriangles(layer, scratch.triangles, d);
+  d->places.swap(scratch.places);
   std::memcpy(d->selection, selection, sizeof d->selection);
   // A big layer's arrays are not worth keeping on the host once uploaded.
   if (scratch.triangles.capacity() > kKeptScratchVertices)
@@ -318,22 +320,20 @@ void refreshMarkers(DrawContext* ctx, const Model* model, ModelDisplay* md,
   uint8_t colours[6];
   for (int i = 0; i < 3; ++i) colours[i] = colourByte(ctx->render->pointColour[i]);
   selectionBytes(ctx->render, colours + 3);
-  if (md->markers.count > 0 && md->markersKey == key &&
-      std::memcmp(colours, md->markerColours, sizeof colours) == 0)
+  if (md->markers.count > 0 &&
+      std::memcmp(colours, md->markerColours, sizeof colours) == 0 &&
+      (md->markersKey == key || patchMarkers(ctx->store, model, md, key))) {
+    md->markersKey = key;
     return;
+  }
   std::vector<DrawVertex> vertices;
   const KeyedTable* points = &model->points;
   vertices.reserve(static_cast<size_t>(tableCount(points)));
+  md->markerOf.assign(static_cast<size_t>(points->capacity), -1);
   for (int32_t s = tableNextSlot(points, -1); s >= 0;
        s = tableNextSlot(points, s)) {
-    const Point* p = tableAt<Point>(points, s);
-    DrawVertex v = {
-        {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
-    if (!md->posed.empty())
-      std::memcpy(v.position, &md->posed[3 * static_cast<size_t>(s)],
-                  sizeof v.position);
-    std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
-    vertices.push_back(v);
+    md->markerOf[s] = static_cast<int32_t>(vertices.size());
+    vertices.push_back(markerVertex(*md, tableAt<Point>(points, s), s, colours));
   }
   upload(ctx->store, &md->markers, vertices);
   md->markersKey = key;
@@ -480,6 +480,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
     ctx->primitives += md.markers.count;
   } else if (md.markers.count > 0) {
     dropRun(store, &md.markers);
+    md.markerOf = std::vector<int32_t>();
   }
   if (flags->collide) {
     ctx->primitives += drawCollideOutlines(model, ctx->matrix, ctx->scene, ctx->placed,

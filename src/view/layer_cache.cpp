@@ -1,5 +1,7 @@
 #include "view/layer_cache.h"
 
+#include "view/layer_parts.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -8,6 +10,8 @@
 #include "model/geometry.h"
 #include "model/posing.h"
 #include "model/transform.h"
+
+namespace layer_parts {
 
 namespace {
 
@@ -19,7 +23,51 @@ uint8_t toByte(float c) {
   return static_cast<uint8_t>(c * 255.0f + 0.5f);
 }
 
-// A degenerate normal points along z.
+void emitVertex(std::vector<DrawVertex>* to, const float* position,
+                const float* normal, const uint8_t* colour,
+                bool outline = true, bool selected = false) {
+  DrawVertex v;
+  std::memcpy(v.position, position, sizeof v.position);
+  std::memcpy(v.normal, normal, sizeof v.normal);
+  std::memcpy(v.colour, colour, sizeof v.colour);
+  v.outline = outline ? 1 : 0;
+  v.selected = selected ? 1 : 0;
+  v.unused[0] = v.unused[1] = 0;
+  to->push_back(v);
+}
+
+// A selected polygon or line shows the selection colour at every corner,
+// each keeping its alpha so that see-through layers stay see-through.
+bool markSelected(const LayerSources& s, int32_t flags, int32_t count,
+                  uint8_t (*colours)[4]) {
+  if ((flags & kItemSelected) == 0) return false;
+  for (int32_t i = 0; i < count; ++i) std::memcpy(colours[i], s.selection, 3);
+  return true;
+}
+
+}  // namespace
+
+LayerSources layerSources(const Model* model, const Layer* layer,
+                          const uint8_t selection[3]) {
+  LayerSources src;
+  src.model = model;
+  src.layer = layer;
+  auto nonEmpty = [](const KeyedTable* t) {
+    return tableCount(t) > 0 ? t : nullptr;
+  };
+  src.layerColours = nonEmpty(&layer->colours);
+  src.modelColours = nonEmpty(&model->colours);
+  src.layerNormals = nonEmpty(&layer->normals);
+  src.modelNormals = nonEmpty(&model->normals);
+  src.opacity = layer->opacity;
+  src.selection = selection;
+  float rgb[3];
+  layerColour(layer, rgb);
+  for (int i = 0; i < 3; ++i) src.fallback[i] = toByte(rgb[i]);
+  src.fallback[3] = toByte(layer->opacity);
+  return src;
+}
+
 void normalise(float v[3]) {
   if (scaleToUnit(v)) return;
   v[0] = 0.0f;
@@ -27,13 +75,6 @@ void normalise(float v[3]) {
   v[2] = 1.0f;
 }
 
-struct Corner {
-  int32_t number;
-  int32_t slot;
-  float position[3];
-};
-
-// Looks up every point of a polygon; false when one is missing.
 bool resolveCorners(const Model* model, const float* positions,
                     const int32_t* points, int32_t count, Corner* out) {
   for (int32_t i = 0; i < count; ++i) {
@@ -54,9 +95,7 @@ bool resolveCorners(const Model* model, const float* positions,
   return true;
 }
 
-// The polygon's normal: the sum of its strip triangles' cross products
-// (b - a) x (c - a). Its length is twice the area, so sums of it weigh
-// faces by area.
+// (b - a) x (c - a) summed over the strip's triangles.
 void stripNormal(const Corner* corners, int32_t count, float n[3]) {
   n[0] = n[1] = n[2] = 0.0f;
   forEachStripIndex(count, [&](int32_t i, int32_t j, int32_t k) {
@@ -69,28 +108,6 @@ void stripNormal(const Corner* corners, int32_t count, float n[3]) {
     n[1] += u[2] * v[0] - u[0] * v[2];
     n[2] += u[0] * v[1] - u[1] * v[0];
   });
-}
-
-struct LayerSources {
-  const Model* model;
-  const Layer* layer;
-  const KeyedTable* layerColours;  // null when empty: skips the lookup
-  const KeyedTable* modelColours;
-  const KeyedTable* layerNormals;
-  const KeyedTable* modelNormals;
-  uint8_t fallback[4];
-  float opacity;
-  const uint8_t* selection;  // r g b of selected polygons and lines
-};
-
-// A selected polygon or line shows the selection colour at every corner,
-// each keeping its alpha so that see-through layers stay see-through.
-bool markSelected(const LayerSources& s, int32_t flags, int32_t count,
-                  uint8_t (*colours)[4], LayerVertices* out) {
-  if ((flags & kItemSelected) == 0) return false;
-  for (int32_t i = 0; i < count; ++i) std::memcpy(colours[i], s.selection, 3);
-  ++out->selectedItems;
-  return true;
 }
 
 void cornerColour(const LayerSources& s, int32_t number, uint8_t out[4]) {
@@ -120,18 +137,42 @@ bool storedNormal(const LayerSources& s, int32_t number, float out[3]) {
   return true;
 }
 
-void emitVertex(std::vector<DrawVertex>* to, const float* position,
-                const float* normal, const uint8_t* colour,
-                bool outline = true, bool selected = false) {
-  DrawVertex v;
-  std::memcpy(v.position, position, sizeof v.position);
-  std::memcpy(v.normal, normal, sizeof v.normal);
-  std::memcpy(v.colour, colour, sizeof v.colour);
-  v.outline = outline ? 1 : 0;
-  v.selected = selected ? 1 : 0;
-  v.unused[0] = v.unused[1] = 0;
-  to->push_back(v);
+bool emitPolygon(const LayerSources& src, const Triangle* t,
+                 const Corner* corners, const float (*normals)[3],
+                 float normalLength, std::vector<DrawVertex>* triangles,
+                 std::vector<DrawVertex>* normalLines) {
+  const int32_t count = t->count;
+  uint8_t colours[kMaxPolygonPoints][4];
+  for (int32_t i = 0; i < count; ++i)
+    cornerColour(src, corners[i].number, colours[i]);
+  const bool selected = markSelected(src, t->flags, count, colours);
+  // The polygon is a triangle strip; each vertex flags whether the edge
+  // it starts lies on the outline, so that wireframe shows no diagonals.
+  forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
+    emitVertex(triangles, corners[a].position, normals[a], colours[a],
+               stripOutlineEdge(a, b, count), selected);
+    emitVertex(triangles, corners[b].position, normals[b], colours[b],
+               stripOutlineEdge(b, c, count), selected);
+    emitVertex(triangles, corners[c].position, normals[c], colours[c],
+               stripOutlineEdge(c, a, count), selected);
+  });
+  if (normalLength <= 0.0f) return selected;
+  for (int32_t i = 0; i < count; ++i) {
+    const float* p = corners[i].position;
+    const float tip[3] = {p[0] + normals[i][0] * normalLength,
+                          p[1] + normals[i][1] * normalLength,
+                          p[2] + normals[i][2] * normalLength};
+    emitVertex(normalLines, p, normals[i], kNormalLineColour);
+    emitVertex(normalLines, tip, normals[i], kNormalLineColour);
+  }
+  return selected;
 }
+
+}  // namespace layer_parts
+
+using namespace layer_parts;
+
+namespace {
 
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
                              const float* positions, SmoothScratch* smooth) {
@@ -166,15 +207,15 @@ void buildPolygons(const LayerSources& src, const float* positions,
     if (count >= 3) triangles += static_cast<size_t>(count - 2);
   }
   out->triangles.reserve(3 * triangles);
-  // Automatic normals smooth over whatever the tables hold.
-  const bool automatic = layer->autoNormals != 0 && mode != kNormalsFaceOnly;
-  if (automatic) mode = kNormalsStoredElseSmooth;
+  out->places.assign(static_cast<size_t>(layer->triangles.capacity),
+                     PolygonPlace{-1, -1});
+  bool automatic = false;
+  mode = effectiveMode(layer, mode, &automatic);
   if (mode == kNormalsStoredElseSmooth)
     accumulateSmoothNormals(model, layer, positions, &out->smooth);
 
   Corner corners[kMaxPolygonPoints];
   float normals[kMaxPolygonPoints][3];
-  uint8_t colours[kMaxPolygonPoints][4];
   int32_t faceNumber = -1;  // as accumulateSmoothNormals counted them
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
@@ -183,42 +224,16 @@ void buildPolygons(const LayerSources& src, const float* positions,
     if (count < 3 || count > kMaxPolygonPoints) continue;
     if (!resolveCorners(model, positions, t->points, count, corners)) continue;
     ++faceNumber;
-    float face[3];
-    stripNormal(corners, count, face);
-    normalise(face);
-    for (int32_t i = 0; i < count; ++i) {
-      float* n = normals[i];
-      if (mode == kNormalsFaceOnly || automatic ||
-          !storedNormal(src, corners[i].number, n)) {
-        if (mode == kNormalsStoredElseSmooth) {
-          out->smooth.cornerNormal(faceNumber, corners[i].slot, n);
-          normalise(n);
-        } else {
-          std::memcpy(n, face, sizeof face);
-        }
-      }
-      cornerColour(src, corners[i].number, colours[i]);
-    }
-    const bool selected = markSelected(src, t->flags, count, colours, out);
-    // The polygon is a triangle strip; each vertex flags whether the edge
-    // it starts lies on the outline, so that wireframe shows no diagonals.
-    forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
-      emitVertex(&out->triangles, corners[a].position, normals[a], colours[a],
-                 stripOutlineEdge(a, b, count), selected);
-      emitVertex(&out->triangles, corners[b].position, normals[b], colours[b],
-                 stripOutlineEdge(b, c, count), selected);
-      emitVertex(&out->triangles, corners[c].position, normals[c], colours[c],
-                 stripOutlineEdge(c, a, count), selected);
-    });
-    if (normalLength <= 0.0f) continue;
-    for (int32_t i = 0; i < count; ++i) {
-      const float* p = corners[i].position;
-      const float tip[3] = {p[0] + normals[i][0] * normalLength,
-                            p[1] + normals[i][1] * normalLength,
-                            p[2] + normals[i][2] * normalLength};
-      emitVertex(&out->normalLines, p, normals[i], kNormalLineColour);
-      emitVertex(&out->normalLines, tip, normals[i], kNormalLineColour);
-    }
+    polygonNormals(src, corners, count, mode, automatic,
+                   [&](int32_t i, float n[3]) {
+                     out->smooth.cornerNormal(faceNumber, corners[i].slot, n);
+                   },
+                   normals);
+    out->places[s] = {static_cast<int32_t>(out->triangles.size()),
+                      static_cast<int32_t>(out->normalLines.size())};
+    if (emitPolygon(src, t, corners, normals, normalLength, &out->triangles,
+                    &out->normalLines))
+      ++out->selectedItems;
   }
 }
 
@@ -238,7 +253,7 @@ void buildLines(const LayerSources& src, const float* positions,
       continue;
     for (int32_t i = 0; i < count; ++i)
       cornerColour(src, corners[i].number, colours[i]);
-    markSelected(src, l->flags, count, colours, out);
+    if (markSelected(src, l->flags, count, colours)) ++out->selectedItems;
     for (int32_t i = 0; i + 1 < count; ++i) {
       emitVertex(&out->lines, corners[i].position, up, colours[i]);
       emitVertex(&out->lines, corners[i + 1].position, up, colours[i + 1]);
@@ -264,23 +279,7 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   out->openLineVertices = 0;
   out->selectedItems = 0;
 
-  LayerSources src;
-  src.model = model;
-  src.layer = layer;
-  auto nonEmpty = [](const KeyedTable* t) {
-    return tableCount(t) > 0 ? t : nullptr;
-  };
-  src.layerColours = nonEmpty(&layer->colours);
-  src.modelColours = nonEmpty(&model->colours);
-  src.layerNormals = nonEmpty(&layer->normals);
-  src.modelNormals = nonEmpty(&model->normals);
-  src.opacity = layer->opacity;
-  src.selection = selection;
-  float rgb[3];
-  layerColour(layer, rgb);
-  for (int i = 0; i < 3; ++i) src.fallback[i] = toByte(rgb[i]);
-  src.fallback[3] = toByte(layer->opacity);
-
+  const LayerSources src = layerSources(model, layer, selection);
   buildPolygons(src, positions, mode, normalLength, out);
   buildLines(src, positions, out);
 }

@@ -6,9 +6,12 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
+#include "model/index_array.h"
 #include "model/posing.h"
 #include "model/records.h"
 
@@ -37,6 +40,17 @@ enum NormalMode : int32_t {
 
 // Smoothing leaves edges sharper than 60 degrees sharp (boxes stay boxes).
 constexpr float kCreaseCosine = 0.5f;
+
+// Adds face g's normal to a corner's sum when g meets the corner's face
+// (unit normal u) at less than the crease angle.
+inline void addUncreased(const float* u, const float* unitG,
+                         const float* normalG, float out[3]) {
+  if (u[0] * unitG[0] + u[1] * unitG[1] + u[2] * unitG[2] < kCreaseCosine)
+    return;
+  out[0] += normalG[0];
+  out[1] += normalG[1];
+  out[2] += normalG[2];
+}
 
 // The faces around every point of a layer, for smoothing (scratch that
 // buildLayerVertices reuses from one call to the next): each face's
@@ -108,14 +122,17 @@ struct SmoothScratch {
     out[0] = out[1] = out[2] = 0.0f;
     for (int32_t i = first[slot]; i < first[slot] + count[slot]; ++i) {
       const size_t g = 3 * static_cast<size_t>(faces[i]);
-      if (u[0] * units[g] + u[1] * units[g + 1] + u[2] * units[g + 2] <
-          kCreaseCosine)
-        continue;
-      out[0] += normals[g];
-      out[1] += normals[g + 1];
-      out[2] += normals[g + 2];
+      addUncreased(u, &units[g], &normals[g], out);
     }
   }
+};
+
+// Where a polygon's vertices start in its layer's arrays: the first of
+// its triangles (-1: left out, as one naming a missing point is) and, two
+// per corner, of its normal lines.
+struct PolygonPlace {
+  int32_t triangles;
+  int32_t normalLines;
 };
 
 struct LayerVertices {
@@ -130,7 +147,27 @@ struct LayerVertices {
   // Selected polygons and lines met: when none, the vertices do not depend
   // on the selection colour.
   int32_t selectedItems;
+  std::vector<PolygonPlace> places;  // by slot of the layer's polygon table
   SmoothScratch smooth;  // working space, kept to reuse its arrays
+};
+
+// Runs of vertices rewritten in place: `count` from `first` of the
+// layer's array, taken in turn from `vertices`.
+struct PatchRun {
+  int32_t first;
+  int32_t count;
+};
+struct VertexPatch {
+  std::vector<PatchRun> runs;
+  std::vector<DrawVertex> vertices;
+};
+struct LayerPatch {
+  VertexPatch triangles, normalLines;
+  // Working space: point and polygon slots, and the normal and unit
+  // normal of each face met (6 floats from faces[slot]).
+  IndexArray<int32_t> moved, uses, changed, ring, patched, around;
+  std::unordered_map<int32_t, size_t> faces;
+  std::vector<float> faceNormals;
 };
 
 
@@ -144,6 +181,21 @@ void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
                         LayerVertices* out);
+
+// After the points in `moved` (slots) moved, the vertices of the layer's
+// polygons that changed, as buildLayerVertices would now make them from
+// the stored points: the polygons using a moved point and, when normals
+// are smoothed, those sharing a point with one of them. `places` are those
+// of the build being patched, made with the same mode, normal length and
+// selection colour, the layer unchanged since. False when it cannot be
+// done so (a line uses a moved point, the model keeps no polygon index):
+// build the layer again.
+bool patchLayerVertices(const Model* model, const Layer* layer,
+                        NormalMode mode, float normalLength,
+                        const uint8_t selection[3],
+                        const std::vector<PolygonPlace>& places,
+                        const int32_t* moved, int32_t movedCount,
+                        LayerPatch* out);
 
 // What marks the selected joints and collide objects of a model, in
 // `colour`, at their rest placement: a point per selected joint at its

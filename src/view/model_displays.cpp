@@ -1,7 +1,11 @@
 #include "view/model_displays.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <new>
+
+#include "model/point_moves.h"
 
 bool haveBuffers() {
   return glGenBuffers != nullptr && glBindBuffer != nullptr &&
@@ -22,6 +26,7 @@ void dropLayer(ModelDisplays* store, LayerDisplay* layer) {
   dropRun(store, &layer->normals);
   dropImageRuns(&layer->images, &store->doomed);
   dropRun(store, &layer->selected);
+  layer->places = std::vector<PolygonPlace>();
   layer->valid = false;
 }
 
@@ -70,6 +75,90 @@ void upload(ModelDisplays* store, VertexRun* run,
     run->buffer = 0;
   }
   run->host = data;
+}
+
+bool patchRun(VertexRun* run, const VertexPatch& patch) {
+  if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
+  const DrawVertex* from = patch.vertices.data();
+  bool inside = true;
+  for (const PatchRun& r : patch.runs) {
+    if (r.first < 0 || r.count > run->count - r.first) {
+      inside = false;
+      break;
+    }
+    if (run->buffer != 0) {
+      glBufferSubData(GL_ARRAY_BUFFER,
+                      static_cast<GLintptr>(r.first * sizeof(DrawVertex)),
+                      static_cast<GLsizeiptr>(r.count * sizeof(DrawVertex)), from);
+    } else {
+      std::copy(from, from + r.count, run->host.begin() + r.first);
+    }
+    from += r.count;
+  }
+  if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, 0);
+  return inside;
+}
+
+// After points moved and nothing else of the model changed, rewrites the
+// vertices around them in place; false when the layer is to be built
+// again. Only stored points: a pose moves what the moves do not say. A
+// layer with images or shaders also keeps texture coordinates, tangents
+// and selected copies made from its vertices, so it is built again too.
+bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
+                const float* positions, const PointsKey& points,
+                LayerDisplay* d) {
+  if (positions != nullptr || d->points.posed != points.posed ||
+      d->points.pose != points.pose || tableCount(&layer->images) > 0 ||
+      tableCount(&layer->shaders) > 0)
+    return false;
+  LayerPatch& patch = store->patch;
+  try {
+    if (!pointsMovedSince(model, d->points.revision, &patch.moved) ||
+        !patchLayerVertices(model, layer, static_cast<NormalMode>(d->normalMode),
+                            d->normalLength, d->selection, d->places,
+                            patch.moved.items, patch.moved.count, &patch))
+      return false;
+  } catch (const std::bad_alloc&) {
+    return false;  // the build reports it, if it runs short too
+  }
+  if (!patchRun(&d->triangles, patch.triangles) ||
+      !patchRun(&d->normals, patch.normalLines))
+    return false;
+  d->points = points;
+  return true;
+}
+
+DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
+                        const uint8_t colours[6]) {
+  DrawVertex v = {
+      {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
+  if (!md.posed.empty())
+    std::memcpy(v.position, &md.posed[3 * static_cast<size_t>(slot)],
+                sizeof v.position);
+  std::memcpy(v.colour, colours + ((p->flags & kItemSelected) ? 3 : 0), 3);
+  return v;
+}
+
+// After moves of stored points, rewrites their markers alone.
+bool patchMarkers(ModelDisplays* store, const Model* model, ModelDisplay* md,
+                  const PointsKey& key) {
+  if (!md->posed.empty() || md->markersKey.posed != key.posed ||
+      md->markersKey.pose != key.pose)
+    return false;
+  LayerPatch& patch = store->patch;
+  if (!pointsMovedSince(model, md->markersKey.revision, &patch.moved)) return false;
+  VertexPatch& changed = patch.triangles;
+  changed.runs.clear();
+  changed.vertices.clear();
+  for (int32_t i = 0; i < patch.moved.count; ++i) {
+    const int32_t slot = patch.moved.items[i];
+    if (static_cast<size_t>(slot) >= md->markerOf.size() || md->markerOf[slot] < 0)
+      return false;
+    changed.runs.push_back({md->markerOf[slot], 1});
+    changed.vertices.push_back(
+        markerVertex(*md, tableAt<Point>(&model->points, slot), slot, md->markerColours));
+  }
+  return patchRun(&md->markers, changed);
 }
 
 namespace {

@@ -57,6 +57,8 @@ struct LayerDisplay {
   // tangent frames, and the selected polygons drawn again over images.
   LayerImageRuns images;
   VertexRun selected;  // host memory: few, and rebuilt with the layer
+  // Where each polygon's vertices lie, for rewriting them after moves.
+  std::vector<PolygonPlace> places;
 };
 
 struct ModelDisplay {
@@ -64,6 +66,7 @@ struct ModelDisplay {
   PointsKey posedKey;
   std::vector<float> posed;  // empty: the stored points
   VertexRun markers;
+  std::vector<int32_t> markerOf;  // by point slot: its marker, or -1
   PointsKey markersKey;
   uint8_t markerColours[6] = {0};
   std::vector<int32_t> children;  // model ids of the children last seen
@@ -76,6 +79,7 @@ struct ModelDisplays {
   ShaderCache* shaders = nullptr;
   ViewSink* sink = nullptr;  // where shader sources come from
   LayerVertices scratch;
+  LayerPatch patch;  // working space of patchLayerVertices
   std::vector<std::string> failures;  // reported once the frame is done
   // The marks of selected joints and collide objects, rebuilt in host
   // memory for every model drawn: they are few, and reading them afresh
@@ -94,6 +98,20 @@ void releaseById(ModelDisplays* store, int32_t id);
 void deleteDoomedBuffers(ModelDisplays* store);
 // Replaces the run's vertices, keeping its buffer name.
 void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
+// Rewrites vertices in place, run by run; false when a run lies outside.
+bool patchRun(VertexRun* run, const VertexPatch& patch);
+// After pure moves of stored points since the layer or the markers were
+// made for `d->points` / `md->markersKey`, rewrites what the moves changed
+// (draw_model.cpp has checked the rest of the keys); false when they are
+// to be built again.
+bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
+                const float* positions, const PointsKey& points, LayerDisplay* d);
+bool patchMarkers(ModelDisplays* store, const Model* model, ModelDisplay* md,
+                  const PointsKey& key);
+// A point's marker: at its posed place when the model has one, in the
+// first colour of `colours`, or the second when selected.
+DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
+                        const uint8_t colours[6]);
 // Draws `count` vertices from `first`; `outlines`: polygons in line mode
 // show only their own edges.
 void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
