@@ -10,6 +10,7 @@
 #include <array>
 #include <cstring>
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -289,36 +290,38 @@ TEST(ImportRoundTrip, MaterialsGiveLayerColoursAndNoMaterialKeepsTheDefault) {
 
 // ---- The reader's process --------------------------------------------------------
 
-TEST(ImportChild, AReaderThatCrashesTakesOnlyItsOwnProcess) {
+namespace {
+
+// What importInChild says of a reader that never says it is done.
+std::string whyReaderEnded(const std::function<void(RecordOut*)>& read, unsigned seconds) {
   Model* m = createModel(nullptr, "c.mod", nullptr);
   ImportBuilder b;
   importBegin(&b, m);
   std::string why;
+  EXPECT_FALSE(importInChild(read, &b, nullptr, &why, seconds));
+  freeModel(m);
+  return why;
+}
+
+}  // namespace
+
+TEST(ImportChild, AReaderThatCrashesOrLoopsTakesOnlyItsOwnProcess) {
   // Half a layer, then the reader dies.
-  EXPECT_FALSE(importInChild(
+  const std::string crashed = whyReaderEnded(
       [](RecordOut* out) {
         putLayer(out, "half", plainLook(), false, false);
         flushRecords(out);
         raise(SIGSEGV);
       },
-      &b, nullptr, &why));
-  EXPECT_EQ(why.rfind("the reader crashed (", 0), 0u) << why;
-  freeModel(m);
-}
-
-TEST(ImportChild, AReaderCaughtInALoopEndsAtItsTime) {
-  Model* m = createModel(nullptr, "t.mod", nullptr);
-  ImportBuilder b;
-  importBegin(&b, m);
-  std::string why;
-  EXPECT_FALSE(importInChild(
+      0);
+  EXPECT_EQ(crashed.rfind("the reader crashed (", 0), 0u) << crashed;
+  const std::string looped = whyReaderEnded(
       [](RecordOut*) {
         for (volatile unsigned spin = 0;; spin = spin + 1) {
         }
       },
-      &b, nullptr, &why, 1));
-  EXPECT_EQ(why, "the reader ran past its time (1 s)");
-  freeModel(m);
+      1);
+  EXPECT_EQ(looped, "the reader ran past its time (1 s)");
 }
 
 TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
