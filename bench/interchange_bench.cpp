@@ -1,8 +1,9 @@
 // Times the interchange formats against assimp in the same process:
-//   export   stlb, ply and glb by our writers ("file export" on the model
-//            in memory) against assimp's exporters (stlb, plyb, glb2) handed
-//            the same mesh as an aiScene (building it is not timed); MB/s
-//            of each one's own file, beside our ASCII STL writer's
+//   export   stlb, ply, glb and the y-up ASCII STL and OBJ (with its .mtl)
+//            by our writers ("file export" on the model in memory) against
+//            assimp's exporters (stlb, plyb, glb2, stl, obj) handed the same
+//            mesh as an aiScene (building it is not timed); MB/s of each
+//            one's own file, beside our ASCII STL writer's
 //   import   a 10^6-triangle OBJ, PLY and glb read by "file import" (assimp's
 //            read, then the conversion into a model) against assimp's read
 //            alone with the same steps: the conversion's share of the time
@@ -115,13 +116,15 @@ void exports(int32_t triangles, const std::string& dir) {
   };
   const Row rows[] = {{"stlb", ExportFormat::kStlBinary, "stlb", "stl"},
                       {"ply", ExportFormat::kPly, "plyb", "ply"},
-                      {"glb", ExportFormat::kGlb, "glb2", "glb"}};
+                      {"glb", ExportFormat::kGlb, "glb2", "glb"},
+                      {"stl", ExportFormat::kStl, "stl", "stl"},
+                      {"obj", ExportFormat::kObj, "obj", "obj"}};
   Assimp::Exporter exporter;
   for (const Row& row : rows) {
     const std::string ours = dir + "/ours." + row.ext;
     const std::string theirs = dir + "/assimp." + row.ext;
     const double oursSeconds = bestSeconds(
-        [&] { return exportModel(m, {row.ours, ours.c_str(), false}) == 1; });
+        [&] { return exportModel(m, {row.ours, ours.c_str(), true}) == 1; });
     const double theirSeconds = bestSeconds([&] {
       return exporter.Export(scene, row.theirs, theirs) == AI_SUCCESS;
     });

@@ -85,6 +85,25 @@ bool finite(const float* v, int n) {
   return true;
 }
 
+// Records gathered in a block of our own: they are small and of fixed
+// shape, and copied one by one they cost more than making them.
+struct Chunk {
+  explicit Chunk(TextOut* to) : out(to) {}
+  TextOut* out;
+  size_t used = 0;
+  char bytes[1 << 16];
+  char* room(size_t n) {
+    if (sizeof bytes - used < n) flush();
+    return bytes + used;
+  }
+  void flush() {
+    outChars(out, bytes, used);
+    used = 0;
+  }
+};
+
+constexpr size_t kLongestVertex = 12 + 12 + 4 + 8;
+
 }  // namespace
 
 bool writePly(const Model* model, const char* path, const char* title) {
@@ -98,6 +117,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
   TextOut out;
   if (!textOutOpen(&out, path)) return false;
   header(&out, p, title);
+  Chunk chunk(&out);
 
   HalfPoints points;
   std::vector<float> normals;
@@ -107,9 +127,17 @@ bool writePly(const Model* model, const char* path, const char* title) {
     first += p.perHalf[half++];
     if (p.normals) halfVertexNormals(v, points, &normals);
     const bool uvs = hasUvees(v);
+    // Without colour entries every vertex of the half has the layer's.
+    const bool oneColour = !halfHasColourEntries(v) && !points.slots.empty();
+    unsigned char fixed[4] = {0, 0, 0, 0};
+    if (oneColour) {
+      float rgba[4];
+      cornerColour(v, slotNumber(v, points.slots[0]), rgba);
+      for (int k = 0; k < 4; ++k) fixed[k] = toByte(rgba[k]);
+    }
     for (size_t i = 0; i < points.slots.size(); ++i) {
       const int32_t slot = points.slots[i];
-      char record[12 + 12 + 4 + 8];
+      char* record = chunk.room(kLongestVertex);
       size_t used = 0;
       float xyz[3];
       slotPosition(v, slot, xyz);
@@ -120,9 +148,14 @@ bool writePly(const Model* model, const char* path, const char* title) {
         std::memcpy(record + used, &normals[3 * i], 12);
         used += 12;
       }
-      float rgba[4];
-      cornerColour(v, slotNumber(v, slot), rgba);
-      for (int k = 0; k < 4; ++k) record[used++] = static_cast<char>(toByte(rgba[k]));
+      if (oneColour) {
+        std::memcpy(record + used, fixed, 4);
+        used += 4;
+      } else {
+        float rgba[4];
+        cornerColour(v, slotNumber(v, slot), rgba);
+        for (int k = 0; k < 4; ++k) record[used++] = static_cast<char>(toByte(rgba[k]));
+      }
       if (p.uvs) {
         float uv[2] = {0.0f, 0.0f};
         if (uvs) cornerUv(v, slotNumber(v, slot), uv);
@@ -131,7 +164,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
         std::memcpy(record + used, uv, 8);
         used += 8;
       }
-      outChars(&out, record, used);
+      chunk.used += used;
     }
     return true;
   });
@@ -142,16 +175,17 @@ bool writePly(const Model* model, const char* path, const char* title) {
     adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
     first += p.perHalf[half++];
     forEachHalfTriangle(v, [&](int32_t a, int32_t b, int32_t c) {
-      char record[13];
+      char* record = chunk.room(13);
       record[0] = 3;
       const int32_t corners[3] = {base + halfPointIndex(v, points, a),
                                   base + halfPointIndex(v, points, b),
                                   base + halfPointIndex(v, points, c)};
       std::memcpy(record + 1, corners, 12);
-      outChars(&out, record, sizeof record);
+      chunk.used += 13;
     });
     base += static_cast<int32_t>(points.slots.size());
     return true;
   });
+  chunk.flush();
   return textOutCommit(&out);
 }

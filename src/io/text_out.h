@@ -24,6 +24,8 @@ struct TextOut {
   char* buffer;       // pending bytes
   size_t used;
   size_t capacity;
+  uint64_t written;   // bytes handed to the system so far
+  uint64_t flushed;   // of those, the ones whose write-back has been started
   bool failed;        // a write failed; commit will refuse
   bool nonFinite;     // an infinite or NaN number was written: refused too
   bool linked;        // the target has other hard links: rewritten in place
