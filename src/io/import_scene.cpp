@@ -357,10 +357,13 @@ void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
 template <class Read>
 void readAndSend(const std::string& path, Read read, RecordOut* out) {
   try {
-    Assimp::Importer importer;
-    const aiScene* scene = read(&importer);
+    // Never freed: this runs in the reader's own process, which ends as
+    // soon as the records are sent, and freeing a big scene first would
+    // keep the importer waiting as long again as sending part of it.
+    Assimp::Importer* importer = new Assimp::Importer;
+    const aiScene* scene = read(importer);
     if (scene == nullptr) {
-      putError(out, importer.GetErrorString());
+      putError(out, importer->GetErrorString());
       return;
     }
     sendScene(scene, path, out);
@@ -373,8 +376,6 @@ void readAndSend(const std::string& path, Read read, RecordOut* out) {
   }
 }
 
-// The records of the reader's process as a new model named after `path`,
-// in its directory; null with "could not import: <path>: <why>".
 // The processor time a reader gets for a file of `bytes`: far more than
 // assimp's readers take (well under a second per 10 MiB), so that only a
 // reader caught in a loop meets it.
@@ -383,6 +384,8 @@ unsigned readerSeconds(uint64_t bytes) {
   return seconds < 86400 ? static_cast<unsigned>(seconds) : 86400u;
 }
 
+// The records of the reader's process as a new model named after `path`,
+// in its directory; null with "could not import: <path>: <why>".
 template <class Read>
 Model* importFrom(const std::string& path, uint64_t bytes, Read read,
                   const char* imageDirectory, ImportReport* report) {
