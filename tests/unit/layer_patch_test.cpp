@@ -80,6 +80,7 @@ void applyPatch(const VertexPatch& patch, std::vector<DrawVertex>* to) {
   const DrawVertex* from = patch.vertices.data();
   for (const PatchRun& r : patch.runs) {
     ASSERT_LE(r.first + r.count, static_cast<int32_t>(to->size()));
+    if (r.count == 0) continue;
     std::memcpy(to->data() + r.first, from, r.count * sizeof(DrawVertex));
     from += r.count;
   }
@@ -87,7 +88,7 @@ void applyPatch(const VertexPatch& patch, std::vector<DrawVertex>* to) {
 
 bool sameBytes(const std::vector<DrawVertex>& a, const std::vector<DrawVertex>& b) {
   return a.size() == b.size() &&
-         std::memcmp(a.data(), b.data(), a.size() * sizeof(DrawVertex)) == 0;
+         (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(DrawVertex)) == 0);
 }
 
 // One or a few points moved the ways the document moves them.
