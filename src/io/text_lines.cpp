@@ -218,7 +218,8 @@ bool takeRawLines(LineCursor* cursor, size_t minBytes, char** begin, char** end)
 }
 
 bool takeRawLines(LineStream* s, size_t minBytes, char** begin, char** end) {
-  if (s->end - s->begin < s->capacity / 2 && !s->atEnd) refill(s);
+  // Refilled only when short: the unread bytes move to the front first.
+  if (s->end - s->begin < minBytes && !s->atEnd) refill(s);
   if (s->end - s->begin < minBytes || s->tooLong) return false;
   char* first = s->buffer + s->begin;
   char* last = afterLastNewline(first, s->buffer + s->end);

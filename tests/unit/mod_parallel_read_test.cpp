@@ -87,9 +87,10 @@ std::string number(std::mt19937& rng, float scale) {
   return text;
 }
 
-const char* blank(std::mt19937& rng) {
+std::string blank(std::mt19937& rng) {
   static const char* const kBlanks[] = {" ", " ", " ", "   ", "\t", " \r"};
-  return kBlanks[rng() % 6];
+  const unsigned pick = rng() % 7;
+  return pick < 6 ? kBlanks[pick] : std::string(1, '\0');  // binary junk separates too
 }
 
 // Mostly the writer's shapes; now and then a line the quick paths decline
@@ -103,6 +104,8 @@ std::string randomText(std::mt19937& rng, int lines, bool bad) {
             number(rng, 10) + blank(rng) + number(rng, 10);
     if (odd(20)) text += " # note";
     if (odd(20)) text += "\n";  // a blank line
+    // A line longer than a block: no run can be cut around it.
+    if (odd(2)) text += "\n# " + std::string(70000, 'x');
     text += "\n";
   }
   text += "layer a 0 0 0 doublesided\ntriangles\n";
