@@ -7,9 +7,9 @@
 // (a keyword, a comment after the numbers, another polygon form, a bad
 // number), and everything from there on is read here a line at a time, so
 // every message and line number is the one reading line by line gives.
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <atomic>
 #include <system_error>
 #include <thread>
 
@@ -17,6 +17,8 @@
 #include "io/mod_reader_state.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
+
+namespace {
 
 struct PointRecord {
   int32_t line;  // from 0 at the later part's first line
@@ -29,6 +31,8 @@ struct PolygonRecord {
   int32_t kind;
   int32_t count;  // its points follow the previous record's in `indices`
 };
+
+}  // namespace
 
 // Room for the records of one later part, kept from run to run.
 struct BlockScratch {
