@@ -218,11 +218,14 @@ bool takeRawLines(LineCursor* cursor, size_t minBytes, char** begin, char** end)
 }
 
 bool takeRawLines(LineStream* s, size_t minBytes, char** begin, char** end) {
-  // Refilled only when short: the unread bytes move to the front first.
-  if (s->end - s->begin < minBytes && !s->atEnd) refill(s);
-  if (s->end - s->begin < minBytes || s->tooLong) return false;
+  // Refilled only when short, as the unread bytes move to the front first,
+  // and never when full, which would grow the chunk as a long line does.
+  if (s->end - s->begin < std::min(minBytes, s->capacity / 2) && !s->atEnd) refill(s);
+  const size_t left = s->end - s->begin;
+  if (left < minBytes || s->tooLong) return false;
   char* first = s->buffer + s->begin;
-  char* last = afterLastNewline(first, s->buffer + s->end);
+  // A chunk grown by a long line still hands out blocks of the usual size.
+  char* last = afterLastNewline(first, first + std::min(left, std::max(minBytes, kChunkBytes)));
   if (last == nullptr || static_cast<size_t>(last - first) < minBytes) return false;
   *begin = first;
   *end = last;

@@ -163,17 +163,21 @@ TEST_F(ModParallelRead, RandomTextsGiveTheSameModelOrTheSameMessageEitherWay) {
 }
 
 // A file several read chunks long: the second thread parses one block
-// while the records of the one before go in, across refills of the chunk.
+// while the records of the one before go in, across refills of the chunk
+// and a line longer than one.
 TEST_F(ModParallelRead, LongFileFailsAtTheSameLineAcrossChunks) {
   std::string text = "points\n";
   const int points = 60000;
-  for (int k = 1; k <= points; ++k)
+  for (int k = 1; k <= points; ++k) {
     text += std::to_string(k) + " " + std::to_string(k % 97) + ".25 1.5 -2.75\n";
+    // A comment longer than a chunk grows the chunk; blocks stay their size.
+    if (k == points / 2) text += "# " + std::string(size_t{3} << 19, 'c') + "\n";
+  }
   text += "layer a 0 0 0 singlesided\ntriangles\n";
   for (int k = 1; k + 2 <= points; ++k)
     text += "5 0 " + std::to_string(k) + " " + std::to_string(k + 1) + " " +
             std::to_string(k + 2) + "\n";
-  ASSERT_GT(text.size(), size_t{2} << 20);
+  ASSERT_GT(text.size(), size_t{3} << 20);
   const Outcome whole = fromFile(text, 0);
   ASSERT_FALSE(whole.saved.empty()) << whole.error;
   EXPECT_TRUE(fromFile(text, kModParallelBytes).saved == whole.saved);
