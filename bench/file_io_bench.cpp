@@ -9,7 +9,9 @@
 // Meshes: a jittered torus of 10^4, 10^5 and 10^6 points with twice as
 // many triangles, one layer. Prints the best of 3 wall-clock runs and MB/s
 // of the file read or written; the readers (open, bare, tinyobj) each run
-// in a fresh child process.
+// in a fresh process. The readers and assimp's import run twice: with
+// the file in the page cache (warm) and with its pages dropped first
+// (cold, posix_fadvise DONTNEED: the disk or the host's cache below it).
 //
 //   build/bench/file_io_bench [maxPoints]
 
@@ -24,7 +26,6 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -36,6 +37,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,8 @@ namespace {
 
 // The workspace the benchmark opens its files in, as the extension does.
 Workspace g_ws;
+// This program, started again for each timed read.
+std::string gSelf;
 
 
 using Clock = std::chrono::steady_clock;
@@ -199,11 +203,23 @@ bool sameBody(const std::string& a, const std::string& b) {
   return body(x) == body(y);
 }
 
-// Best of kReps runs in seconds; a negative value when a run failed.
+// Drops the file's pages from the page cache, so that the next read goes
+// to the disk: written back first, as pages still dirty cannot be dropped.
+void dropCached(const std::string& path) {
+  int fd = open(path.c_str(), O_RDONLY);
+  if (fd < 0) return;
+  fsync(fd);
+  posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+  close(fd);
+}
+
+// Best of kReps runs in seconds; a negative value when a run failed. With
+// `cold`, that file's pages are dropped before each run.
 template <typename F>
-double bestOf(F run, int reps = kReps) {
+double bestOf(F run, int reps = kReps, const std::string* cold = nullptr) {
   double best = 1e300;
   for (int r = 0; r < reps; ++r) {
+    if (cold) dropCached(*cold);
     auto t0 = Clock::now();
     bool ok = run();
     auto t1 = Clock::now();
@@ -213,32 +229,19 @@ double bestOf(F run, int reps = kReps) {
   return best;
 }
 
-// The same, each run in a child process forked from this one, so that
-// every reader starts from the same heap (no memory freed by an earlier
-// run to reuse) and its pages are touched afresh.
-template <typename F>
-double bestOfFresh(F run, int reps = kReps) {
+// The same, each run in a fresh process: this program started again with
+// --run, which times the one reader and prints the seconds. A forked child
+// would share this process's heap copy-on-write, and every page it wrote
+// would be copied first (dearer still with a second thread running).
+double bestOfFresh(const std::string& args, int reps = kReps) {
   double best = 1e300;
   for (int r = 0; r < reps; ++r) {
-    int pipeEnds[2];
-    if (pipe(pipeEnds) != 0) return -1;
-    const pid_t child = fork();
-    if (child < 0) return -1;
-    if (child == 0) {
-      close(pipeEnds[0]);
-      auto t0 = Clock::now();
-      const bool ok = run();
-      const double secs = ok ? std::chrono::duration<double>(Clock::now() - t0).count() : -1.0;
-      const ssize_t written = write(pipeEnds[1], &secs, sizeof secs);
-      _exit(written == static_cast<ssize_t>(sizeof secs) ? 0 : 1);
-    }
-    close(pipeEnds[1]);
+    const std::string command = "'" + gSelf + "' --run " + args;
+    FILE* child = popen(command.c_str(), "r");
+    if (!child) return -1;
     double secs = -1.0;
-    const ssize_t got = read(pipeEnds[0], &secs, sizeof secs);
-    close(pipeEnds[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (got != static_cast<ssize_t>(sizeof secs) || secs < 0.0) return -1;
+    if (fscanf(child, "%lf", &secs) != 1) secs = -1.0;
+    if (pclose(child) != 0 || secs < 0.0) return -1;
     best = std::min(best, secs);
   }
   return best;
@@ -284,7 +287,7 @@ bool barePass(const std::string& path) {
 }
 
 #ifdef MODELR_HAVE_TINYOBJ
-bool tinyobjRead(const std::string& path, const Mesh& m) {
+bool tinyobjRead(const std::string& path, long points, long triangles) {
   tinyobj::ObjReader reader;
   tinyobj::ObjReaderConfig config;
   config.triangulate = false;  // the faces are triangles already
@@ -292,8 +295,8 @@ bool tinyobjRead(const std::string& path, const Mesh& m) {
   const auto& shapes = reader.GetShapes();
   size_t faces = 0;
   for (const auto& s : shapes) faces += s.mesh.num_face_vertices.size();
-  return reader.GetAttrib().vertices.size() == 3 * static_cast<size_t>(m.points()) &&
-         faces == static_cast<size_t>(m.triangles());
+  return reader.GetAttrib().vertices.size() == 3 * static_cast<size_t>(points) &&
+         faces == static_cast<size_t>(triangles);
 }
 #endif
 
@@ -304,13 +307,14 @@ bool runQuiet(const std::string& command) {
 // ---- the table --------------------------------------------------------------
 
 enum Op {
-  kOpen, kClose, kSave, kBare, kTiny, kInfo, kExportObj, kExportStl, kOps
+  kOpen, kClose, kSave, kBare, kOpenCold, kBareCold, kTiny, kTinyCold, kInfo,
+  kInfoCold, kExportObj, kExportStl, kOps
 };
 const char* const kOpNames[kOps] = {
     "open (file open)",   "  of which close all", "save (file save)",
-    "bare from_chars pass",
-    "tinyobj read",       "assimp info -r",     "assimp export .obj",
-    "assimp export .stl"};
+    "bare from_chars pass", "open, cold",         "bare pass, cold",
+    "tinyobj read",       "tinyobj read, cold", "assimp info -r",
+    "assimp info -r, cold", "assimp export .obj", "assimp export .stl"};
 
 struct Row {
   int32_t points = 0;
@@ -318,7 +322,7 @@ struct Row {
   double secs[kOps];
   std::string note[kOps];
   Row() { std::fill(secs, secs + kOps, -1.0); }
-  double mb(int op) const { return op <= kBare ? modMB : objMB; }
+  double mb(int op) const { return op <= kBareCold ? modMB : objMB; }
   double rate(int op) const {
     return secs[op] > 0 && op != kClose ? mb(op) / secs[op] : 0;
   }
@@ -331,11 +335,11 @@ void printOp(const Row& r, int op) {
              r.secs[op] * 1e3);
   } else if (r.secs[op] > 0) {
     printf("%-8d %-22s %-4s %7.2f %10.2f %9.1f  %s\n", r.points, kOpNames[op],
-           op <= kBare ? "mod" : "obj", r.mb(op), r.secs[op] * 1e3,
+           op <= kBareCold ? "mod" : "obj", r.mb(op), r.secs[op] * 1e3,
            r.rate(op), r.note[op].c_str());
   } else {
     printf("%-8d %-22s %-4s %7.2f %10s %9s  %s\n", r.points, kOpNames[op],
-           op <= kBare ? "mod" : "obj", r.mb(op), "-", "-", r.note[op].c_str());
+           op <= kBareCold ? "mod" : "obj", r.mb(op), "-", "-", r.note[op].c_str());
   }
   fflush(stdout);
 }
@@ -373,7 +377,7 @@ Row benchSize(const std::string& dir, int32_t around, int32_t across,
   // of the same size, as a repeated "file open" does.
   Model* model = openModelDocument(g_ws, mod.c_str());
   if (model) {
-    r.secs[kOpen] = bestOfFresh([&] { return openModelDocument(g_ws, mod.c_str()) != nullptr; });
+    r.secs[kOpen] = bestOfFresh("open 0 '" + mod + "'");
     model = currentModel(g_ws);
     Layer* layer = model ? findLayer(model, "mesh") : nullptr;
     int32_t pts = model ? model->points.count : 0;
@@ -414,26 +418,32 @@ Row benchSize(const std::string& dir, int32_t around, int32_t across,
   closeAllModels(g_ws);
 
   barePass(mod);
-  r.secs[kBare] = bestOfFresh([&] { return barePass(mod); });
+  r.secs[kBare] = bestOfFresh("bare 0 '" + mod + "'");
+  // Cold: every run reads the file from below the page cache.
+  r.secs[kOpenCold] = bestOfFresh("open 1 '" + mod + "'");
+  r.secs[kBareCold] = bestOfFresh("bare 1 '" + mod + "'");
 
 #ifdef MODELR_HAVE_TINYOBJ
-  tinyobjRead(obj, m);
-  r.secs[kTiny] = bestOfFresh([&] { return tinyobjRead(obj, m); });
+  const std::string counts = " " + std::to_string(m.points()) + " " + std::to_string(m.triangles());
+  r.secs[kTiny] = bestOfFresh("tinyobj 0 '" + obj + "'" + counts);
   if (r.secs[kTiny] < 0) r.note[kTiny] = "read failed or counts differ";
+  r.secs[kTinyCold] = bestOfFresh("tinyobj 1 '" + obj + "'" + counts);
 #else
-  r.note[kTiny] = "not built: tinyobjloader was not found";
+  r.note[kTiny] = r.note[kTinyCold] = "not built: tinyobjloader was not found";
 #endif
 
   if (haveAssimp) {
     std::string outObj = base + "_assimp.obj", outStl = base + "_assimp.stl";
     r.secs[kInfo] = bestOf([&] { return runQuiet("assimp info " + obj + " -r -s"); });
+    r.secs[kInfoCold] =
+        bestOf([&] { return runQuiet("assimp info " + obj + " -r -s"); }, kReps, &obj);
     // An export of 10^6 points takes tens of seconds: one run there.
     int exportReps = r.points > 100000 ? 1 : kReps;
     r.secs[kExportObj] = bestOf(
         [&] { return runQuiet("assimp export " + obj + " " + outObj); }, exportReps);
     r.secs[kExportStl] = bestOf(
         [&] { return runQuiet("assimp export " + obj + " " + outStl); }, exportReps);
-    r.note[kInfo] = "process start + import";
+    r.note[kInfo] = r.note[kInfoCold] = "process start + import";
     r.note[kExportObj] = "process start + import + export";
     if (exportReps == 1) r.note[kExportObj] += ", one run";
     r.note[kExportStl] = r.note[kExportObj];
@@ -449,8 +459,40 @@ Row benchSize(const std::string& dir, int32_t around, int32_t across,
 
 }  // namespace
 
+// --run READER COLD FILE [POINTS TRIANGLES]: one timed read in this fresh
+// process, its seconds on stdout. `open` opens the file once untimed first,
+// so that the timed open also closes a model of the same size, as a
+// repeated "file open" does. COLD 1 drops the file's cached pages just
+// before the timed read.
+int runOne(int argc, char** argv) {
+  if (argc < 5) return 2;
+  const std::string reader = argv[2], path = argv[4];
+  const bool cold = std::strcmp(argv[3], "1") == 0;
+  std::function<bool()> run;
+  if (reader == "open") {
+    if (!openModelDocument(g_ws, path.c_str())) return 1;
+    run = [&] { return openModelDocument(g_ws, path.c_str()) != nullptr; };
+  } else if (reader == "bare") {
+    run = [&] { return barePass(path); };
+#ifdef MODELR_HAVE_TINYOBJ
+  } else if (reader == "tinyobj" && argc >= 7) {
+    const long points = atol(argv[5]), triangles = atol(argv[6]);
+    run = [=] { return tinyobjRead(path, points, triangles); };
+#endif
+  } else {
+    return 2;
+  }
+  if (cold) dropCached(path);
+  auto t0 = Clock::now();
+  if (!run()) return 1;
+  printf("%.9f\n", std::chrono::duration<double>(Clock::now() - t0).count());
+  return 0;
+}
+
 int main(int argc, char** argv) {
   workspaceInit(&g_ws, nullptr, nullptr, nullptr);
+  if (argc > 1 && std::strcmp(argv[1], "--run") == 0) return runOne(argc, argv);
+  gSelf = std::filesystem::read_symlink("/proc/self/exe").string();
   long maxPoints = argc > 1 ? atol(argv[1]) : 1000000;
 
   const char* tmp = getenv("TMPDIR");
@@ -490,8 +532,9 @@ int main(int argc, char** argv) {
 
   printf("\nratios: speed of modelr over the other, from times on the same "
          "mesh (the .mod is the larger file, so MB/s ratios would be higher)\n");
-  printf("%-8s %-20s %-20s %-24s %s\n", "points", "open/tinyobj >=3x",
-         "open/bare >=0.5x", "save/assimp export >=2x",
+  printf("%-8s %-19s %-19s %-17s %-17s %-17s %-24s %s\n", "points",
+         "open/tinyobj >=3x", "cold open/tinyobj", "open/bare >=0.5x",
+         "open/assimp info", "cold, the same", "save/assimp export >=2x",
          "save/(export-info)");
   for (const Row& r : rows) {
     double exportOnly = r.secs[kExportObj] > 0 && r.secs[kInfo] > 0
@@ -499,13 +542,16 @@ int main(int argc, char** argv) {
                             : -1;
     std::string a = ratio(r.secs[kOpen], r.secs[kTiny]) +
                     verdict(r.secs[kOpen], r.secs[kTiny], 3.0);
+    std::string a2 = ratio(r.secs[kOpenCold], r.secs[kTinyCold]) +
+                     verdict(r.secs[kOpenCold], r.secs[kTinyCold], 3.0);
     std::string b = ratio(r.secs[kOpen], r.secs[kBare]) +
                     verdict(r.secs[kOpen], r.secs[kBare], 0.5);
     std::string c = ratio(r.secs[kSave], r.secs[kExportObj]) +
                     verdict(r.secs[kSave], r.secs[kExportObj], 2.0);
     std::string d = ratio(r.secs[kSave], exportOnly);
-    printf("%-8d %-20s %-20s %-24s %s\n", r.points, a.c_str(), b.c_str(),
-           c.c_str(), d.c_str());
+    printf("%-8d %-19s %-19s %-17s %-17s %-17s %-24s %s\n", r.points, a.c_str(),
+           a2.c_str(), b.c_str(), ratio(r.secs[kOpen], r.secs[kInfo]).c_str(),
+           ratio(r.secs[kOpenCold], r.secs[kInfoCold]).c_str(), c.c_str(), d.c_str());
   }
   printf("(the assimp times include process start and its own import; "
          "export-info takes both out, roughly)\n");

@@ -1,13 +1,16 @@
 // The .mod reader: each line goes to a keyword dispatcher that keeps a small
 // parse state (section, layer, joint, image of a uvees section); data lines
-// belong to the section the last keyword opened. Child models named in the
-// file are loaded once the file itself has been read (mod_children.cpp).
+// belong to the section the last keyword opened. Long runs of point and
+// polygon lines are read with a second thread parsing ahead
+// (mod_reader_block.cpp). Child models named in the file are loaded once
+// the file itself has been read (mod_children.cpp).
 #include "io/mod_reader.h"
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 
+#include "io/mod_quick_lines.h"
 #include "io/mod_reader_state.h"
 #include "io/text_lines.h"
 #include "io/texture_files.h"
@@ -355,70 +358,47 @@ bool keywordLine(ModParseState& s, const LineTokens& t) {
 }
 
 // --- Quick paths ------------------------------------------------------------
-// Point and polygon lines are nearly all of a large file. These read the
-// writer's shapes straight from the line's bytes; anything else (a comment,
-// an exponent, another polygon form, a bad number) makes them decline, and
-// the line goes through the tokenizer and the general handlers, which give
-// the same result or the right message.
+// (mod_quick_lines.h) Declined lines go through the tokenizer.
 
 enum Quick { kDeclined, kTaken, kRefused };
 
-inline const char* skipBlanks(const char* p, const char* end) {
-  while (p < end && isTokenBlank(*p)) ++p;
-  return p;
-}
-
-inline bool quickInt(const char*& p, const char* end, int32_t* out) {
-  return *p != '#' && scanIntToken(p, end, out);
-}
-
-inline bool quickFloat(const char*& p, const char* end, float* out) {
-  return *p != '#' && scanFloatToken(p, end, out);
-}
-
-// NUMBER X Y Z, anything after them ignored as the general path does.
-Quick quickPoint(ModParseState& s, const char* p, const char* end) {
-  int32_t number;
-  float xyz[3];
-  p = skipBlanks(p, end);
-  if (!quickInt(p, end, &number)) return kDeclined;
-  for (float& v : xyz) {
-    p = skipBlanks(p, end);
-    if (!quickFloat(p, end, &v)) return kDeclined;
-  }
-  return addPoint(s.model, number, xyz[0], xyz[1], xyz[2]) ? kTaken : kRefused;
-}
-
-// 5 KIND P1 ... Pn: the writer's polygon form.
-Quick quickPolygon(ModParseState& s, const char* p, const char* end) {
-  int32_t form, kind;
-  p = skipBlanks(p, end);
-  if (!quickInt(p, end, &form) || form != 5 || s.current == nullptr) return kDeclined;
-  p = skipBlanks(p, end);
-  if (!quickInt(p, end, &kind)) return kDeclined;
-  int count = 0;
-  for (p = skipBlanks(p, end); p < end; p = skipBlanks(p, end)) {
-    if (count == kMaxPolygonPoints || !quickInt(p, end, &s.points[count])) return kDeclined;
-    ++count;
-  }
-  if (count < 3) return kDeclined;
-  return addTriangleToLayer(s.model, s.current, count, s.points, kind) ? kTaken : kRefused;
-}
-
 Quick quickLine(ModParseState& s, const char* begin, const char* end) {
-  if (s.section == kSectionPoints) return quickPoint(s, begin, end);
-  if (s.section == kSectionTriangles) return quickPolygon(s, begin, end);
+  if (s.section == kSectionPoints) {
+    int32_t number;
+    float xyz[3];
+    if (!parseQuickPoint(begin, end, &number, xyz)) return kDeclined;
+    return addPoint(s.model, number, xyz[0], xyz[1], xyz[2]) ? kTaken : kRefused;
+  }
+  if (s.section == kSectionTriangles && s.current != nullptr) {
+    int32_t kind, count;
+    if (!parseQuickPolygon(begin, end, &kind, s.points, &count)) return kDeclined;
+    return addTriangleToLayer(s.model, s.current, count, s.points, kind) ? kTaken
+                                                                         : kRefused;
+  }
   return kDeclined;
 }
 
 // Reads every line into the model; false at the first bad line, with the
-// reason and position in LastError.
+// reason and position in LastError. parallelBytes 0: one line at a time.
 template <class Source>
-bool readLines(ModParseState& s, Source* source, const int* line) {
+bool readLines(ModParseState& s, Source* source, size_t parallelBytes) {
   LineTokens& t = *s.tokens;
+  // Where no run could be taken (the end of the file, a long line), the
+  // next lines go one at a time before the next try, so that a failed try
+  // costs little per line.
+  constexpr int kRetryLines = 1024;
+  int retryAt = 0;
   char *begin, *end;
-  while (nextRawLine(source, &begin, &end)) {
-    lastErrorSetLine(*line);
+  for (;;) {
+    if (parallelBytes != 0 && inBlockSection(s) && source->line >= retryAt) {
+      if (takeRawLines(source, parallelBytes, &begin, &end)) {
+        if (!readLineRun(s, source, parallelBytes, begin, end)) return false;
+        continue;
+      }
+      retryAt = source->line + kRetryLines;
+    }
+    if (!nextRawLine(source, &begin, &end)) return true;
+    lastErrorSetLine(source->line);
     bool ok = true;
     switch (quickLine(s, begin, end)) {
       case kTaken: continue;
@@ -428,19 +408,14 @@ bool readLines(ModParseState& s, Source* source, const int* line) {
         ok = startsNumber(t.word[0]) ? dataLine(s, t) : keywordLine(s, t);
         break;
     }
-    if (!ok) {
-      // An operation that refused without a reason still fails the line.
-      if (lastErrorText() == nullptr) lastErrorReport("Bad point or triangle data");
-      return false;
-    }
+    if (!ok) return lineFailed();
   }
-  return true;
 }
 
 // Makes the model and the parse state, reads, then loads the children.
 template <class Source>
-Model* readModel(Source* source, const int* line, const char* path,
-                 Model* parent, const char* directory) {
+Model* readModel(Source* source, const char* path, Model* parent,
+                 const char* directory, size_t parallelBytes) {
   lastErrorClear();
   Model* model = createModel(parent, path, directory);
   if (model == nullptr) return nullptr;
@@ -458,8 +433,10 @@ Model* readModel(Source* source, const int* line, const char* path,
   s->uveeImage = 1;
 
   lastErrorSetContext(path, 0);
-  bool ok = readLines(*s, source, line);
+  bool ok = readLines(*s, source, parallelBytes);
   lastErrorClearContext();
+  freeBlockScratch(s->scratch[0]);
+  freeBlockScratch(s->scratch[1]);
   std::free(tokens);
   std::free(s);
   if (!ok) {
@@ -492,8 +469,19 @@ int32_t nextImageNumber(const ModParseState& s) {
   return n;
 }
 
+bool lineFailed() {
+  // An operation that refused without a reason still fails the line.
+  if (lastErrorText() == nullptr) lastErrorReport("Bad point or triangle data");
+  return false;
+}
+
+bool readLineRange(ModParseState& s, LineCursor* cursor) {
+  return readLines(s, cursor, 0);
+}
+
 Model* readModelBytes(const char* bytes, size_t size, const char* path,
-                      Model* parent, const char* directory) {
+                      Model* parent, const char* directory,
+                      size_t parallelBytes) {
   if (path == nullptr) path = "";
   TextBuffer buffer;
   if (!loadTextBytes(bytes, size, &buffer)) {
@@ -502,12 +490,13 @@ Model* readModelBytes(const char* bytes, size_t size, const char* path,
   }
   LineCursor cursor;
   lineCursorInit(&cursor, &buffer);
-  Model* model = readModel(&cursor, &cursor.line, path, parent, directory);
+  Model* model = readModel(&cursor, path, parent, directory, parallelBytes);
   freeTextBuffer(&buffer);
   return model;
 }
 
-Model* readModelFile(const char* path, Model* parent, const char* directory) {
+Model* readModelFile(const char* path, Model* parent, const char* directory,
+                     size_t parallelBytes) {
   if (path == nullptr) path = "";
   LineStream stream;
   ReadOpen why = kReadOpened;
@@ -515,7 +504,7 @@ Model* readModelFile(const char* path, Model* parent, const char* directory) {
     lastErrorReportf("%s: %s", readRefusalWords(why), path);
     return nullptr;
   }
-  Model* model = readModel(&stream, &stream.line, path, parent, directory);
+  Model* model = readModel(&stream, path, parent, directory, parallelBytes);
   if (stream.tooLong) {
     freeModel(model);
     model = nullptr;

@@ -1,5 +1,6 @@
 #include "io/text_lines.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -185,6 +186,51 @@ bool nextRawLine(LineStream* s, char** begin, char** end) {
 
 bool nextLine(LineStream* s, LineTokens* tokens) {
   return nextTokenLine(s, tokens);
+}
+
+namespace {
+
+// The end of the last whole line in [first, last): just after its newline,
+// looked for no further back than a long line; null when none is there.
+char* afterLastNewline(char* first, char* last) {
+  constexpr size_t kLookBack = size_t{64} << 10;
+  char* stop = last - first > static_cast<ptrdiff_t>(kLookBack) ? last - kLookBack : first;
+  for (char* p = last; p > stop; --p) {
+    if (p[-1] == '\n') return p;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool takeRawLines(LineCursor* cursor, size_t minBytes, char** begin, char** end) {
+  if (cursor->next == nullptr || cursor->next >= cursor->end) return false;
+  char* first = cursor->next;
+  const size_t left = static_cast<size_t>(cursor->end - first);
+  if (left < minBytes) return false;
+  const size_t most = std::max(minBytes, std::min(kChunkBytes, 4 * minBytes));
+  char* last = afterLastNewline(first, first + std::min(left, most));
+  if (last == nullptr || static_cast<size_t>(last - first) < minBytes) return false;
+  *begin = first;
+  *end = last;
+  cursor->next = last;
+  return true;
+}
+
+bool takeRawLines(LineStream* s, size_t minBytes, char** begin, char** end) {
+  // Refilled only when short, as the unread bytes move to the front first,
+  // and never when full, which would grow the chunk as a long line does.
+  if (s->end - s->begin < std::min(minBytes, s->capacity / 2) && !s->atEnd) refill(s);
+  const size_t left = s->end - s->begin;
+  if (left < minBytes || s->tooLong) return false;
+  char* first = s->buffer + s->begin;
+  // A chunk grown by a long line still hands out blocks of the usual size.
+  char* last = afterLastNewline(first, first + std::min(left, std::max(minBytes, kChunkBytes)));
+  if (last == nullptr || static_cast<size_t>(last - first) < minBytes) return false;
+  *begin = first;
+  *end = last;
+  s->begin = static_cast<size_t>(last - s->buffer);
+  return true;
 }
 
 int tokenizeLine(char* begin, char* end, LineTokens* tokens) {

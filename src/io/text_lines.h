@@ -77,6 +77,12 @@ bool nextLine(LineStream* stream, LineTokens* tokens);
 // when the quick path declines. False at the end.
 bool nextRawLine(LineCursor* cursor, char** begin, char** end);
 bool nextRawLine(LineStream* stream, char** begin, char** end);
+// The next whole lines at once, [*begin, *end) with *end just after a
+// newline, at least minBytes of them (a megabyte or so at most); the caller
+// reads them and counts them into `line` itself. False, nothing taken, when
+// fewer are at hand: the rest is read a line at a time.
+bool takeRawLines(LineCursor* cursor, size_t minBytes, char** begin, char** end);
+bool takeRawLines(LineStream* stream, size_t minBytes, char** begin, char** end);
 // Cuts [begin, end) into tokens in place, as nextLine does; the count.
 int tokenizeLine(char* begin, char* end, LineTokens* tokens);
 
