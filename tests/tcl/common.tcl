@@ -26,6 +26,50 @@ proc errorsOf {script} {
     return $::errors
 }
 
+# Runs each command of `pairs` (a command, then the one error text it must
+# send) and answers those whose errors differ, each followed by what came.
+proc errorPins {pairs} {
+    set wrong {}
+    foreach {command want} $pairs {
+        set got [uplevel 1 [list errorsOf $command]]
+        if {$got ne [list $want]} { lappend wrong $command $got }
+    }
+    return $wrong
+}
+
+# Runs `commands` in a fresh tclsh with the package loaded, the only place
+# with no model at all; answers what the script `answer` gives there last
+# (by default the errors the error procedure received).
+proc withoutModel {commands {answer {set errors}}} {
+    set file [makeFile [string map [list @BUILD@ $::modelrBuild @CMDS@ $commands \
+                                        @ANSWER@ $answer] {
+        lappend auto_path @BUILD@
+        package require modelr
+        set errors {}
+        set results {}
+        proc record {message} { lappend ::errors $message }
+        modelr callback error record
+        @CMDS@
+        puts [@ANSWER@]
+    }] nomodel.tcl]
+    try {
+        return [exec {*}[withPreload [info nameofexecutable]] $file]
+    } finally {
+        removeFile nomodel.tcl
+    }
+}
+
+# Whole files as bytes.
+proc readBytes {path} {
+    set f [open $path rb]
+    try { return [read $f] } finally { close $f }
+}
+proc writeBytes {path data} {
+    set f [open $path wb]
+    try { puts -nonewline $f $data } finally { close $f }
+    return $path
+}
+
 proc statusesOf {script} {
     set ::statuses {}
     uplevel 1 $script
