@@ -13,6 +13,7 @@
 #include "model/model.h"
 #include "model/skeleton.h"
 #include "model/transform.h"
+#include "test_files.h"
 
 namespace {
 
@@ -154,10 +155,7 @@ TEST_F(Absorb, RefusalsLeaveTheParentAsItWas) {
 
 TEST_F(Absorb, MovesImagesWithTheirTexturesAndRekeysUvees) {
   const std::string file = ::testing::TempDir() + "absorb_tyre.tga";
-  FILE* f = std::fopen(file.c_str(), "wb");  // one pixel, 24 bits
-  ASSERT_NE(f, nullptr);
-  std::fwrite("\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\30\0\1\2\3", 1, 21, f);
-  std::fclose(f);
+  test_files::writeFile(file, test_files::tga(1, 1));
 
   addPoint(parent, 10, 0, 0, 0);
   Model* wheel = model("wheel.mod", parent);

@@ -74,19 +74,9 @@ TEST_F(Documents, FailedLoadSaysWhyThenLoadFailedAndKeepsTheRegistry) {
   EXPECT_STREQ(currentModel(ws)->name, "kept");
 }
 
-// A 1x1 24-bit TGA file of one colour.
-std::string onePixel(unsigned char r, unsigned char g, unsigned char b) {
-  std::string tga(18, '\0');
-  tga[2] = 2;
-  tga[12] = tga[14] = 1;
-  tga[16] = 24;
-  return tga + std::string{static_cast<char>(b), static_cast<char>(g),
-                           static_cast<char>(r)};
-}
-
 TEST_F(Documents, TexturesAreFoundBesideTheModelAndEachMissingOneIsSaidOnce) {
   const std::string dir = test_files::tempDir("beside");
-  test_files::writeFile(dir + "skin.tga", onePixel(0, 255, 0));
+  test_files::writeFile(dir + "skin.tga", test_files::tga(1, 1, 0, 255, 0));
   test_files::writeFile(dir + "bad.tga", "not a picture");
   test_files::writeFile(dir + "m.mod",
                         "points\n1 0 0 0\n2 1 0 0\n3 0 1 0\n"

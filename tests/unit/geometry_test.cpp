@@ -43,18 +43,7 @@ using Geometry = ModelFixture;
 using Images = ModelFixture;
 using Lazy = ModelFixture;
 
-// A 24-bit, type 2 TGA of w x h pixels, all one colour.
-void writeTga(const std::string& path, int w, int h) {
-  FILE* f = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr);
-  unsigned char header[18] = {0, 0, 2};
-  header[12] = static_cast<unsigned char>(w);
-  header[14] = static_cast<unsigned char>(h);
-  header[16] = 24;
-  std::fwrite(header, 1, sizeof header, f);
-  for (int i = 0; i < w * h; ++i) std::fwrite("\x10\x20\x30", 1, 3, f);
-  std::fclose(f);
-}
+void writeTga(const std::string& path, int w, int h) { writeFile(path, test_files::tga(w, h)); }
 
 TEST_F(Geometry, DeletedPointTakesItsPolygonsFromEveryLayerButNotModelEntries) {
   points({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}});

@@ -29,10 +29,7 @@ const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 // A one-pixel 24-bit TGA file of colour (1, 2, 3).
 std::string writePixelTga(const char* name) {
   const std::string file = ::testing::TempDir() + name;
-  FILE* f = std::fopen(file.c_str(), "wb");
-  if (f == nullptr) return file;
-  std::fwrite("\0\0\2\0\0\0\0\0\0\0\0\0\1\0\1\0\30\0\1\2\3", 1, 21, f);
-  std::fclose(f);
+  writeFile(file, test_files::tga(1, 1));
   return file;
 }
 

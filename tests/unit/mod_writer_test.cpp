@@ -231,15 +231,6 @@ TEST_F(ModWriter, FileNameFollowsTheSaveNameRule) {
   EXPECT_EQ(entries(dir).size(), 2u);
 }
 
-TEST_F(ModWriter, SavingOverAFileReplacesItWhole) {
-  buildSample();
-  const std::string path = dir + "over.mod";
-  writeFile(path, std::string(200000, '#') + "\n");
-  ASSERT_TRUE(writeModelFile(m, path.c_str()));
-  EXPECT_EQ(readFile(path), header(path) + kSampleBody);
-  EXPECT_EQ(entries(dir), std::vector<std::string>{"over.mod"});
-}
-
 TEST_F(ModWriter, SaveIntoAMissingDirectoryFailsAndCreatesNothing) {
   const std::string path = dir + "nowhere/robot.mod";
   EXPECT_FALSE(writeModelFile(m, path.c_str()));

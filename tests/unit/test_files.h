@@ -35,4 +35,18 @@ inline void writeFile(const std::string& path, const std::string& text) {
   std::fclose(f);
 }
 
+// A 24-bit uncompressed TGA file's bytes: w x h pixels (w, h < 256) of
+// one colour.
+inline std::string tga(int w, int h, unsigned char r = 3, unsigned char g = 2,
+                       unsigned char b = 1) {
+  std::string bytes(18, '\0');
+  bytes[2] = 2;
+  bytes[12] = static_cast<char>(w);
+  bytes[14] = static_cast<char>(h);
+  bytes[16] = 24;
+  for (int i = 0; i < w * h; ++i)
+    bytes += {static_cast<char>(b), static_cast<char>(g), static_cast<char>(r)};
+  return bytes;
+}
+
 }  // namespace test_files
