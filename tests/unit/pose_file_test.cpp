@@ -1,25 +1,16 @@
 // Pose files: the reader's refusals and their positions, which joints the
 // writer leaves out, and that a save and a load keep every pose and morph.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "io/pose_file.h"
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/skeleton.h"
+#include "test_files.h"
 
 namespace {
-
-std::string readAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 struct PoseFixture : ::testing::Test {
   Model* m = nullptr;
@@ -28,8 +19,7 @@ struct PoseFixture : ::testing::Test {
     m = createModel(nullptr, "rig.mod", nullptr);
     addJoint(m, "hip", 0, 0, 0, "world", 1, 1, 1);
     addJoint(m, "knee", 0, -1, 0, "hip", 1, 1, 1);
-    std::string pattern = ::testing::TempDir() + "pose_XXXXXX";
-    dir = std::string(mkdtemp(&pattern[0])) + "/";
+    dir = test_files::tempDir("pose");
   }
   void TearDown() override { freeModel(m); }
 
@@ -40,7 +30,7 @@ struct PoseFixture : ::testing::Test {
   std::string written(const char* name = "out.pos", bool selected = false) {
     const std::string path = dir + name;
     EXPECT_TRUE(writePoseFile(m, path.c_str(), selected));
-    return readAll(path);
+    return test_files::readFile(path);
   }
   std::string header(const char* name = "out.pos") {
     return "#\n# model pose: " + dir + name + "\n#\nversion 2.0\n";
@@ -53,16 +43,16 @@ using PoseWriter = PoseFixture;
 const char kShortPose[] = "pose hip 1 2 3 1 0 0 0 1 0 0 0 1 1\n";  // 15 tokens
 
 TEST_F(PoseReader, RefusalsCarryFileAndLineOfTheBadLineOnly) {
-  EXPECT_FALSE(read("version 2.0\n# comment\n\n" + std::string(kShortPose)));
-  EXPECT_STREQ(lastErrorText(), "Bad pose data (file: X, line: 4)");
-  EXPECT_FALSE(read("pose hip 1 2 3 1 0 0 0 1 0 0 0 1 1 1 x\n"));
-  EXPECT_STREQ(lastErrorText(), "Bad pose data (file: X, line: 1)");
-  EXPECT_FALSE(read("\nmorph hip 1.5 0 0 0\n"));
-  EXPECT_STREQ(lastErrorText(), "Bad morph data (file: X, line: 2)");
-  EXPECT_FALSE(read("morph hip 1 0.5\n"));
-  EXPECT_STREQ(lastErrorText(), "Bad morph data (file: X, line: 1)");
-  EXPECT_FALSE(read("morph elbow 1 0 0 0\n"));
-  EXPECT_STREQ(lastErrorText(), "cannot find joint (file: X, line: 1)");
+  const struct { std::string text; const char* message; } kCases[] = {
+      {"version 2.0\n# comment\n\n" + std::string(kShortPose), "Bad pose data (file: X, line: 4)"},
+      {"pose hip 1 2 3 1 0 0 0 1 0 0 0 1 1 1 x\n", "Bad pose data (file: X, line: 1)"},
+      {"\nmorph hip 1.5 0 0 0\n", "Bad morph data (file: X, line: 2)"},
+      {"morph hip 1 0.5\n", "Bad morph data (file: X, line: 1)"},
+      {"morph elbow 1 0 0 0\n", "cannot find joint (file: X, line: 1)"}};
+  for (const auto& c : kCases) {
+    EXPECT_FALSE(read(c.text)) << c.text;
+    EXPECT_STREQ(lastErrorText(), c.message) << c.text;
+  }
   EXPECT_FALSE(read("morph world 0 0 0 0\n"));
   EXPECT_EQ(tableCount(&m->worldMorphs), 0);
 
