@@ -70,6 +70,23 @@ proc writeBytes {path data} {
     return $path
 }
 
+# What `assimp info` says of a file: Meshes, Materials, Vertices, Faces,
+# Minimum and Maximum (%.3f triples) and the whole text; raw: as the file
+# holds them (every face corner a vertex of its own), else identical
+# corners joined.
+proc assimpInfo {file {raw 1}} {
+    set text [exec assimp info $file {*}[expr {$raw ? "--raw" : ""}] 2>@1]
+    set info [dict create text $text]
+    foreach key {Meshes Materials Vertices Faces} {
+        if {[regexp -line "^$key:\\s+(\\d+)" $text -> value]} { dict set info $key $value }
+    }
+    foreach key {Minimum Maximum} {
+        regexp -line "^$key point\\s+\\((\\S+) (\\S+) (\\S+)\\)" $text -> x y z
+        dict set info $key [format "%.3f %.3f %.3f" $x $y $z]
+    }
+    return $info
+}
+
 proc statusesOf {script} {
     set ::statuses {}
     uplevel 1 $script

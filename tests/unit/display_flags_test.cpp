@@ -6,7 +6,6 @@
 #include <set>
 
 #include "view/display_flags.h"
-#include "view/render_state.h"
 
 TEST(DisplayFlags, EverySwitchNameReachesItsOwnField) {
   DisplayFlags flags;
@@ -52,20 +51,4 @@ TEST(DisplayFlags, AxisWordOtherThanXOrYMeansZ) {
   EXPECT_EQ(displayAxisCode("y"), 2);
   EXPECT_EQ(displayAxisCode("q"), 3);
   EXPECT_EQ(displayAxisCode("X"), 3);
-}
-
-TEST(RenderStateInit, StartsWithDisplayDefaultsAndVisibleLabels) {
-  RenderState state;
-  std::memset(&state, 0x5a, sizeof state);
-  initRenderState(&state);
-  EXPECT_EQ(state.display.triangles, 1);
-  EXPECT_EQ(state.display.points, 0);
-  EXPECT_EQ(state.display.lod, 1);
-  EXPECT_EQ(state.sceneExtent, 100.0f);
-  // White labels on the black start background; markers and selections
-  // are neither black nor the same as each other.
-  EXPECT_EQ(state.labelColour[0] + state.labelColour[1] + state.labelColour[2], 3.0f);
-  EXPECT_GT(state.pointColour[0] + state.pointColour[1] + state.pointColour[2], 0.0f);
-  EXPECT_NE(std::memcmp(state.pointColour, state.selectionColour,
-                        sizeof state.pointColour), 0);
 }
