@@ -14,12 +14,7 @@
 
 namespace {
 
-void write(const std::string& path, const std::string& text) {
-  FILE* f = std::fopen(path.c_str(), "w");
-  ASSERT_NE(f, nullptr);
-  std::fputs(text.c_str(), f);
-  std::fclose(f);
-}
+using test_files::writeFile;
 
 int32_t countTree(const Model* model) {
   int32_t n = 1;
@@ -37,7 +32,7 @@ TEST(ChildLoading, AFanOutStopsAtTheLimitAndKeepsWhatLoaded) {
     for (int i = 0; level < 5 && i < 10; ++i)
       text += "child level" + std::to_string(level + 1) + " " + std::to_string(i) +
               " 0 0 1 1 1 x y z\n";
-    write(dir + "level" + std::to_string(level) + ".mod", text);
+    writeFile(dir + "level" + std::to_string(level) + ".mod", text);
   }
   const auto start = std::chrono::steady_clock::now();
   Model* top = readModelFile((dir + "level0.mod").c_str(), nullptr, nullptr);
@@ -54,13 +49,13 @@ TEST(ChildLoading, AFanOutStopsAtTheLimitAndKeepsWhatLoaded) {
 
 TEST(ChildLoading, AddChildWidensTheBoundsAsReadingTheFileDoes) {
   const std::string dir = test_files::tempDir("addchild");
-  write(dir + "wheel.mod", "version 2.0\npoints\n1 -1 -1 -1\n2 1 1 1\n");
-  write(dir + "car.mod",
+  writeFile(dir + "wheel.mod", "version 2.0\npoints\n1 -1 -1 -1\n2 1 1 1\n");
+  writeFile(dir + "car.mod",
         "version 2.0\npoints\n1 0 0 0\n2 1 1 1\nchild wheel 10 0 0 2 2 2 x y z\n");
   Model* read = readModelFile((dir + "car.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(read, nullptr);
 
-  write(dir + "bare.mod", "version 2.0\npoints\n1 0 0 0\n2 1 1 1\n");
+  writeFile(dir + "bare.mod", "version 2.0\npoints\n1 0 0 0\n2 1 1 1\n");
   Model* built = readModelFile((dir + "bare.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(built, nullptr);
   const float position[3] = {10, 0, 0}, scale[3] = {2, 2, 2};

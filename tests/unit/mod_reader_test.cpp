@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +15,7 @@
 #include "model/model.h"
 #include "model/skeleton.h"
 #include "model/transform.h"
+#include "test_files.h"
 
 namespace {
 
@@ -35,20 +33,12 @@ std::string errorOf(const std::string& text) {
 const char* kTriangle =
     "points\n1 0 0 0\n2 1 0 0\n3 0 1 0\n4 1 1 0\nlayer a 0 0 0 singlesided\n";
 
-// A directory of .mod files for the child tests, removed afterwards.
+// A directory of .mod files for the child tests.
 struct FileTree {
-  std::filesystem::path root;
-  FileTree() {
-    root = std::filesystem::temp_directory_path() /
-           ("modelr_reader_" + std::to_string(::testing::UnitTest::GetInstance()
-                                                  ->random_seed()) +
-            "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(root);
-  }
-  ~FileTree() { std::filesystem::remove_all(root); }
+  std::string root = test_files::tempDir("reader");
   std::string put(const std::string& name, const std::string& text) {
-    std::ofstream(root / name) << text;
-    return (root / name).string();
+    test_files::writeFile(root + name, text);
+    return root + name;
   }
 };
 
@@ -261,7 +251,7 @@ TEST(ModReader, DropsChildrenThatLoopOrDoNotLoadAndKeepsTheRest) {
   freeModel(m);
 
   tree.put("self.mod", "points\n1 0 0 0\nchild self 0 0 0 1 1 1 x y z\n");
-  m = readModelFile((tree.root / "self.mod").c_str(), nullptr, nullptr);
+  m = readModelFile((tree.root + "self.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(m, nullptr);
   EXPECT_STREQ(lastErrorText(), "Child in child endless loop: self");
   freeModel(m);
@@ -276,7 +266,7 @@ TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
                  " 1 0 0 1 1 1 x y z\n");
   }
   tree.put("c100.mod", "points\n1 0 0 0\n");
-  Model* m = readModelFile((tree.root / "c0.mod").c_str(), nullptr, nullptr);
+  Model* m = readModelFile((tree.root + "c0.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(m, nullptr);
   int depth = 0;
   for (Model* at = m; tableCount(&at->children) > 0; at = childByPosition(at, 1)->model)
@@ -287,7 +277,7 @@ TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
 
   // A file that names itself through another path is still a loop.
   tree.put("x.mod", "points\n1 0 0 0\nchild ./x 0 0 0 1 1 1 x y z\n");
-  m = readModelFile((tree.root / "x.mod").c_str(), nullptr, nullptr);
+  m = readModelFile((tree.root + "x.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(tableCount(&m->children), 0);
   freeModel(m);
@@ -343,26 +333,21 @@ TEST(ModReader, MissingFileIsReportedByName) {
 // the rich sample (every keyword) loses nothing the writer keeps.
 TEST(ModReader, SavedFilesReadBackToTheSameBytes) {
   FileTree tree;
-  std::ifstream in(std::string(MODELR_TEST_DATA) + "/mod/rich.mod");
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string text = test_files::readFile(std::string(MODELR_TEST_DATA) + "/mod/rich.mod");
   tree.put("b.mod", "points\n1 0 0 0\n");
   tree.put("a.mod", "points\n1 1 1 1\n");
   Model* m = readModelBytes(text.data(), text.size(), "rich.mod", nullptr,
-                            (tree.root.string() + "/").c_str());
+                            tree.root.c_str());
   ASSERT_NE(m, nullptr) << lastErrorText();
-  const std::string first = (tree.root / "first.mod").string();
-  const std::string second = (tree.root / "second.mod").string();
+  const std::string first = tree.root + "first.mod";
+  const std::string second = tree.root + "second.mod";
   ASSERT_TRUE(writeModelFile(m, first.c_str()));
   freeModel(m);
   m = readModelFile(first.c_str(), nullptr, nullptr);
   ASSERT_NE(m, nullptr) << lastErrorText();
   ASSERT_TRUE(writeModelFile(m, second.c_str()));
   freeModel(m);
-  auto bytes = [](const std::string& path) {
-    std::ifstream f(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
-  };
-  const std::string a = bytes(first), b = bytes(second);
+  const std::string a = test_files::readFile(first), b = test_files::readFile(second);
   EXPECT_GT(a.size(), 500u);
   // Only the header line naming the file differs.
   EXPECT_EQ(a.substr(a.find("version")), b.substr(b.find("version")));

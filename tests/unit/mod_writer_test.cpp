@@ -4,7 +4,6 @@
 
 #include "test_files.h"
 
-#include <dirent.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,22 +25,12 @@
 
 namespace {
 
+using test_files::entries;
 using test_files::readFile;
 using test_files::tempDir;
 using test_files::writeFile;
 
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-std::vector<std::string> entries(const std::string& dir) {
-  std::vector<std::string> names;
-  DIR* d = opendir(dir.c_str());
-  while (dirent* e = d ? readdir(d) : nullptr) {
-    if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
-      names.push_back(e->d_name);
-  }
-  if (d) closedir(d);
-  return names;
-}
 
 struct ModWriter : ::testing::Test {
   Model* m = nullptr;

@@ -52,9 +52,7 @@ TEST(SpecialFiles, DevicesAndDirectoriesAreNotRegularFiles) {
 TEST(SpecialFiles, AFifoAsChildIsDroppedAndTheParentLoads) {
   const std::string dir = test_files::tempDir("fifochild");
   fifoIn(dir, "wheel.mod");
-  FILE* f = std::fopen((dir + "car.mod").c_str(), "w");
-  std::fputs("version 2.0\npoints\n1 0 0 0\nchild wheel 0 0 0 1 1 1 x y z\n", f);
-  std::fclose(f);
+  test_files::writeFile(dir + "car.mod", "version 2.0\npoints\n1 0 0 0\nchild wheel 0 0 0 1 1 1 x y z\n");
   Model* car = readModelFile((dir + "car.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(car, nullptr);
   EXPECT_EQ(tableCount(&car->children), 0);

@@ -5,8 +5,12 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <dirent.h>
+
 #include <cstdio>
+#include <cstring>
 #include <string>
+#include <vector>
 
 namespace test_files {
 
@@ -33,6 +37,18 @@ inline void writeFile(const std::string& path, const std::string& text) {
   ASSERT_NE(f, nullptr);
   std::fwrite(text.data(), 1, text.size(), f);
   std::fclose(f);
+}
+
+// The names in a directory, without "." and "..", in the order read.
+inline std::vector<std::string> entries(const std::string& dir) {
+  std::vector<std::string> names;
+  DIR* d = opendir(dir.c_str());
+  while (dirent* e = d ? readdir(d) : nullptr) {
+    if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
+      names.push_back(e->d_name);
+  }
+  if (d) closedir(d);
+  return names;
 }
 
 // A 24-bit uncompressed TGA file's bytes: w x h pixels (w, h < 256) of

@@ -4,7 +4,6 @@
 
 #include "test_files.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <cfloat>
@@ -25,20 +24,10 @@
 
 namespace {
 
+using test_files::entries;
 using test_files::readFile;
 using test_files::tempDir;
 using test_files::writeFile;
-
-std::vector<std::string> entries(const std::string& dir) {
-  std::vector<std::string> names;
-  DIR* d = opendir(dir.c_str());
-  while (dirent* e = d ? readdir(d) : nullptr) {
-    if (std::strcmp(e->d_name, ".") != 0 && std::strcmp(e->d_name, "..") != 0)
-      names.push_back(e->d_name);
-  }
-  if (d) closedir(d);
-  return names;
-}
 
 // What the appenders in `fill` wrote, through a real save. The formatting
 // tests print infinities and NaNs too, to match printf's text for them;
