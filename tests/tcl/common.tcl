@@ -87,6 +87,19 @@ proc assimpInfo {file {raw 1}} {
     return $info
 }
 
+# Runs each command of `pairs` (a command, then the result it must answer
+# while reporting no error) and answers those that differ, each followed
+# by its result and errors.
+proc resultPins {pairs} {
+    set wrong {}
+    foreach {command want} $pairs {
+        set ::errors {}
+        set got [uplevel 1 $command]
+        if {$got ne $want || $::errors ne ""} { lappend wrong $command [list $got $::errors] }
+    }
+    return $wrong
+}
+
 proc statusesOf {script} {
     set ::statuses {}
     uplevel 1 $script
