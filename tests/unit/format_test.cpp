@@ -11,17 +11,7 @@ namespace {
 ResultText g_text;
 }  // namespace
 
-TEST(FormatFloatList, EveryValueIncludingTheLastEndsInASpace) {
-  float v[] = {1.0f, 2.0f, -0.5f};
-  EXPECT_STREQ(formatFloatList(&g_text, v, 3), "1.000000 2.000000 -0.500000 ");
-}
-
-TEST(FormatIntList, TheLastValueHasNoTrailingSpace) {
-  int32_t v[] = {1, 2, 3};
-  EXPECT_STREQ(formatIntList(&g_text, v, 3), "1 2 3");
-  EXPECT_STREQ(formatIntList(&g_text, v, 1), "1");
-}
-
+// The texts of whole lists are pinned through the queries (query.test).
 TEST(FormatLists, ZeroCountIsEmptyAndNegativeCountIsNothing) {
   float f = 1;
   int32_t i = 1;

@@ -63,13 +63,4 @@ TEST(IncludeDirection, NoFolderIncludesOneAboveOrBesideIt) {
   EXPECT_TRUE(wrong.empty()) << report;
 }
 
-TEST(IncludeDirection, TheRuleItselfRefusesUpwardAndSidewaysArrows) {
-  EXPECT_FALSE(allowed("view", "cmd"));
-  EXPECT_FALSE(allowed("model", "io"));
-  EXPECT_FALSE(allowed("io", "view"));
-  EXPECT_FALSE(allowed("workspace", "cmd"));
-  EXPECT_TRUE(allowed("cmd", "model"));
-  EXPECT_TRUE(allowed("workspace", "sim"));
-}
-
 }  // namespace
