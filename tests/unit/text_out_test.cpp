@@ -160,16 +160,11 @@ void expectSameAsPrintf(const std::vector<double>& values, int decimals,
   }
 }
 
-TEST(OutFixed, MatchesPrintfOnEdgeValuesAtEveryPrecision) {
-  const std::vector<double> values = edgeValues();
+TEST(OutFixed, MatchesPrintfOnEdgeAndRandomValuesAtEveryPrecision) {
+  const std::vector<double> edges = edgeValues(), random = randomValues(60000);
   for (int decimals : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 17, 30, 64, 70})
-    expectSameAsPrintf(values, decimals, 0);
-}
-
-TEST(OutFixed, MatchesPrintfOnRandomValues) {
-  const std::vector<double> values = randomValues(60000);
-  for (int decimals : {0, 2, 3, 4, 6, 9, 12})
-    expectSameAsPrintf(values, decimals, 0);
+    expectSameAsPrintf(edges, decimals, 0);
+  for (int decimals : {0, 2, 3, 4, 6, 9, 12}) expectSameAsPrintf(random, decimals, 0);
 }
 
 TEST(OutFixedWidth, PadsOnTheLeftLikePrintfWidth) {
