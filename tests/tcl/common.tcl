@@ -106,6 +106,17 @@ proc statusesOf {script} {
     return $::statuses
 }
 
+# For the view tests: the one view, 300 x 300 in the frame .f, without
+# the message lines.
+proc makeView {} {
+    frame .f -width 300 -height 300
+    pack .f
+    update
+    modelr create window view .f
+    update
+    modelr display messages off
+}
+
 testConstraint xvfb [expr {[auto_execok xvfb-run] ne ""}]
 
 # Ends a test file: the summary, and a failing exit code when a test failed
