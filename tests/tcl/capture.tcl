@@ -20,6 +20,15 @@ proc capture {} {
     return [list $width $height $bytes]
 }
 
+# The {r g b} at column x of row y of a capture, rows counted from the
+# bottom as the file stores them; the middle row when y is left out.
+proc shotPixel {shot x {y ""}} {
+    lassign $shot width height bytes
+    if {$y eq ""} { set y [expr {$height / 2}] }
+    set i [expr {($y * $width + $x) * 3}]
+    return [lrange $bytes $i [expr {$i + 2}]]
+}
+
 # A colour as the tests tell colours apart: each channel on (above 90) or
 # off. Edges blended by multisampling, or a driver's shade of grey, keep
 # their hue.
