@@ -8,10 +8,7 @@ set studio::modTypes {{{Models} {.mod}} {{All files} *}}
 # starts until it is done.
 proc studio::busy {text script} {
     variable S
-    if {$S(busy)} {
-        say "Busy: wait until the work under way is done"
-        return -code return
-    }
+    if {[refuseBusy]} { return -code return }
     set S(busy) 1
     say $text
     catch {tk busy hold .}
