@@ -52,6 +52,14 @@ proc studio::refuseBusy {} {
     return 0
 }
 
+# The current document, for a command on it; when the studio is busy or
+# no model is open, the command that asks returns 0 at once.
+proc studio::docToWorkOn {} {
+    variable S
+    if {[refuseBusy] || $S(current) eq ""} { return -code return 0 }
+    return $S(current)
+}
+
 # The model file to read: the one given, else the one the dialog titled
 # `title` chooses ("" when it is cancelled), made absolute.
 proc studio::modelPath {path title} {
@@ -150,8 +158,7 @@ proc studio::newModel {} {
 # about first.
 proc studio::reload {} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     if {$S(path,$d) eq ""} {
         say "The model has no file to reload from"
         return 0
@@ -180,8 +187,7 @@ proc studio::reload {} {
 # false when nothing was written.
 proc studio::save {{path ""}} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     if {$path eq ""} { set path $S(path,$d) }
     if {$path eq ""} { return [saveAs] }
     set written [busy "Saving [file tail $path]..." {
@@ -202,8 +208,7 @@ proc studio::save {{path ""}} {
 
 proc studio::saveAs {} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     set initial $S(path,$d)
     if {$initial eq ""} { set initial [modelr file name $S(id,$d)].mod }
     set path [dialog::saveFile "Save model as" $::studio::modTypes $initial .mod]
@@ -232,8 +237,7 @@ proc studio::whyUnwritable {path} {
 # person asked for it, and nothing there may be overwritten.
 proc studio::export {format} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     set extension [dict get {stl .stl obj .obj x .x} $format]
     set name [modelr file name $S(id,$d)]
     set initial [expr {$S(path,$d) eq "" ? "$name$extension" :
