@@ -254,10 +254,7 @@ proc studio::exportTo {format target} {
     set name [modelr file name $S(id,$d)]
     set ok [busy "Exporting [file tail $target]..." {
         set result [catch {
-            set file [file join [scratch] export.mod]
-            if {[modelr file save $file] ne "1"} { error "could not copy the model" }
-            set data [readBytes $file]
-            file delete $file
+            set data [modelText export.mod "could not copy the model"]
             set copy [loadState x$d [sourceDir $d] $data $name]
             set dir [file join [scratch] x$d]
             # The exporter replaces the file a link points to: none may

@@ -193,15 +193,19 @@ proc studio::restoreSelection {sel} {
     }
 }
 
-# The current model's state: {file-text selection}.
-proc studio::capture {d} {
-    variable S
-    set file [file join [scratch] capture.mod]
-    if {[modelr file save $file] ne "1"} {
-        error "could not keep the model's state in [scratch]"
-    }
+# The current model's file text, saved as `name` in the scratch folder
+# and read back; the error `failure` when the save fails.
+proc studio::modelText {name failure} {
+    set file [file join [scratch] $name]
+    if {[modelr file save $file] ne "1"} { error $failure }
     set text [readBytes $file]
     file delete $file
+    return $text
+}
+
+# The current model's state: {file-text selection}.
+proc studio::capture {d} {
+    set text [modelText capture.mod "could not keep the model's state in [scratch]"]
     return [list $text [selectionNow]]
 }
 
