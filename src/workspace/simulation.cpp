@@ -17,13 +17,20 @@ constexpr float kOrigin[3] = {0, 0, 0};
 // The scene extent when it is no usable scale.
 constexpr float kDefaultScale = 100.0f;
 
+// Every open model, in registry order, without its children.
 template <class Visit>
-void visitOpenModels(const Workspace& ws, Visit visit) {
+void forEachOpenModel(const Workspace& ws, Visit visit) {
   const KeyedTable* models = &ws.registry.models;
   for (int32_t s = tableNextSlot(models, -1); s >= 0; s = tableNextSlot(models, s)) {
     Model* model = tableAt<RegistryEntry>(models, s)->model;
-    if (model != nullptr) visitModelTree(model, visit);
+    if (model != nullptr) visit(model);
   }
+}
+
+// Every open model and its children's models.
+template <class Visit>
+void visitOpenModels(const Workspace& ws, Visit visit) {
+  forEachOpenModel(ws, [&](Model* model) { visitModelTree(model, visit); });
 }
 
 void localPlacement(const CollideObject* object, float out[16]) {
@@ -156,11 +163,7 @@ void startSimulation(Workspace& ws) {
   });
   simReset(&ws.sim, worldScale(ws));
   ws.sim.simulating = true;
-  const KeyedTable* models = &ws.registry.models;
-  for (int32_t s = tableNextSlot(models, -1); s >= 0; s = tableNextSlot(models, s)) {
-    Model* model = tableAt<RegistryEntry>(models, s)->model;
-    if (model != nullptr) placeTree(ws, model, kOrigin, kIdentity, 0);
-  }
+  forEachOpenModel(ws, [&](Model* model) { placeTree(ws, model, kOrigin, kIdentity, 0); });
 }
 
 void stopSimulation(Workspace& ws) {
