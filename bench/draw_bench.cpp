@@ -21,6 +21,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "draw_vertex_arrays.h"
 #include "gl_window.h"
 #include "grid_scene.h"
 #include "model/geometry.h"
@@ -108,22 +109,11 @@ Limit prepareLimit(const Model* model, const DisplayFlags& flags) {
 
 void drawLimit(const Limit& limit) {
   glBindBuffer(GL_ARRAY_BUFFER, limit.buffer);
-  glEnableClientState(GL_VERTEX_ARRAY);
-  glEnableClientState(GL_NORMAL_ARRAY);
-  glEnableClientState(GL_COLOR_ARRAY);
-  const GLsizei stride = sizeof(DrawVertex);
-  glVertexPointer(3, GL_FLOAT, stride,
-                  reinterpret_cast<void*>(offsetof(DrawVertex, position)));
-  glNormalPointer(GL_FLOAT, stride,
-                  reinterpret_cast<void*>(offsetof(DrawVertex, normal)));
-  glColorPointer(4, GL_UNSIGNED_BYTE, stride,
-                 reinterpret_cast<void*>(offsetof(DrawVertex, colour)));
+  enableDrawVertexArrays();
   glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, limit.indices);
   glDrawElements(GL_TRIANGLES, limit.count, GL_UNSIGNED_INT, nullptr);
   glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
-  glDisableClientState(GL_VERTEX_ARRAY);
-  glDisableClientState(GL_NORMAL_ARRAY);
-  glDisableClientState(GL_COLOR_ARRAY);
+  disableDrawVertexArrays();
   glBindBuffer(GL_ARRAY_BUFFER, 0);
 }
 

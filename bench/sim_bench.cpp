@@ -84,8 +84,7 @@ void plainContacts(void* data, dGeomID a, dGeomID b) {
 
 // Also answers where the first box ended, to compare the runs' motion.
 double runPlain(int n, int steps, bool sweepAndPrune, dReal* endZ) {
-  std::vector<dBodyID> storage;
-  std::vector<dBodyID>* bodies = &storage;
+  std::vector<dBodyID> bodies;
   dInitODE2(0);
   dAllocateODEDataForThread(dAllocateMaskAll);
   dRandSetSeed(0);
@@ -113,7 +112,7 @@ double runPlain(int n, int steps, bool sweepAndPrune, dReal* endZ) {
     dMass m;
     dMassSetBox(&m, 1.0, meanSide, meanSide, meanSide);
     dBodySetMass(body, &m);
-    bodies->push_back(body);
+    bodies.push_back(body);
   }
   const auto start = Clock::now();
   for (int i = 0; i < steps; ++i) {
@@ -122,7 +121,7 @@ double runPlain(int n, int steps, bool sweepAndPrune, dReal* endZ) {
     dJointGroupEmpty(p.contacts);
   }
   const double ms = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-  *endZ = dBodyGetPosition(bodies->front())[2];
+  *endZ = dBodyGetPosition(bodies.front())[2];
   dJointGroupDestroy(p.contacts);
   dSpaceDestroy(p.space);
   dWorldDestroy(p.world);

@@ -27,6 +27,7 @@
 #include <cstring>
 #include <vector>
 
+#include "draw_vertex_arrays.h"
 #include "gl_window.h"
 #include "grid_scene.h"
 #include "model/children.h"
@@ -181,18 +182,9 @@ void drawLimit(const Limit& limit) {
   glEnableClientState(GL_TEXTURE_COORD_ARRAY);
   glTexCoordPointer(2, GL_FLOAT, 0, nullptr);
   glBindBuffer(GL_ARRAY_BUFFER, limit.vertices);
-  glEnableClientState(GL_VERTEX_ARRAY);
-  glEnableClientState(GL_NORMAL_ARRAY);
-  glEnableClientState(GL_COLOR_ARRAY);
-  const GLsizei stride = sizeof(DrawVertex);
-  glVertexPointer(3, GL_FLOAT, stride, reinterpret_cast<void*>(offsetof(DrawVertex, position)));
-  glNormalPointer(GL_FLOAT, stride, reinterpret_cast<void*>(offsetof(DrawVertex, normal)));
-  glColorPointer(4, GL_UNSIGNED_BYTE, stride,
-                 reinterpret_cast<void*>(offsetof(DrawVertex, colour)));
+  enableDrawVertexArrays();
   glDrawArrays(GL_TRIANGLES, 0, limit.count);
-  glDisableClientState(GL_VERTEX_ARRAY);
-  glDisableClientState(GL_NORMAL_ARRAY);
-  glDisableClientState(GL_COLOR_ARRAY);
+  disableDrawVertexArrays();
   glDisableClientState(GL_TEXTURE_COORD_ARRAY);
   glBindBuffer(GL_ARRAY_BUFFER, 0);
   glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);

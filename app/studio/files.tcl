@@ -8,10 +8,7 @@ set studio::modTypes {{{Models} {.mod}} {{All files} *}}
 # starts until it is done.
 proc studio::busy {text script} {
     variable S
-    if {$S(busy)} {
-        say "Busy: wait until the work under way is done"
-        return -code return
-    }
+    if {[refuseBusy]} { return -code return }
     set S(busy) 1
     say $text
     catch {tk busy hold .}
@@ -53,6 +50,14 @@ proc studio::refuseBusy {} {
         return 1
     }
     return 0
+}
+
+# The current document, for a command on it; when the studio is busy or
+# no model is open, the command that asks returns 0 at once.
+proc studio::docToWorkOn {} {
+    variable S
+    if {[refuseBusy] || $S(current) eq ""} { return -code return 0 }
+    return $S(current)
 }
 
 # The model file to read: the one given, else the one the dialog titled
@@ -153,8 +158,7 @@ proc studio::newModel {} {
 # about first.
 proc studio::reload {} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     if {$S(path,$d) eq ""} {
         say "The model has no file to reload from"
         return 0
@@ -183,8 +187,7 @@ proc studio::reload {} {
 # false when nothing was written.
 proc studio::save {{path ""}} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     if {$path eq ""} { set path $S(path,$d) }
     if {$path eq ""} { return [saveAs] }
     set written [busy "Saving [file tail $path]..." {
@@ -205,8 +208,7 @@ proc studio::save {{path ""}} {
 
 proc studio::saveAs {} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     set initial $S(path,$d)
     if {$initial eq ""} { set initial [modelr file name $S(id,$d)].mod }
     set path [dialog::saveFile "Save model as" $::studio::modTypes $initial .mod]
@@ -235,8 +237,7 @@ proc studio::whyUnwritable {path} {
 # person asked for it, and nothing there may be overwritten.
 proc studio::export {format} {
     variable S
-    set d $S(current)
-    if {[refuseBusy] || $d eq ""} { return 0 }
+    set d [docToWorkOn]
     set extension [dict get {stl .stl obj .obj x .x} $format]
     set name [modelr file name $S(id,$d)]
     set initial [expr {$S(path,$d) eq "" ? "$name$extension" :
@@ -253,10 +254,7 @@ proc studio::exportTo {format target} {
     set name [modelr file name $S(id,$d)]
     set ok [busy "Exporting [file tail $target]..." {
         set result [catch {
-            set file [file join [scratch] export.mod]
-            if {[modelr file save $file] ne "1"} { error "could not copy the model" }
-            set data [readBytes $file]
-            file delete $file
+            set data [modelText export.mod "could not copy the model"]
             set copy [loadState x$d [sourceDir $d] $data $name]
             set dir [file join [scratch] x$d]
             # The exporter replaces the file a link points to: none may

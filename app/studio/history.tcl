@@ -30,6 +30,12 @@ proc studio::isDirty {d} {
     return $S(dirty,$d)
 }
 
+# A document has changes when the state shown is not the one saved.
+proc studio::updateDirty {d} {
+    variable S
+    set S(dirty,$d) [expr {$S(pos,$d) != $S(saved,$d)}]
+}
+
 proc studio::docName {d} {
     variable S
     if {$S(path,$d) eq ""} { return [modelr file name $S(id,$d)] }
@@ -193,15 +199,19 @@ proc studio::restoreSelection {sel} {
     }
 }
 
-# The current model's state: {file-text selection}.
-proc studio::capture {d} {
-    variable S
-    set file [file join [scratch] capture.mod]
-    if {[modelr file save $file] ne "1"} {
-        error "could not keep the model's state in [scratch]"
-    }
+# The current model's file text, saved as `name` in the scratch folder
+# and read back; the error `failure` when the save fails.
+proc studio::modelText {name failure} {
+    set file [file join [scratch] $name]
+    if {[modelr file save $file] ne "1"} { error $failure }
     set text [readBytes $file]
     file delete $file
+    return $text
+}
+
+# The current model's state: {file-text selection}.
+proc studio::capture {d} {
+    set text [modelText capture.mod "could not keep the model's state in [scratch]"]
     return [list $text [selectionNow]]
 }
 
@@ -278,7 +288,7 @@ proc studio::dropOldest {d} {
     set S(hist,$d) [lrange $S(hist,$d) 1 end]
     incr S(pos,$d) -1
     incr S(saved,$d) -1
-    set S(dirty,$d) [expr {$S(pos,$d) != $S(saved,$d)}]
+    updateDirty $d
 }
 
 proc studio::historyChanged {d} {
@@ -307,7 +317,7 @@ proc studio::restore {d i} {
     restoreSelection [lindex $entry 1]
     chooseLayer $S(layer)
     set S(pos,$d) $i
-    set S(dirty,$d) [expr {$S(pos,$d) != $S(saved,$d)}]
+    updateDirty $d
     historyChanged $d
     return 1
 }
@@ -342,7 +352,7 @@ proc studio::endEdit {d label} {
     lappend S(hist,$d) [list $text $sel $label 0]
     set S(pos,$d) [expr {$pos + 1}]
     while {[llength $S(hist,$d)] > $S(undoSteps) + 1} { dropOldest $d }
-    set S(dirty,$d) [expr {$S(pos,$d) != $S(saved,$d)}]
+    updateDirty $d
     historyChanged $d
     return 1
 }

@@ -50,6 +50,8 @@ void familyHelp(HelpRows* rows) {
   for (const SubCommand& family : kFamilies) rows->push_back({family.keyword, ""});
 }
 
+bool isFamily(const char* word) { return findKeyword(kFamilies, word) != nullptr; }
+
 void dispatchCommand(Workspace& ws, CommandWords* list) {
   char** words = list->words;
   // Keep the view and the interface current during long scripts; file

@@ -80,14 +80,10 @@ void helpCommand(Workspace& ws, char** words) {
     reportError(ws, "modelr: usage: modelr help [<family>]");
     return;
   }
-  familyHelp(&rows);
-  bool known = false;
-  for (const HelpRow& row : rows) known = known || row.words == family;
-  if (!known) {
+  if (!isFamily(family)) {
     reportErrorf(ws, "modelr: unknown help attribute: %s", family);
     return;
   }
-  rows.clear();
   listFamily(family, &rows);
   std::vector<std::string> pairs;
   for (const HelpRow& row : rows) {

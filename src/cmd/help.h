@@ -70,3 +70,5 @@ void toggleHelp(HelpRows* rows);
 void listFamily(const char* family, HelpRows* rows);
 // The family keywords, in the dispatcher's order.
 void familyHelp(HelpRows* rows);
+// Whether the word is one of those keywords.
+bool isFamily(const char* word);

@@ -57,31 +57,17 @@ bool findTarget(Workspace& ws, int32_t modelId, const char* name, Target* target
   return target->link != nullptr;
 }
 
-// <model name> <collide name>: the target and its shape id (0 for none).
-// False after the usage text, or when nothing is named.
-bool namedShape(Workspace& ws, char** words, int32_t* shapeId) {
+// <model name> <collide name>, then <x> <y> <z> into `xyz` when it is
+// given (the vector's usage text given with it): the collide object named,
+// put into the world. False after a usage text, or when nothing is named.
+bool namedTarget(Workspace& ws, char** words, Target* target, float* xyz = nullptr,
+                 const char* vectorUsage = nullptr) {
   char** word = words + 1;
   int32_t modelId = 0;
   const char* name = nullptr;
   if (!wordsReadOrAnswer(ws, readNames(word, &modelId, &name), kPushUsage)) return false;
-  Target target;
-  if (!findTarget(ws, modelId, name, &target)) return false;
-  *shapeId = target.link->shapeId;
-  return true;
-}
-
-// <model name> <collide name> <x> <y> <z>, the vector's usage text given.
-bool namedShapeAndVector(Workspace& ws, char** words, const char* vectorUsage,
-                         int32_t* shapeId, float xyz[3]) {
-  char** word = words + 1;
-  int32_t modelId = 0;
-  const char* name = nullptr;
-  if (!wordsReadOrAnswer(ws, readNames(word, &modelId, &name), kPushUsage)) return false;
-  if (!wordsReadOrAnswer(ws, readVector(word, xyz), vectorUsage)) return false;
-  Target target;
-  if (!findTarget(ws, modelId, name, &target)) return false;
-  *shapeId = target.link->shapeId;
-  return true;
+  if (xyz != nullptr && !wordsReadOrAnswer(ws, readVector(word, xyz), vectorUsage)) return false;
+  return findTarget(ws, modelId, name, target);
 }
 
 // A box collide object named "auto" around the model's bounds.
@@ -122,29 +108,25 @@ void simulateAuto(Workspace& ws, char** words) {
 }
 
 void simulateDestroy(Workspace& ws, char** words) {
-  char** word = words + 1;
-  int32_t modelId = 0;
-  const char* name = nullptr;
-  if (!wordsReadOrAnswer(ws, readNames(word, &modelId, &name), kPushUsage)) return;
   Target target;
-  if (findTarget(ws, modelId, name, &target)) destroyLinkedShape(ws, target.object->id);
+  if (namedTarget(ws, words, &target)) destroyLinkedShape(ws, target.object->id);
 }
 
 void simulateDisable(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
-  if (namedShape(ws, words, &shapeId)) simDisableShape(&ws.sim, shapeId);
+  Target target;
+  if (namedTarget(ws, words, &target)) simDisableShape(&ws.sim, target.link->shapeId);
 }
 
 void simulateEnable(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
-  if (namedShape(ws, words, &shapeId)) simEnableShape(&ws.sim, shapeId);
+  Target target;
+  if (namedTarget(ws, words, &target)) simEnableShape(&ws.sim, target.link->shapeId);
 }
 
 // Accepted and looked up; following a shape with the camera is not done.
 void simulateFollow(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
+  Target target;
   float xyz[3];
-  namedShapeAndVector(ws, words, kPushUsage, &shapeId, xyz);
+  namedTarget(ws, words, &target, xyz, kPushUsage);
 }
 
 void simulateGetpos(Workspace& ws, char** words) {
@@ -161,39 +143,39 @@ void simulateGetpos(Workspace& ws, char** words) {
 
 // Looked up, answering nothing.
 void simulateGetrot(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
-  namedShape(ws, words, &shapeId);
+  Target target;
+  namedTarget(ws, words, &target);
 }
 
 void simulateMove(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
+  Target target;
   float xyz[3];
-  if (namedShapeAndVector(ws, words, kPushUsage, &shapeId, xyz))
-    simMoveShape(&ws.sim, shapeId, xyz);
+  if (namedTarget(ws, words, &target, xyz, kPushUsage))
+    simMoveShape(&ws.sim, target.link->shapeId, xyz);
 }
 
 void simulatePush(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
+  Target target;
   float xyz[3];
-  if (namedShapeAndVector(ws, words, kPushUsage, &shapeId, xyz))
-    simPush(&ws.sim, shapeId, xyz);
+  if (namedTarget(ws, words, &target, xyz, kPushUsage))
+    simPush(&ws.sim, target.link->shapeId, xyz);
 }
 
 void simulateRotate(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
+  Target target;
   float xyz[3];
-  if (namedShapeAndVector(ws, words, kRotateUsage, &shapeId, xyz))
-    simSpinWorld(&ws.sim, shapeId, xyz);
+  if (namedTarget(ws, words, &target, xyz, kRotateUsage))
+    simSpinWorld(&ws.sim, target.link->shapeId, xyz);
 }
 
 void simulateReset(Workspace& ws, char**) { simReset(&ws.sim, worldScale(ws)); }
 
 // To the place, turning a fifth of the way back to upright.
 void simulateSetpos(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
+  Target target;
   float xyz[3];
-  if (namedShapeAndVector(ws, words, kRotateUsage, &shapeId, xyz))
-    simSetShapePlacement(&ws.sim, shapeId, xyz, true);
+  if (namedTarget(ws, words, &target, xyz, kRotateUsage))
+    simSetShapePlacement(&ws.sim, target.link->shapeId, xyz, true);
 }
 
 void simulateStart(Workspace& ws, char**) {
@@ -224,10 +206,10 @@ void simulateStep(Workspace& ws, char** words) {
 }
 
 void simulateTurn(Workspace& ws, char** words) {
-  int32_t shapeId = 0;
+  Target target;
   float xyz[3];
-  if (namedShapeAndVector(ws, words, kPushUsage, &shapeId, xyz))
-    simSpinBody(&ws.sim, shapeId, xyz);
+  if (namedTarget(ws, words, &target, xyz, kPushUsage))
+    simSpinBody(&ws.sim, target.link->shapeId, xyz);
 }
 
 // Most forms answer with the push usage text, as the command always has;

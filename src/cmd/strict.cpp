@@ -43,12 +43,8 @@ const std::vector<std::string>& wordsOf(Extension& x, const char* family) {
   auto found = x.familyWords.find(family);
   if (found != x.familyWords.end()) return found->second;
   std::vector<std::string>& words = x.familyWords[family];
+  if (!isFamily(family)) return words;  // empty: no such family
   HelpRows rows;
-  familyHelp(&rows);
-  bool known = false;
-  for (const HelpRow& row : rows) known = known || row.words == family;
-  if (!known) return words;  // empty: no such family
-  rows.clear();
   listFamily(family, &rows);
   for (const HelpRow& row : rows) words.push_back(row.words.substr(0, row.words.find(' ')));
   return words;

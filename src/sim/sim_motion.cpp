@@ -36,8 +36,8 @@ SimGeom* shapeFor(SimWorld* world, int32_t shapeId) {
 }  // namespace
 
 void applySizeAndMass(SimWorld* world, SimGeom* shape) {
-  SimBody* body = findBody(world, shape->bodyId);
-  const bool massive = body != nullptr && body->dynamic && body->body != nullptr;
+  SimBody* body = dynamicBodyOf(world, shape);
+  const bool massive = body != nullptr;
   double s[3];
   for (int i = 0; i < 3; ++i)
     s[i] = std::fmax(std::fabs(static_cast<double>(shape->size[i]) * world->inverseScale *

@@ -15,6 +15,7 @@
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "view/draw_model.h"
+#include "workspace/model_tree.h"
 #include "workspace/workspace.h"
 
 namespace {
@@ -46,37 +47,26 @@ std::string reloadPath(const Model* model) {
   return std::string(model->directory) + model->name + ".mod";
 }
 
-void flushTree(Model* model, int depth) {
-  if (model == nullptr || depth > 64) return;
-  flushDerived(model);
-  tableForEach<Child>(&model->children, [&](Child* child, int32_t) {
-    flushTree(child->model, depth + 1);
-  });
-}
-
 // Every texture the load left without its pixels, each message once (the
 // reader's last message, already said, carries the file and line).
-void reportTextureFailures(Workspace& ws, const Model* model, int depth,
-                           std::vector<std::string>* said) {
-  if (model == nullptr || depth > 64) return;
-  auto report = [&](const TextureSlot* slot, bool cube) {
+void reportTextureFailures(Workspace& ws, const Model* model, std::vector<std::string>* said) {
+  auto report = [&](const Model* owner, const TextureSlot* slot, bool cube) {
     if (slot->loaded || slot->file[0] == '\0') return;
-    const std::string why = textureFailure(model, slot->file, cube);
+    const std::string why = textureFailure(owner, slot->file, cube);
     if (why.empty()) return;
     for (const std::string& old : *said)
       if (old.compare(0, why.size(), why) == 0) return;
     said->push_back(why);
     loaderStatus(ws, why.c_str());
   };
-  tableForEach<Layer>(&model->layers, [&](const Layer* layer, int32_t) {
-    tableForEach<Image>(&layer->images, [&](const Image* image, int32_t) {
-      report(&image->main, image->mode == kImageCubeMap);
-      if (image->mirrorFlag) report(&image->mirror, false);
-      if (image->extraKind == kExtraAlphaTexture) report(&image->alpha, false);
+  visitModelTree(model, [&](const Model* m) {
+    tableForEach<Layer>(&m->layers, [&](const Layer* layer, int32_t) {
+      tableForEach<Image>(&layer->images, [&](const Image* image, int32_t) {
+        report(m, &image->main, image->mode == kImageCubeMap);
+        if (image->mirrorFlag) report(m, &image->mirror, false);
+        if (image->extraKind == kExtraAlphaTexture) report(m, &image->alpha, false);
+      });
     });
-  });
-  tableForEach<Child>(&model->children, [&](const Child* child, int32_t) {
-    reportTextureFailures(ws, child->model, depth + 1, said);
   });
 }
 
@@ -124,10 +114,10 @@ Model* loadModelDocument(Workspace& ws, const char* path) {
   if (model != nullptr) {
     std::vector<std::string> said;
     if (reason != nullptr) said.emplace_back(reason);
-    reportTextureFailures(ws, model, 0, &said);
+    reportTextureFailures(ws, model, &said);
     // Automatic uvees and layer bounds belong to opening, not to the
     // first frame.
-    flushTree(model, 0);
+    visitModelTree(model, flushDerived);
   }
   if (model == nullptr) {
     loaderStatus(ws, "Load failed");

@@ -7,34 +7,30 @@
 #include "model/children.h"
 #include "sim/sim_world.h"
 #include "view/view.h"
+#include "workspace/model_tree.h"
 #include "workspace/workspace.h"
 
 namespace {
 
 constexpr float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 constexpr float kOrigin[3] = {0, 0, 0};
-constexpr int kMaxChildDepth = 64;
 // The scene extent when it is no usable scale.
 constexpr float kDefaultScale = 100.0f;
 
-template <class M, class Visit>
-void visitTree(M* model, Visit visit, int depth = 0) {
-  visit(model);
-  if (depth >= kMaxChildDepth) return;
-  for (int32_t s = tableNextSlot(&model->children, -1); s >= 0;
-       s = tableNextSlot(&model->children, s)) {
-    M* child = tableAt<Child>(&model->children, s)->model;
-    if (child != nullptr) visitTree<M>(child, visit, depth + 1);
-  }
-}
-
+// Every open model, in registry order, without its children.
 template <class Visit>
-void visitOpenModels(const Workspace& ws, Visit visit) {
+void forEachOpenModel(const Workspace& ws, Visit visit) {
   const KeyedTable* models = &ws.registry.models;
   for (int32_t s = tableNextSlot(models, -1); s >= 0; s = tableNextSlot(models, s)) {
     Model* model = tableAt<RegistryEntry>(models, s)->model;
-    if (model != nullptr) visitTree(model, visit);
+    if (model != nullptr) visit(model);
   }
+}
+
+// Every open model and its children's models.
+template <class Visit>
+void visitOpenModels(const Workspace& ws, Visit visit) {
+  forEachOpenModel(ws, [&](Model* model) { visitModelTree(model, visit); });
 }
 
 void localPlacement(const CollideObject* object, float out[16]) {
@@ -167,11 +163,7 @@ void startSimulation(Workspace& ws) {
   });
   simReset(&ws.sim, worldScale(ws));
   ws.sim.simulating = true;
-  const KeyedTable* models = &ws.registry.models;
-  for (int32_t s = tableNextSlot(models, -1); s >= 0; s = tableNextSlot(models, s)) {
-    Model* model = tableAt<RegistryEntry>(models, s)->model;
-    if (model != nullptr) placeTree(ws, model, kOrigin, kIdentity, 0);
-  }
+  forEachOpenModel(ws, [&](Model* model) { placeTree(ws, model, kOrigin, kIdentity, 0); });
 }
 
 void stopSimulation(Workspace& ws) {
@@ -198,7 +190,7 @@ void placeSimulatedModels(Workspace& ws, const std::vector<Model*>& models,
   retireWithView(ws);
   bool any = false;
   for (Model* top : models) {
-    visitTree(top, [&](Model* model) {
+    visitModelTree(top, [&](Model* model) {
       tableForEach<CollideObject>(&model->collides, [&](const CollideObject* o, int32_t) {
         any = true;
         simLinkFor(ws, model, o);
@@ -231,7 +223,7 @@ void placeSimulatedModels(Workspace& ws, const std::vector<Model*>& models,
 void forgetSimulatedModel(Workspace& ws, const Model* model) {
   SimLinks& links = ws.simLinks;
   std::unordered_set<int32_t> ids;
-  visitTree(model, [&](const Model* m) { ids.insert(m->id); });
+  visitModelTree(model, [&](const Model* m) { ids.insert(m->id); });
   for (auto it = links.byCollide.begin(); it != links.byCollide.end();) {
     if (ids.count(it->second.modelId) == 0) {
       ++it;
