@@ -20,6 +20,7 @@
 #include "io/png_out.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -369,12 +370,6 @@ void put32(TextOut* out, uint32_t v) {
   outChars(out, reinterpret_cast<const char*>(&v), 4);
 }
 
-bool finite(const float* v, int n) {
-  for (int i = 0; i < n; ++i)
-    if (!std::isfinite(v[i])) return false;
-  return true;
-}
-
 // The binary chunk's arrays of one mesh, in buffer order. Bytes written
 // are counted, so that a plan the data does not follow is caught.
 void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
@@ -395,7 +390,7 @@ void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
     for (int32_t slot : points[h].slots) {
       float xyz[3];
       slotPosition(views[h], slot, xyz);
-      if (!finite(xyz, 3)) out->nonFinite = true;
+      if (!allFinite(xyz, 3)) out->nonFinite = true;
       put(xyz, 12);
     }
   }

@@ -12,6 +12,7 @@
 #include "io/export_scene.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -79,12 +80,6 @@ inline unsigned char toByte(float c) {
   return static_cast<unsigned char>(std::lround(c * 255.0f));
 }
 
-bool finite(const float* v, int n) {
-  for (int i = 0; i < n; ++i)
-    if (!std::isfinite(v[i])) return false;
-  return true;
-}
-
 // Records gathered in a block of our own: they are small and of fixed
 // shape, and copied one by one they cost more than making them.
 struct Chunk {
@@ -141,7 +136,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
       size_t used = 0;
       float xyz[3];
       slotPosition(v, slot, xyz);
-      if (!finite(xyz, 3)) out.nonFinite = true;
+      if (!allFinite(xyz, 3)) out.nonFinite = true;
       std::memcpy(record, xyz, 12);
       used = 12;
       if (p.normals) {
