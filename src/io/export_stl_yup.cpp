@@ -45,11 +45,7 @@ bool eachFileTriangle(const Model* model, Visit visit) {
 }
 
 void triple(TextOut* out, const float v[3]) {
-  outFixed(out, v[0], 6);
-  outChar(out, ' ');
-  outFixed(out, v[1], 6);
-  outChar(out, ' ');
-  outFixed(out, v[2], 6);
+  outFloatList(out, v, 3);
   outChar(out, '\n');
 }
 
