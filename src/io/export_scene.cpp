@@ -118,6 +118,17 @@ void normalMatrix(const Affine& a, double out[9]) {
   for (int i = 0; i < 9; ++i) out[i] = cof[i] * sign;
 }
 
+bool turnNormal(const double normals[9], const double in[3], float out[3]) {
+  double t[3];
+  for (int r = 0; r < 3; ++r) {
+    t[r] = normals[r * 3] * in[0] + normals[r * 3 + 1] * in[1] +
+           normals[r * 3 + 2] * in[2];
+  }
+  if (!scaleToUnit(t)) return false;
+  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(t[i]);
+  return true;
+}
+
 std::vector<PlacedModel> placeModels(const Model* model) {
   std::vector<PlacedModel> placed;
   placed.push_back({model, -1, nullptr, identityAffine(), identityAffine()});
@@ -194,15 +205,7 @@ bool cornerNormal(const HalfView& v, int32_t point, float out[3]) {
   if (n == nullptr) return false;
   double in[3] = {n->x, n->y, n->z};
   if (v.axis != 0) in[v.axis - 1] = -in[v.axis - 1];
-  double t[3];
-  for (int r = 0; r < 3; ++r) {
-    t[r] = v.normals[r * 3] * in[0] + v.normals[r * 3 + 1] * in[1] +
-           v.normals[r * 3 + 2] * in[2];
-  }
-  const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
-  if (!(length > 0.0) || !std::isfinite(length)) return false;
-  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(t[i] / length);
-  return true;
+  return turnNormal(v.normals, in, out);
 }
 
 void cornerColour(const HalfView& v, int32_t point, float out[4]) {

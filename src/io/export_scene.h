@@ -34,6 +34,9 @@ void applyAffine(const Affine& a, const double p[3], double out[3]);
 // part itself.
 void normalMatrix(const Affine& a, double out[9]);
 double affineDeterminant(const Affine& a);
+// The normal `in` turned by a normalMatrix, unit length, into out; false,
+// out untouched, when the result has no direction or is not finite.
+bool turnNormal(const double normals[9], const double in[3], float out[3]);
 
 // The model and every loaded child below it, parents before their
 // children, at most 64 models deep (as the view draws them).

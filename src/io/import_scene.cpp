@@ -196,13 +196,9 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
     for (int k = 0; k < 3; ++k) *at++ = static_cast<float>(out[k]);
     if (flags & kRecordNormals) {
       const aiVector3D& n = mesh->mNormals[v];
-      double t[3];
-      for (int r = 0; r < 3; ++r)
-        t[r] = normals[r * 3] * n.x + normals[r * 3 + 1] * n.y + normals[r * 3 + 2] * n.z;
-      const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
-      const bool usable = length > 0.0 && std::isfinite(length);
-      for (int r = 0; r < 3; ++r)
-        *at++ = usable ? static_cast<float>(t[r] / length) : std::nanf("");
+      const double in[3] = {n.x, n.y, n.z};
+      if (!turnNormal(normals, in, at)) at[0] = at[1] = at[2] = std::nanf("");
+      at += 3;
     }
     if (flags & kRecordUvs) {
       *at++ = mesh->mTextureCoords[0][v].x;
