@@ -11,8 +11,6 @@ namespace {
 
 constexpr int kMaxChildDepth = 64;
 
-inline float toUnit(float c) { return c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c; }
-
 void placeChildren(const Model* model, int32_t index, int depth,
                    std::vector<PlacedModel>* out) {
   if (depth >= kMaxChildDepth) return;

@@ -38,6 +38,9 @@ double affineDeterminant(const Affine& a);
 // out untouched, when the result has no direction or is not finite.
 bool turnNormal(const double normals[9], const double in[3], float out[3]);
 
+// c held to [0, 1] (a NaN stays one).
+inline float toUnit(float c) { return c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c; }
+
 // The model and every loaded child below it, parents before their
 // children, at most 64 models deep (as the view draws them).
 struct PlacedModel {

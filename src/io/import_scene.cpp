@@ -100,7 +100,7 @@ SourceKind kindOf(const std::string& extension) {
 
 inline float displayColour(float c, bool linearLight) {
   if (!linearLight) return c;
-  c = c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c;
+  c = toUnit(c);
   return c <= 0.0031308f ? c * 12.92f
                          : static_cast<float>(1.055 * std::pow(c, 1.0 / 2.4) - 0.055);
 }
@@ -128,7 +128,7 @@ ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
   }
   float opacity = 1.0f;
   if (material->Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS && std::isfinite(opacity))
-    look.opacity = opacity < 0.0f ? 0.0f : opacity > 1.0f ? 1.0f : opacity;
+    look.opacity = toUnit(opacity);
   int twoSided = 0;
   if (material->Get(AI_MATKEY_TWOSIDED, twoSided) == AI_SUCCESS) look.twoSided = twoSided != 0;
   aiString texture;
@@ -209,7 +209,7 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
       *at++ = displayColour(k.r, c->kind.linearColours);
       *at++ = displayColour(k.g, c->kind.linearColours);
       *at++ = displayColour(k.b, c->kind.linearColours);
-      *at++ = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
+      *at++ = toUnit(k.a);
     }
     if (++pending == kRun || v + 1 == mesh->mNumVertices) {
       putVertices(c->out, c->vertex.data(), pending, floats);
@@ -289,7 +289,7 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
       look.colour[0] = displayColour(same.r, c->kind.linearColours);
       look.colour[1] = displayColour(same.g, c->kind.linearColours);
       look.colour[2] = displayColour(same.b, c->kind.linearColours);
-      look.opacity *= same.a < 0.0f ? 0.0f : same.a > 1.0f ? 1.0f : same.a;
+      look.opacity *= toUnit(same.a);
     }
     putLayer(c->out, layerNameOf(scene, node, first, c->fileName), look, uvs, colours);
     for (unsigned k = i; k < node->mNumMeshes; ++k) {
