@@ -105,6 +105,14 @@ inline float displayColour(float c, bool linearLight) {
                          : static_cast<float>(1.055 * std::pow(c, 1.0 / 2.4) - 0.055);
 }
 
+// The look's colour, from the file's numbers as the view shows them.
+void colourLook(ImportLook* look, float r, float g, float b, bool linearLight) {
+  look->coloured = true;
+  look->colour[0] = displayColour(r, linearLight);
+  look->colour[1] = displayColour(g, linearLight);
+  look->colour[2] = displayColour(b, linearLight);
+}
+
 ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
   ImportLook look = {false, {0.0f, 0.0f, 0.0f}, 1.0f, false, std::string()};
   if (material == nullptr) return look;
@@ -116,15 +124,9 @@ ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
   // assimp's stand-in material for files without any keeps the layer's
   // own default colour.
   if (!standIn && material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) == AI_SUCCESS) {
-    look.coloured = true;
-    look.colour[0] = displayColour(diffuse.r, kind.linearColours);
-    look.colour[1] = displayColour(diffuse.g, kind.linearColours);
-    look.colour[2] = displayColour(diffuse.b, kind.linearColours);
+    colourLook(&look, diffuse.r, diffuse.g, diffuse.b, kind.linearColours);
   } else if (!standIn && material->Get(AI_MATKEY_BASE_COLOR, colour) == AI_SUCCESS) {
-    look.coloured = true;
-    look.colour[0] = displayColour(colour.r, kind.linearColours);
-    look.colour[1] = displayColour(colour.g, kind.linearColours);
-    look.colour[2] = displayColour(colour.b, kind.linearColours);
+    colourLook(&look, colour.r, colour.g, colour.b, kind.linearColours);
   }
   float opacity = 1.0f;
   if (material->Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS && std::isfinite(opacity))
@@ -285,10 +287,7 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
     aiColor4D same;
     if (colours && sameColourEverywhere(scene, node, i, material, &same)) {
       colours = false;
-      look.coloured = true;
-      look.colour[0] = displayColour(same.r, c->kind.linearColours);
-      look.colour[1] = displayColour(same.g, c->kind.linearColours);
-      look.colour[2] = displayColour(same.b, c->kind.linearColours);
+      colourLook(&look, same.r, same.g, same.b, c->kind.linearColours);
       look.opacity *= toUnit(same.a);
     }
     putLayer(c->out, layerNameOf(scene, node, first, c->fileName), look, uvs, colours);
