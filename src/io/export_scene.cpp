@@ -11,6 +11,18 @@ namespace {
 
 constexpr int kMaxChildDepth = 64;
 
+// (b - a) x (c - a): along the triangle's normal, twice its area long.
+void cornerCross(const float a[3], const float b[3], const float c[3],
+                 double out[3]) {
+  const double u[3] = {double{b[0]} - a[0], double{b[1]} - a[1],
+                       double{b[2]} - a[2]};
+  const double w[3] = {double{c[0]} - a[0], double{c[1]} - a[1],
+                       double{c[2]} - a[2]};
+  out[0] = u[1] * w[2] - u[2] * w[1];
+  out[1] = u[2] * w[0] - u[0] * w[2];
+  out[2] = u[0] * w[1] - u[1] * w[0];
+}
+
 void placeChildren(const Model* model, int32_t index, int depth,
                    std::vector<PlacedModel>* out) {
   if (depth >= kMaxChildDepth) return;
@@ -259,12 +271,8 @@ int64_t exportedTriangles(const std::vector<PlacedModel>& placed) {
 
 void triangleNormal(const float a[3], const float b[3], const float c[3],
                     float out[3]) {
-  const double u[3] = {double{b[0]} - a[0], double{b[1]} - a[1],
-                       double{b[2]} - a[2]};
-  const double w[3] = {double{c[0]} - a[0], double{c[1]} - a[1],
-                       double{c[2]} - a[2]};
-  double n[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2],
-                 u[0] * w[1] - u[1] * w[0]};
+  double n[3];
+  cornerCross(a, b, c, n);
   if (!scaleToUnit(n)) n[0] = n[1] = n[2] = 0.0;
   // No "-0.000000" in text files for components that are zero.
   for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(n[i] + 0.0);
@@ -397,13 +405,8 @@ void halfVertexNormals(const HalfView& v, const HalfPoints& points,
     slotPosition(v, points.slots[static_cast<size_t>(ib)], pb);
     slotPosition(v, points.slots[static_cast<size_t>(ic)], pc);
     // The cross product's length is twice the area: the weights.
-    const double u[3] = {double{pb[0]} - pa[0], double{pb[1]} - pa[1],
-                         double{pb[2]} - pa[2]};
-    const double w[3] = {double{pc[0]} - pa[0], double{pc[1]} - pa[1],
-                         double{pc[2]} - pa[2]};
-    const double cross[3] = {u[1] * w[2] - u[2] * w[1],
-                             u[2] * w[0] - u[0] * w[2],
-                             u[0] * w[1] - u[1] * w[0]};
+    double cross[3];
+    cornerCross(pa, pb, pc, cross);
     for (int32_t i : {ia, ib, ic})
       for (int k = 0; k < 3; ++k) sums[3 * static_cast<size_t>(i) + k] += cross[k];
   });
