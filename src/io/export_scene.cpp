@@ -314,17 +314,21 @@ inline int32_t slotOfNumber(const Model* model, const HalfPoints& p, int32_t num
              : -1;
 }
 
+// Empties `out` for a half of v's model, its index as long as the point
+// table. Only the entries the last collection set are cleared: a model of
+// many small layers costs what its layers hold, not layers times points.
+void resetHalfPoints(const HalfView& v, HalfPoints* out) {
+  if (out->numbered != v.model) numberPoints(v.model, out);
+  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
+  out->slots.clear();
+  const size_t capacity = static_cast<size_t>(v.model->points.capacity);
+  if (out->index.size() < capacity) out->index.resize(capacity, 0);
+}
+
 }  // namespace
 
 bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
-  const KeyedTable* points = &v.model->points;
-  if (out->numbered != v.model) numberPoints(v.model, out);
-  // Only the entries the last collection set are cleared: a model of many
-  // small layers costs what its layers hold, not layers times points.
-  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
-  out->slots.clear();
-  if (out->index.size() < static_cast<size_t>(points->capacity))
-    out->index.resize(static_cast<size_t>(points->capacity), 0);
+  resetHalfPoints(v, out);
   int32_t missing = 0;
   auto take = [&](int32_t number) {
     const int32_t slot = slotOfNumber(v.model, *out, number);
@@ -362,10 +366,7 @@ bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
 
 void adoptHalfPoints(const HalfView& v, const int32_t* slots, size_t count,
                      HalfPoints* out) {
-  if (out->numbered != v.model) numberPoints(v.model, out);
-  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
-  const size_t capacity = static_cast<size_t>(v.model->points.capacity);
-  if (out->index.size() < capacity) out->index.resize(capacity, 0);
+  resetHalfPoints(v, out);
   out->slots.assign(slots, slots + count);
   for (size_t i = 0; i < count; ++i)
     out->index[static_cast<size_t>(slots[i])] = static_cast<int32_t>(i + 1);
