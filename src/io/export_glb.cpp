@@ -38,6 +38,8 @@ struct GlbMesh {
   double min[3] = {0, 0, 0}, max[3] = {0, 0, 0};
   int32_t image = -1;  // index into the pictures
   int32_t firstAccessor = 0;
+  size_t firstSlot = 0;            // its halves' points in the plan's slots
+  size_t perHalf[2] = {0, 0};
 };
 
 struct GlbPlan {
@@ -45,6 +47,7 @@ struct GlbPlan {
   std::vector<GlbMesh> meshes;
   std::vector<std::vector<unsigned char>> pictures;  // PNG files
   std::map<const Image*, int32_t> pictureOf;
+  std::vector<int32_t> slots;  // every mesh's halves' points, one after another
   int64_t binaryBytes = 0;
   int32_t accessors = 0;  // also the buffer views before the pictures'
 };
@@ -74,11 +77,14 @@ int64_t segmentsOf(const Layer* layer) {
 bool measureMesh(GlbPlan* plan, GlbMesh* mesh, HalfPoints* points) {
   const PlacedModel& p = plan->placed[static_cast<size_t>(mesh->placed)];
   bool first = true;
+  mesh->firstSlot = plan->slots.size();
   for (int32_t h = 0; h < layerHalves(mesh->layer); ++h) {
     HalfView v;
     viewHalf(p.model, mesh->layer, h, yUpTurn(), &v);
     if (!collectHalfPoints(v, true, points)) return false;
     mesh->vertices += static_cast<int64_t>(points->slots.size());
+    plan->slots.insert(plan->slots.end(), points->slots.begin(), points->slots.end());
+    mesh->perHalf[h] = points->slots.size();
     for (int32_t slot : points->slots) {
       float xyz[3];
       slotPosition(v, slot, xyz);
@@ -378,9 +384,12 @@ void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
   const PlacedModel& p = plan.placed[static_cast<size_t>(m.placed)];
   HalfView views[2];
   const int32_t halves = layerHalves(m.layer);
+  // The points measure() collected: no corner is looked at again.
+  const int32_t* slots = plan.slots.data() + m.firstSlot;
   for (int32_t h = 0; h < halves; ++h) {
     viewHalf(p.model, m.layer, h, yUpTurn(), &views[h]);
-    collectHalfPoints(views[h], true, &points[h]);
+    adoptHalfPoints(views[h], slots, m.perHalf[h], &points[h]);
+    slots += m.perHalf[h];
   }
   auto put = [&](const void* data, size_t bytes) {
     outChars(out, static_cast<const char*>(data), bytes);
