@@ -98,7 +98,7 @@ bool measureMesh(GlbPlan* plan, GlbMesh* mesh, HalfPoints* points) {
     mesh->segments += segmentsOf(mesh->layer);
     mesh->normals = mesh->normals || halfHasStoredNormals(v);
     mesh->colours = mesh->colours || halfHasColourEntries(v);
-    mesh->uvs = v.image != nullptr && tableCount(&v.image->uvees) > 0;
+    mesh->uvs = halfHasUvees(v);
     const Image* image = v.image;
     if (h == 0 && image != nullptr && image->main.loaded &&
         image->main.pixels != nullptr) {

@@ -90,7 +90,7 @@ struct ObjYUpWriter {
     }
     vertices += static_cast<int64_t>(p.slots.size());
     uvBase[half] = -1;
-    if (v.image != nullptr && tableCount(&v.image->uvees) > 0) {
+    if (halfHasUvees(v)) {
       uvBase[half] = uvs;
       for (int32_t slot : p.slots) {
         float uv[2] = {0.0f, 0.0f};

@@ -29,10 +29,6 @@ struct PlyPlan {
   std::string texture;       // the first such image's file
 };
 
-bool hasUvees(const HalfView& v) {
-  return v.image != nullptr && tableCount(&v.image->uvees) > 0;
-}
-
 bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
   HalfPoints points;
   return forEachFlatHalf(placed, [&](const HalfView& v) {
@@ -42,7 +38,7 @@ bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
     p->perHalf.push_back(points.slots.size());
     forEachHalfTriangle(v, [&](int32_t, int32_t, int32_t) { ++p->faces; });
     p->normals = p->normals || halfHasStoredNormals(v);
-    if (hasUvees(v)) {
+    if (halfHasUvees(v)) {
       if (!p->uvs && v.image->main.file[0] != '\0') p->texture = v.image->main.file;
       p->uvs = true;
     }
@@ -121,7 +117,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
     adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
     first += p.perHalf[half++];
     if (p.normals) halfVertexNormals(v, points, &normals);
-    const bool uvs = hasUvees(v);
+    const bool uvs = halfHasUvees(v);
     // Without colour entries every vertex of the half has the layer's.
     const bool oneColour = !halfHasColourEntries(v) && !points.slots.empty();
     unsigned char fixed[4] = {0, 0, 0, 0};

@@ -108,6 +108,10 @@ bool cornerUv(const HalfView& v, int32_t point, float out[2]);
 // of its own / a stored normal.
 bool halfHasColourEntries(const HalfView& v);
 bool halfHasStoredNormals(const HalfView& v);
+// Whether the half's layer has an image with uvees (cornerUv gives some).
+inline bool halfHasUvees(const HalfView& v) {
+  return v.image != nullptr && tableCount(&v.image->uvees) > 0;
+}
 
 // Calls visit(a, b, c) with the point numbers of every triangle of the
 // half, wound as the file wants them.
