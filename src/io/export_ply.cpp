@@ -20,9 +20,9 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "binary writers copy floats and integers as they lie in memory");
 
 struct PlyPlan {
-  int64_t vertices = 0;
   int64_t faces = 0;
-  std::vector<int32_t> slots;     // every half's points, one after another
+  std::vector<int32_t> slots;     // every half's points, one after another:
+                                  // the vertices
   std::vector<size_t> perHalf;    // how many of them each half has
   bool normals = false;      // some corner has a stored normal
   bool uvs = false;          // some layer has an image with uvees
@@ -33,7 +33,6 @@ bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
   HalfPoints points;
   return forEachFlatHalf(placed, [&](const HalfView& v) {
     if (!collectHalfPoints(v, false, &points)) return false;
-    p->vertices += static_cast<int64_t>(points.slots.size());
     p->slots.insert(p->slots.end(), points.slots.begin(), points.slots.end());
     p->perHalf.push_back(points.slots.size());
     forEachHalfTriangle(v, [&](int32_t, int32_t, int32_t) { ++p->faces; });
@@ -59,7 +58,7 @@ void header(TextOut* out, const PlyPlan& p, const char* title) {
     outChar(out, '\n');
   }
   outLiteral(out, "element vertex ");
-  outInt(out, static_cast<int32_t>(p.vertices));
+  outInt(out, static_cast<int32_t>(p.slots.size()));
   outLiteral(out, "\nproperty float x\nproperty float y\nproperty float z\n");
   if (p.normals)
     outLiteral(out, "property float nx\nproperty float ny\nproperty float nz\n");
@@ -101,7 +100,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
   const std::vector<PlacedModel> placed = placeModels(model);
   PlyPlan p;
   if (!plan(placed, &p)) return false;
-  if (p.vertices > INT32_MAX || p.faces > INT32_MAX) {
+  if (p.slots.size() > size_t{INT32_MAX} || p.faces > INT32_MAX) {
     lastErrorReportf("could not write: %s (too many vertices or faces)", path);
     return false;
   }
