@@ -20,6 +20,7 @@
 #include "io/png_out.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -37,6 +38,8 @@ struct GlbMesh {
   double min[3] = {0, 0, 0}, max[3] = {0, 0, 0};
   int32_t image = -1;  // index into the pictures
   int32_t firstAccessor = 0;
+  size_t firstSlot = 0;            // its halves' points in the plan's slots
+  size_t perHalf[2] = {0, 0};
 };
 
 struct GlbPlan {
@@ -44,6 +47,7 @@ struct GlbPlan {
   std::vector<GlbMesh> meshes;
   std::vector<std::vector<unsigned char>> pictures;  // PNG files
   std::map<const Image*, int32_t> pictureOf;
+  std::vector<int32_t> slots;  // every mesh's halves' points, one after another
   int64_t binaryBytes = 0;
   int32_t accessors = 0;  // also the buffer views before the pictures'
 };
@@ -73,11 +77,14 @@ int64_t segmentsOf(const Layer* layer) {
 bool measureMesh(GlbPlan* plan, GlbMesh* mesh, HalfPoints* points) {
   const PlacedModel& p = plan->placed[static_cast<size_t>(mesh->placed)];
   bool first = true;
+  mesh->firstSlot = plan->slots.size();
   for (int32_t h = 0; h < layerHalves(mesh->layer); ++h) {
     HalfView v;
     viewHalf(p.model, mesh->layer, h, yUpTurn(), &v);
     if (!collectHalfPoints(v, true, points)) return false;
     mesh->vertices += static_cast<int64_t>(points->slots.size());
+    plan->slots.insert(plan->slots.end(), points->slots.begin(), points->slots.end());
+    mesh->perHalf[h] = points->slots.size();
     for (int32_t slot : points->slots) {
       float xyz[3];
       slotPosition(v, slot, xyz);
@@ -91,7 +98,7 @@ bool measureMesh(GlbPlan* plan, GlbMesh* mesh, HalfPoints* points) {
     mesh->segments += segmentsOf(mesh->layer);
     mesh->normals = mesh->normals || halfHasStoredNormals(v);
     mesh->colours = mesh->colours || halfHasColourEntries(v);
-    mesh->uvs = v.image != nullptr && tableCount(&v.image->uvees) > 0;
+    mesh->uvs = halfHasUvees(v);
     const Image* image = v.image;
     if (h == 0 && image != nullptr && image->main.loaded &&
         image->main.pixels != nullptr) {
@@ -369,12 +376,6 @@ void put32(TextOut* out, uint32_t v) {
   outChars(out, reinterpret_cast<const char*>(&v), 4);
 }
 
-bool finite(const float* v, int n) {
-  for (int i = 0; i < n; ++i)
-    if (!std::isfinite(v[i])) return false;
-  return true;
-}
-
 // The binary chunk's arrays of one mesh, in buffer order. Bytes written
 // are counted, so that a plan the data does not follow is caught.
 void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
@@ -383,9 +384,12 @@ void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
   const PlacedModel& p = plan.placed[static_cast<size_t>(m.placed)];
   HalfView views[2];
   const int32_t halves = layerHalves(m.layer);
+  // The points measure() collected: no corner is looked at again.
+  const int32_t* slots = plan.slots.data() + m.firstSlot;
   for (int32_t h = 0; h < halves; ++h) {
     viewHalf(p.model, m.layer, h, yUpTurn(), &views[h]);
-    collectHalfPoints(views[h], true, &points[h]);
+    adoptHalfPoints(views[h], slots, m.perHalf[h], &points[h]);
+    slots += m.perHalf[h];
   }
   auto put = [&](const void* data, size_t bytes) {
     outChars(out, static_cast<const char*>(data), bytes);
@@ -395,7 +399,7 @@ void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
     for (int32_t slot : points[h].slots) {
       float xyz[3];
       slotPosition(views[h], slot, xyz);
-      if (!finite(xyz, 3)) out->nonFinite = true;
+      if (!allFinite(xyz, 3)) out->nonFinite = true;
       put(xyz, 12);
     }
   }

@@ -66,11 +66,7 @@ struct ObjYUpWriter {
 
   void triple(const char* head, size_t length, const float v[3]) {
     outChars(obj, head, length);
-    outFixed(obj, v[0], 6);
-    outChar(obj, ' ');
-    outFixed(obj, v[1], 6);
-    outChar(obj, ' ');
-    outFixed(obj, v[2], 6);
+    outFloatList(obj, v, 3);
   }
 
   // The half's vertices, with colours when it has colour entries, its
@@ -94,7 +90,7 @@ struct ObjYUpWriter {
     }
     vertices += static_cast<int64_t>(p.slots.size());
     uvBase[half] = -1;
-    if (v.image != nullptr && tableCount(&v.image->uvees) > 0) {
+    if (halfHasUvees(v)) {
       uvBase[half] = uvs;
       for (int32_t slot : p.slots) {
         float uv[2] = {0.0f, 0.0f};

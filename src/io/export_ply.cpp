@@ -12,6 +12,7 @@
 #include "io/export_scene.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -19,29 +20,24 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "binary writers copy floats and integers as they lie in memory");
 
 struct PlyPlan {
-  int64_t vertices = 0;
   int64_t faces = 0;
-  std::vector<int32_t> slots;     // every half's points, one after another
+  std::vector<int32_t> slots;     // every half's points, one after another:
+                                  // the vertices
   std::vector<size_t> perHalf;    // how many of them each half has
   bool normals = false;      // some corner has a stored normal
   bool uvs = false;          // some layer has an image with uvees
   std::string texture;       // the first such image's file
 };
 
-bool hasUvees(const HalfView& v) {
-  return v.image != nullptr && tableCount(&v.image->uvees) > 0;
-}
-
 bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
   HalfPoints points;
   return forEachFlatHalf(placed, [&](const HalfView& v) {
     if (!collectHalfPoints(v, false, &points)) return false;
-    p->vertices += static_cast<int64_t>(points.slots.size());
     p->slots.insert(p->slots.end(), points.slots.begin(), points.slots.end());
     p->perHalf.push_back(points.slots.size());
     forEachHalfTriangle(v, [&](int32_t, int32_t, int32_t) { ++p->faces; });
     p->normals = p->normals || halfHasStoredNormals(v);
-    if (hasUvees(v)) {
+    if (halfHasUvees(v)) {
       if (!p->uvs && v.image->main.file[0] != '\0') p->texture = v.image->main.file;
       p->uvs = true;
     }
@@ -62,7 +58,7 @@ void header(TextOut* out, const PlyPlan& p, const char* title) {
     outChar(out, '\n');
   }
   outLiteral(out, "element vertex ");
-  outInt(out, static_cast<int32_t>(p.vertices));
+  outInt(out, static_cast<int32_t>(p.slots.size()));
   outLiteral(out, "\nproperty float x\nproperty float y\nproperty float z\n");
   if (p.normals)
     outLiteral(out, "property float nx\nproperty float ny\nproperty float nz\n");
@@ -77,12 +73,6 @@ void header(TextOut* out, const PlyPlan& p, const char* title) {
 
 inline unsigned char toByte(float c) {
   return static_cast<unsigned char>(std::lround(c * 255.0f));
-}
-
-bool finite(const float* v, int n) {
-  for (int i = 0; i < n; ++i)
-    if (!std::isfinite(v[i])) return false;
-  return true;
 }
 
 // Records gathered in a block of our own: they are small and of fixed
@@ -110,7 +100,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
   const std::vector<PlacedModel> placed = placeModels(model);
   PlyPlan p;
   if (!plan(placed, &p)) return false;
-  if (p.vertices > INT32_MAX || p.faces > INT32_MAX) {
+  if (p.slots.size() > size_t{INT32_MAX} || p.faces > INT32_MAX) {
     lastErrorReportf("could not write: %s (too many vertices or faces)", path);
     return false;
   }
@@ -126,7 +116,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
     adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
     first += p.perHalf[half++];
     if (p.normals) halfVertexNormals(v, points, &normals);
-    const bool uvs = hasUvees(v);
+    const bool uvs = halfHasUvees(v);
     // Without colour entries every vertex of the half has the layer's.
     const bool oneColour = !halfHasColourEntries(v) && !points.slots.empty();
     unsigned char fixed[4] = {0, 0, 0, 0};
@@ -141,7 +131,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
       size_t used = 0;
       float xyz[3];
       slotPosition(v, slot, xyz);
-      if (!finite(xyz, 3)) out.nonFinite = true;
+      if (!allFinite(xyz, 3)) out.nonFinite = true;
       std::memcpy(record, xyz, 12);
       used = 12;
       if (p.normals) {

@@ -11,7 +11,17 @@ namespace {
 
 constexpr int kMaxChildDepth = 64;
 
-inline float toUnit(float c) { return c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c; }
+// (b - a) x (c - a): along the triangle's normal, twice its area long.
+void cornerCross(const float a[3], const float b[3], const float c[3],
+                 double out[3]) {
+  const double u[3] = {double{b[0]} - a[0], double{b[1]} - a[1],
+                       double{b[2]} - a[2]};
+  const double w[3] = {double{c[0]} - a[0], double{c[1]} - a[1],
+                       double{c[2]} - a[2]};
+  out[0] = u[1] * w[2] - u[2] * w[1];
+  out[1] = u[2] * w[0] - u[0] * w[2];
+  out[2] = u[0] * w[1] - u[1] * w[0];
+}
 
 void placeChildren(const Model* model, int32_t index, int depth,
                    std::vector<PlacedModel>* out) {
@@ -118,6 +128,17 @@ void normalMatrix(const Affine& a, double out[9]) {
   for (int i = 0; i < 9; ++i) out[i] = cof[i] * sign;
 }
 
+bool turnNormal(const double normals[9], const double in[3], float out[3]) {
+  double t[3];
+  for (int r = 0; r < 3; ++r) {
+    t[r] = normals[r * 3] * in[0] + normals[r * 3 + 1] * in[1] +
+           normals[r * 3 + 2] * in[2];
+  }
+  if (!scaleToUnit(t)) return false;
+  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(t[i]);
+  return true;
+}
+
 std::vector<PlacedModel> placeModels(const Model* model) {
   std::vector<PlacedModel> placed;
   placed.push_back({model, -1, nullptr, identityAffine(), identityAffine()});
@@ -194,15 +215,7 @@ bool cornerNormal(const HalfView& v, int32_t point, float out[3]) {
   if (n == nullptr) return false;
   double in[3] = {n->x, n->y, n->z};
   if (v.axis != 0) in[v.axis - 1] = -in[v.axis - 1];
-  double t[3];
-  for (int r = 0; r < 3; ++r) {
-    t[r] = v.normals[r * 3] * in[0] + v.normals[r * 3 + 1] * in[1] +
-           v.normals[r * 3 + 2] * in[2];
-  }
-  const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
-  if (!(length > 0.0) || !std::isfinite(length)) return false;
-  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(t[i] / length);
-  return true;
+  return turnNormal(v.normals, in, out);
 }
 
 void cornerColour(const HalfView& v, int32_t point, float out[4]) {
@@ -258,12 +271,8 @@ int64_t exportedTriangles(const std::vector<PlacedModel>& placed) {
 
 void triangleNormal(const float a[3], const float b[3], const float c[3],
                     float out[3]) {
-  const double u[3] = {double{b[0]} - a[0], double{b[1]} - a[1],
-                       double{b[2]} - a[2]};
-  const double w[3] = {double{c[0]} - a[0], double{c[1]} - a[1],
-                       double{c[2]} - a[2]};
-  double n[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2],
-                 u[0] * w[1] - u[1] * w[0]};
+  double n[3];
+  cornerCross(a, b, c, n);
   if (!scaleToUnit(n)) n[0] = n[1] = n[2] = 0.0;
   // No "-0.000000" in text files for components that are zero.
   for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(n[i] + 0.0);
@@ -305,17 +314,21 @@ inline int32_t slotOfNumber(const Model* model, const HalfPoints& p, int32_t num
              : -1;
 }
 
+// Empties `out` for a half of v's model, its index as long as the point
+// table. Only the entries the last collection set are cleared: a model of
+// many small layers costs what its layers hold, not layers times points.
+void resetHalfPoints(const HalfView& v, HalfPoints* out) {
+  if (out->numbered != v.model) numberPoints(v.model, out);
+  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
+  out->slots.clear();
+  const size_t capacity = static_cast<size_t>(v.model->points.capacity);
+  if (out->index.size() < capacity) out->index.resize(capacity, 0);
+}
+
 }  // namespace
 
 bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
-  const KeyedTable* points = &v.model->points;
-  if (out->numbered != v.model) numberPoints(v.model, out);
-  // Only the entries the last collection set are cleared: a model of many
-  // small layers costs what its layers hold, not layers times points.
-  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
-  out->slots.clear();
-  if (out->index.size() < static_cast<size_t>(points->capacity))
-    out->index.resize(static_cast<size_t>(points->capacity), 0);
+  resetHalfPoints(v, out);
   int32_t missing = 0;
   auto take = [&](int32_t number) {
     const int32_t slot = slotOfNumber(v.model, *out, number);
@@ -353,10 +366,7 @@ bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
 
 void adoptHalfPoints(const HalfView& v, const int32_t* slots, size_t count,
                      HalfPoints* out) {
-  if (out->numbered != v.model) numberPoints(v.model, out);
-  for (int32_t slot : out->slots) out->index[static_cast<size_t>(slot)] = 0;
-  const size_t capacity = static_cast<size_t>(v.model->points.capacity);
-  if (out->index.size() < capacity) out->index.resize(capacity, 0);
+  resetHalfPoints(v, out);
   out->slots.assign(slots, slots + count);
   for (size_t i = 0; i < count; ++i)
     out->index[static_cast<size_t>(slots[i])] = static_cast<int32_t>(i + 1);
@@ -396,13 +406,8 @@ void halfVertexNormals(const HalfView& v, const HalfPoints& points,
     slotPosition(v, points.slots[static_cast<size_t>(ib)], pb);
     slotPosition(v, points.slots[static_cast<size_t>(ic)], pc);
     // The cross product's length is twice the area: the weights.
-    const double u[3] = {double{pb[0]} - pa[0], double{pb[1]} - pa[1],
-                         double{pb[2]} - pa[2]};
-    const double w[3] = {double{pc[0]} - pa[0], double{pc[1]} - pa[1],
-                         double{pc[2]} - pa[2]};
-    const double cross[3] = {u[1] * w[2] - u[2] * w[1],
-                             u[2] * w[0] - u[0] * w[2],
-                             u[0] * w[1] - u[1] * w[0]};
+    double cross[3];
+    cornerCross(pa, pb, pc, cross);
     for (int32_t i : {ia, ib, ic})
       for (int k = 0; k < 3; ++k) sums[3 * static_cast<size_t>(i) + k] += cross[k];
   });

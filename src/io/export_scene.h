@@ -34,6 +34,12 @@ void applyAffine(const Affine& a, const double p[3], double out[3]);
 // part itself.
 void normalMatrix(const Affine& a, double out[9]);
 double affineDeterminant(const Affine& a);
+// The normal `in` turned by a normalMatrix, unit length, into out; false,
+// out untouched, when the result has no direction or is not finite.
+bool turnNormal(const double normals[9], const double in[3], float out[3]);
+
+// c held to [0, 1] (a NaN stays one).
+inline float toUnit(float c) { return c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c; }
 
 // The model and every loaded child below it, parents before their
 // children, at most 64 models deep (as the view draws them).
@@ -102,6 +108,10 @@ bool cornerUv(const HalfView& v, int32_t point, float out[2]);
 // of its own / a stored normal.
 bool halfHasColourEntries(const HalfView& v);
 bool halfHasStoredNormals(const HalfView& v);
+// Whether the half's layer has an image with uvees (cornerUv gives some).
+inline bool halfHasUvees(const HalfView& v) {
+  return v.image != nullptr && tableCount(&v.image->uvees) > 0;
+}
 
 // Calls visit(a, b, c) with the point numbers of every triangle of the
 // half, wound as the file wants them.

@@ -4,7 +4,6 @@
 // where they are (no move to the origin).
 #include "io/export_stl_yup.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -13,6 +12,7 @@
 #include "io/export_support.h"
 #include "io/text_out.h"
 #include "model/last_error.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -45,16 +45,8 @@ bool eachFileTriangle(const Model* model, Visit visit) {
 }
 
 void triple(TextOut* out, const float v[3]) {
-  outFixed(out, v[0], 6);
-  outChar(out, ' ');
-  outFixed(out, v[1], 6);
-  outChar(out, ' ');
-  outFixed(out, v[2], 6);
+  outFloatList(out, v, 3);
   outChar(out, '\n');
-}
-
-bool finite3(const float v[3]) {
-  return std::isfinite(v[0]) && std::isfinite(v[1]) && std::isfinite(v[2]);
 }
 
 }  // namespace
@@ -111,7 +103,7 @@ bool writeStlBinary(const Model* model, const char* path, const char* title) {
         std::memcpy(record + 24, b, 12);
         std::memcpy(record + 36, c, 12);
         record[48] = record[49] = 0;  // no attributes
-        if (!finite3(a) || !finite3(b) || !finite3(c)) out.nonFinite = true;
+        if (!allFinite(a, 3) || !allFinite(b, 3) || !allFinite(c, 3)) out.nonFinite = true;
         outChars(&out, record, sizeof record);
         ++written;
       });

@@ -8,6 +8,7 @@
 #include "model/document_index.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
+#include "model/transform.h"
 
 namespace {
 
@@ -248,8 +249,7 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
                      const float* normal, const float* uv,
                      const float* colour) {
   if (b->failed || b->layer == nullptr) return 0;
-  if (!std::isfinite(position[0]) || !std::isfinite(position[1]) ||
-      !std::isfinite(position[2])) {
+  if (!allFinite(position, 3)) {
     lastErrorReport("a vertex position is not finite");
     b->failed = true;
     return 0;
@@ -317,8 +317,7 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
       if (u != nullptr) *u = {point, uv ? uv[0] : 0.0f, uv ? uv[1] : 0.0f};
     }
   }
-  if (normal != nullptr && std::isfinite(normal[0]) && std::isfinite(normal[1]) &&
-      std::isfinite(normal[2])) {
+  if (normal != nullptr && allFinite(normal, 3)) {
     VectorEntry* stored = tableFindT<VectorEntry>(&b->layer->normals, point);
     if (stored == nullptr) {
       stored = tableInsertT<VectorEntry>(&b->layer->normals, point);

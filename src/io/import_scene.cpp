@@ -100,9 +100,17 @@ SourceKind kindOf(const std::string& extension) {
 
 inline float displayColour(float c, bool linearLight) {
   if (!linearLight) return c;
-  c = c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c;
+  c = toUnit(c);
   return c <= 0.0031308f ? c * 12.92f
                          : static_cast<float>(1.055 * std::pow(c, 1.0 / 2.4) - 0.055);
+}
+
+// The look's colour, from the file's numbers as the view shows them.
+void colourLook(ImportLook* look, float r, float g, float b, bool linearLight) {
+  look->coloured = true;
+  look->colour[0] = displayColour(r, linearLight);
+  look->colour[1] = displayColour(g, linearLight);
+  look->colour[2] = displayColour(b, linearLight);
 }
 
 ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
@@ -116,19 +124,13 @@ ImportLook lookOf(const aiMaterial* material, const SourceKind& kind) {
   // assimp's stand-in material for files without any keeps the layer's
   // own default colour.
   if (!standIn && material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) == AI_SUCCESS) {
-    look.coloured = true;
-    look.colour[0] = displayColour(diffuse.r, kind.linearColours);
-    look.colour[1] = displayColour(diffuse.g, kind.linearColours);
-    look.colour[2] = displayColour(diffuse.b, kind.linearColours);
+    colourLook(&look, diffuse.r, diffuse.g, diffuse.b, kind.linearColours);
   } else if (!standIn && material->Get(AI_MATKEY_BASE_COLOR, colour) == AI_SUCCESS) {
-    look.coloured = true;
-    look.colour[0] = displayColour(colour.r, kind.linearColours);
-    look.colour[1] = displayColour(colour.g, kind.linearColours);
-    look.colour[2] = displayColour(colour.b, kind.linearColours);
+    colourLook(&look, colour.r, colour.g, colour.b, kind.linearColours);
   }
   float opacity = 1.0f;
   if (material->Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS && std::isfinite(opacity))
-    look.opacity = opacity < 0.0f ? 0.0f : opacity > 1.0f ? 1.0f : opacity;
+    look.opacity = toUnit(opacity);
   int twoSided = 0;
   if (material->Get(AI_MATKEY_TWOSIDED, twoSided) == AI_SUCCESS) look.twoSided = twoSided != 0;
   aiString texture;
@@ -196,13 +198,9 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
     for (int k = 0; k < 3; ++k) *at++ = static_cast<float>(out[k]);
     if (flags & kRecordNormals) {
       const aiVector3D& n = mesh->mNormals[v];
-      double t[3];
-      for (int r = 0; r < 3; ++r)
-        t[r] = normals[r * 3] * n.x + normals[r * 3 + 1] * n.y + normals[r * 3 + 2] * n.z;
-      const double length = std::sqrt(t[0] * t[0] + t[1] * t[1] + t[2] * t[2]);
-      const bool usable = length > 0.0 && std::isfinite(length);
-      for (int r = 0; r < 3; ++r)
-        *at++ = usable ? static_cast<float>(t[r] / length) : std::nanf("");
+      const double in[3] = {n.x, n.y, n.z};
+      if (!turnNormal(normals, in, at)) at[0] = at[1] = at[2] = std::nanf("");
+      at += 3;
     }
     if (flags & kRecordUvs) {
       *at++ = mesh->mTextureCoords[0][v].x;
@@ -213,7 +211,7 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
       *at++ = displayColour(k.r, c->kind.linearColours);
       *at++ = displayColour(k.g, c->kind.linearColours);
       *at++ = displayColour(k.b, c->kind.linearColours);
-      *at++ = k.a < 0.0f ? 0.0f : k.a > 1.0f ? 1.0f : k.a;
+      *at++ = toUnit(k.a);
     }
     if (++pending == kRun || v + 1 == mesh->mNumVertices) {
       putVertices(c->out, c->vertex.data(), pending, floats);
@@ -289,11 +287,8 @@ bool convertNode(Conversion* c, const aiNode* node, const Affine& place) {
     aiColor4D same;
     if (colours && sameColourEverywhere(scene, node, i, material, &same)) {
       colours = false;
-      look.coloured = true;
-      look.colour[0] = displayColour(same.r, c->kind.linearColours);
-      look.colour[1] = displayColour(same.g, c->kind.linearColours);
-      look.colour[2] = displayColour(same.b, c->kind.linearColours);
-      look.opacity *= same.a < 0.0f ? 0.0f : same.a > 1.0f ? 1.0f : same.a;
+      colourLook(&look, same.r, same.g, same.b, c->kind.linearColours);
+      look.opacity *= toUnit(same.a);
     }
     putLayer(c->out, layerNameOf(scene, node, first, c->fileName), look, uvs, colours);
     for (unsigned k = i; k < node->mNumMeshes; ++k) {

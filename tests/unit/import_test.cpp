@@ -71,10 +71,19 @@ ImportLook plainLook() { return {true, {0.5f, 0.5f, 0.5f}, 1.0f, false, ""}; }
 
 // ---- Building -----------------------------------------------------------------
 
-TEST(ImportBuild, VerticesJoinByPositionButSeamsKeepTheirOwnPoints) {
-  Model* m = createModel(nullptr, "b.mod", nullptr);
+// A builder into a new empty model, freed after the test.
+class ImportBuild : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    m = createModel(nullptr, "b.mod", nullptr);
+    importBegin(&b, m);
+  }
+  void TearDown() override { freeModel(m); }
+  Model* m = nullptr;
   ImportBuilder b;
-  importBegin(&b, m);
+};
+
+TEST_F(ImportBuild, VerticesJoinByPositionButSeamsKeepTheirOwnPoints) {
   ASSERT_TRUE(importLayer(&b, "first", plainLook(), true, false, nullptr));
   const float p[3] = {1, 2, 3}, q[3] = {4, 5, 6};
   const float uvA[2] = {0, 0}, uvB[2] = {1, 0};
@@ -96,13 +105,9 @@ TEST(ImportBuild, VerticesJoinByPositionButSeamsKeepTheirOwnPoints) {
       &tableFindT<Image>(&findLayer(m, "first")->images, 1)->uvees, seam);
   ASSERT_NE(uv, nullptr);
   EXPECT_EQ(uv->u, 1.0f);
-  freeModel(m);
 }
 
-TEST(ImportBuild, NormalsSurviveOnlyWhereTheJoinedVerticesAgree) {
-  Model* m = createModel(nullptr, "n.mod", nullptr);
-  ImportBuilder b;
-  importBegin(&b, m);
+TEST_F(ImportBuild, NormalsSurviveOnlyWhereTheJoinedVerticesAgree) {
   ASSERT_TRUE(importLayer(&b, "n", plainLook(), false, false, nullptr));
   const float p[3] = {0, 0, 0}, q[3] = {1, 0, 0};
   const float up[3] = {0, 0, 1}, side[3] = {1, 0, 0};
@@ -114,13 +119,9 @@ TEST(ImportBuild, NormalsSurviveOnlyWhereTheJoinedVerticesAgree) {
   const Layer* layer = findLayer(m, "n");
   EXPECT_EQ(tableFind(&layer->normals, a), nullptr);
   EXPECT_NE(tableFind(&layer->normals, c), nullptr);
-  freeModel(m);
 }
 
-TEST(ImportBuild, OneColourForEveryVertexBecomesTheLayerColour) {
-  Model* m = createModel(nullptr, "c.mod", nullptr);
-  ImportBuilder b;
-  importBegin(&b, m);
+TEST_F(ImportBuild, OneColourForEveryVertexBecomesTheLayerColour) {
   const float p[3] = {0, 0, 0}, q[3] = {1, 0, 0};
   const float black[4] = {0, 0, 0, 1};
   const float red[4] = {1, 0, 0, 1}, blue[4] = {0, 0, 1, 0.5f};
@@ -140,13 +141,9 @@ TEST(ImportBuild, OneColourForEveryVertexBecomesTheLayerColour) {
   const Layer* mixed = findLayer(m, "mixed");
   EXPECT_EQ(tableCount(&mixed->colours), 2);
   EXPECT_EQ(mixed->transparent, 1);
-  freeModel(m);
 }
 
-TEST(ImportBuild, SegmentsJoinIntoLinesAndNamesAreMadeSafe) {
-  Model* m = createModel(nullptr, "l.mod", nullptr);
-  ImportBuilder b;
-  importBegin(&b, m);
+TEST_F(ImportBuild, SegmentsJoinIntoLinesAndNamesAreMadeSafe) {
   ASSERT_TRUE(importLayer(&b, "#a b\tc", plainLook(), false, false, nullptr));
   int32_t pts[4];
   for (int i = 0; i < 4; ++i) {
@@ -165,7 +162,6 @@ TEST(ImportBuild, SegmentsJoinIntoLinesAndNamesAreMadeSafe) {
   ASSERT_TRUE(importLayer(&b, "x", plainLook(), false, false, nullptr));
   EXPECT_EQ(importVertex(&b, bad, nullptr, nullptr, nullptr), 0);
   EXPECT_TRUE(b.failed);
-  freeModel(m);
 }
 
 // ---- Round trips --------------------------------------------------------------

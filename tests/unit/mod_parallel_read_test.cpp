@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 
@@ -16,6 +15,7 @@
 #include "io/mod_writer.h"
 #include "model/last_error.h"
 #include "model/model.h"
+#include "test_files.h"
 
 namespace {
 
@@ -26,18 +26,13 @@ struct Outcome {
   std::string error;
 };
 
-std::string slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 Outcome outcomeOf(Model* model, const fs::path& dir) {
   Outcome o;
   o.error = lastErrorText() ? lastErrorText() : "";
   if (model == nullptr) return o;
   const fs::path out = dir / "saved.mod";
   EXPECT_TRUE(writeModelFile(model, out.c_str()));
-  o.saved = slurp(out);
+  o.saved = test_files::readFile(out.string());
   freeModel(model);
   return o;
 }
