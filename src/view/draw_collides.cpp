@@ -111,11 +111,7 @@ int32_t drawCollideOutlines(const Model* model, const float modelMatrix[16],
     scratch->clear();
     buildCollideOutline(o, planeSide, kOutlineColour, scratch);
     float matrix[16];
-    const SceneFrame* frame = nullptr;
-    if (placed != nullptr) {
-      auto found = placed->collides.find(o->id);
-      if (found != placed->collides.end()) frame = &found->second;
-    }
+    const SceneFrame* frame = simulatedCollideFrame(placed, o->id);
     if (frame != nullptr) {
       multiply(sceneMatrix, frame->m, matrix);
     } else {

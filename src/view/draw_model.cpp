@@ -512,9 +512,7 @@ void outlineChild(Model* child, const DrawContext& inner) {
 
 // The frame a simulation gives the model, or null.
 const SceneFrame* bodyFrame(const DrawContext* ctx, const Model* model) {
-  if (ctx->placed == nullptr) return nullptr;
-  auto found = ctx->placed->models.find(model->id);
-  return found != ctx->placed->models.end() ? &found->second : nullptr;
+  return simulatedModelFrame(ctx->placed, model->id);
 }
 
 bool isSprite(const DrawContext* ctx, int32_t childId) {
