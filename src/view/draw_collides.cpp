@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "view/model_displays.h"
+
 namespace {
 
 constexpr int kCircleSegments = 24;
@@ -44,14 +46,6 @@ void box(std::vector<DrawVertex>* out, const uint8_t colour[4], const float size
   for (int c = 0; c < 8; ++c)
     for (int bit = 1; bit < 8; bit <<= 1)
       if ((c & bit) == 0) segment(out, colour, corner[c], corner[c | bit]);
-}
-
-// column order: out = a * b
-void multiply(const float a[16], const float b[16], float out[16]) {
-  for (int c = 0; c < 4; ++c)
-    for (int r = 0; r < 4; ++r)
-      out[c * 4 + r] = a[r] * b[c * 4] + a[4 + r] * b[c * 4 + 1] + a[8 + r] * b[c * 4 + 2] +
-                       a[12 + r] * b[c * 4 + 3];
 }
 
 }  // namespace
@@ -111,13 +105,9 @@ int32_t drawCollideOutlines(const Model* model, const float modelMatrix[16],
     scratch->clear();
     buildCollideOutline(o, planeSide, kOutlineColour, scratch);
     float matrix[16];
-    const SceneFrame* frame = nullptr;
-    if (placed != nullptr) {
-      auto found = placed->collides.find(o->id);
-      if (found != placed->collides.end()) frame = &found->second;
-    }
+    const SceneFrame* frame = simulatedCollideFrame(placed, o->id);
     if (frame != nullptr) {
-      multiply(sceneMatrix, frame->m, matrix);
+      multiplyColumnOrder(sceneMatrix, frame->m, matrix);
     } else {
       // The object's place in its model: offset, then rotation.
       float local[16] = {0};
@@ -126,7 +116,7 @@ int32_t drawCollideOutlines(const Model* model, const float modelMatrix[16],
         local[12 + c] = o->position[c];
       }
       local[15] = 1;
-      multiply(modelMatrix, local, matrix);
+      multiplyColumnOrder(modelMatrix, local, matrix);
     }
     glLoadMatrixf(matrix);
     const DrawVertex* v = scratch->data();

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "view/layer_uvs.h"
+#include "view/model_displays.h"
 #include "view/shaders.h"
 #include "view/texture_bake.h"
 
@@ -35,11 +36,6 @@ bool roleOf(const Image* image, const DisplayFlags* flags, ImageRole* role) {
       return flags->reflect != 0 && flags->cubeMapReflection != 0;
     default: return false;
   }
-}
-
-bool haveBuffers() {
-  return glGenBuffers != nullptr && glBindBuffer != nullptr &&
-         glBufferData != nullptr && glDeleteBuffers != nullptr;
 }
 
 // The images in number order.

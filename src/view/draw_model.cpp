@@ -178,16 +178,6 @@ void applyMatrix(const DrawContext& ctx) {
   setWinding(ctx.flipped);
 }
 
-// out = a * b, column order.
-void multiply(const float a[16], const float b[16], float out[16]) {
-  float m[16];
-  for (int c = 0; c < 4; ++c)
-    for (int r = 0; r < 4; ++r)
-      m[c * 4 + r] = a[r] * b[c * 4] + a[4 + r] * b[c * 4 + 1] +
-                     a[8 + r] * b[c * 4 + 2] + a[12 + r] * b[c * 4 + 3];
-  std::memcpy(out, m, sizeof m);
-}
-
 void drawTriangles(const VertexRun& run, bool cull, bool blended,
                    bool outlines) {
   if (cull) {
@@ -307,7 +297,7 @@ void drawLayer(LayerDisplay& d, Layer* layer, DrawContext* ctx, bool blended) {
   DrawContext mirrored = *ctx;
   float reflect[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
   reflect[(axis - 1) * 5] = -1.0f;
-  multiply(ctx->matrix, reflect, mirrored.matrix);
+  multiplyColumnOrder(ctx->matrix, reflect, mirrored.matrix);
   mirrored.flipped = !ctx->flipped;
   applyMatrix(mirrored);
   drawLayerHalf(d, layer, &mirrored, blended, true);
@@ -512,9 +502,7 @@ void outlineChild(Model* child, const DrawContext& inner) {
 
 // The frame a simulation gives the model, or null.
 const SceneFrame* bodyFrame(const DrawContext* ctx, const Model* model) {
-  if (ctx->placed == nullptr) return nullptr;
-  auto found = ctx->placed->models.find(model->id);
-  return found != ctx->placed->models.end() ? &found->second : nullptr;
+  return simulatedModelFrame(ctx->placed, model->id);
 }
 
 bool isSprite(const DrawContext* ctx, int32_t childId) {
@@ -563,10 +551,10 @@ void drawChildren(const Model* model, DrawContext* ctx) {
       std::memcpy(scaled, frame->m, sizeof scaled);
       for (int c = 0; c < 3; ++c)
         for (int row = 0; row < 3; ++row) scaled[c * 4 + row] *= k[c];
-      multiply(ctx->scene, scaled, inner.matrix);
+      multiplyColumnOrder(ctx->scene, scaled, inner.matrix);
       det = 1.0f;
     } else {
-      multiply(ctx->matrix, placement, inner.matrix);
+      multiplyColumnOrder(ctx->matrix, placement, inner.matrix);
     }
     inner.flipped = isSprite(ctx, child->id)
                         ? k[0] * k[1] * k[2] < 0.0f
@@ -648,7 +636,8 @@ int32_t drawModel(ModelDisplays* store, Model* model, const RenderState* render,
   glGetFloatv(GL_MODELVIEW_MATRIX, ctx.scene);
   glGetFloatv(GL_PROJECTION_MATRIX, ctx.projection);
   std::memcpy(ctx.matrix, ctx.scene, sizeof ctx.matrix);
-  if (const SceneFrame* frame = bodyFrame(&ctx, model)) multiply(ctx.scene, frame->m, ctx.matrix);
+  if (const SceneFrame* frame = bodyFrame(&ctx, model))
+    multiplyColumnOrder(ctx.scene, frame->m, ctx.matrix);
   ctx.flipped = false;
   ctx.outline = false;
   ctx.depth = 0;

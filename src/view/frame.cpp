@@ -186,14 +186,14 @@ void drawFrame(View& v) {
   glTranslatef(-focus[0], -focus[1], -focus[2]);
 
   // Labels of a simulated model move with its body.
-  const auto body = scene.current != nullptr ? scene.placed.models.find(scene.current->id)
-                                             : scene.placed.models.end();
-  if (body != scene.placed.models.end()) {
+  const SceneFrame* body =
+      scene.current != nullptr ? simulatedModelFrame(&scene.placed, scene.current->id) : nullptr;
+  if (body != nullptr) {
     glPushMatrix();
-    glMultMatrixf(body->second.m);
+    glMultMatrixf(body->m);
   }
   drawModelLabels(v.fonts, scene.current, &render);
-  if (body != scene.placed.models.end()) glPopMatrix();
+  if (body != nullptr) glPopMatrix();
   int32_t models = drawScene(v, scene);
   drawOverlays(v, scene);
   drawViewGuides(v);

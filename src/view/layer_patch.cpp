@@ -122,14 +122,15 @@ bool patchLayerVertices(const Model* model, const Layer* layer,
     if (!resolveCorners(model, nullptr, t->points, t->count, corners))
       return false;  // drawn before, so a point went: not a pure move
     bool known = true;
+    float own[6] = {};
+    if (smooth) faceNormals(model, layer, slot, out, own);
     polygonNormals(src, corners, t->count, mode, automatic,
                    [&](int32_t c, float n[3]) {
                      n[0] = n[1] = n[2] = 0.0f;
                      out->around.count = 0;
                      known = known && addUses(model, layer, places, corners[c].slot, false,
                                               &out->uses, &out->around);
-                     float own[6], g[6];
-                     faceNormals(model, layer, slot, out, own);
+                     float g[6];
                      for (int32_t k = 0; k < out->around.count; ++k) {
                        faceNormals(model, layer, out->around.items[k], out, g);
                        addUncreased(own + 3, g + 3, g, n);

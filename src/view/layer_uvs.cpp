@@ -7,43 +7,28 @@
 #include "model/geometry.h"
 #include "model/posing.h"
 #include "model/transform.h"
+#include "view/layer_parts.h"
 
 namespace {
 
-// Calls visit(a, b, c) with the point records of every strip triangle,
-// leaving out the polygons buildLayerVertices leaves out.
+// Calls visit(a, b, c) with the corners of every strip triangle, at
+// `positions` (posed, or null for the stored ones), leaving out the
+// polygons buildLayerVertices leaves out.
 template <class Visit>
 void forEachLayerTriangle(const Model* model, const Layer* layer,
-                          Visit visit) {
-  const Point* corners[kMaxPolygonPoints];
+                          const float* positions, Visit visit) {
+  layer_parts::Corner corners[kMaxPolygonPoints];
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
-    bool whole = true;
-    for (int32_t i = 0; i < count && whole; ++i) {
-      corners[i] = tableFindT<Point>(&model->points, t->points[i]);
-      whole = corners[i] != nullptr;
-    }
-    if (!whole) continue;
+    if (!layer_parts::resolveCorners(model, positions, t->points, count, corners))
+      continue;
     forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
-      visit(t->points[a], t->points[b], t->points[c], corners[a], corners[b],
-            corners[c]);
+      visit(corners[a], corners[b], corners[c]);
     });
   }
-}
-
-void positionOf(const Model* model, const float* positions, const Point* p,
-                float out[3]) {
-  if (positions == nullptr) {
-    out[0] = p->x;
-    out[1] = p->y;
-    out[2] = p->z;
-    return;
-  }
-  std::memcpy(out, positions + 3 * static_cast<size_t>(pointSlot(model, p)),
-              3 * sizeof(float));
 }
 
 void cross(const float a[3], const float b[3], float out[3]) {
@@ -108,17 +93,14 @@ void buildLayerTexCoords(const Model* model, const Layer* layer,
     bySlot[2 * slot] = uvee->u;
     bySlot[2 * slot + 1] = uvee->v;
   }
-  auto push = [&](const Point* p) {
-    const size_t slot = static_cast<size_t>(pointSlot(model, p));
-    out->push_back(bySlot[2 * slot]);
-    out->push_back(bySlot[2 * slot + 1]);
-  };
-  forEachLayerTriangle(model, layer,
-                       [&](int32_t, int32_t, int32_t, const Point* a,
-                           const Point* b, const Point* c) {
-                         push(a);
-                         push(b);
-                         push(c);
+  forEachLayerTriangle(model, layer, nullptr,
+                       [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
+                           const layer_parts::Corner& c) {
+                         for (const layer_parts::Corner* corner : {&a, &b, &c}) {
+                           const size_t slot = static_cast<size_t>(corner->slot);
+                           out->push_back(bySlot[2 * slot]);
+                           out->push_back(bySlot[2 * slot + 1]);
+                         }
                        });
 }
 
@@ -128,13 +110,13 @@ void buildLayerTangents(const Model* model, const Layer* layer,
                         std::vector<float>* out) {
   out->clear();
   size_t vertex = 0;
-  forEachLayerTriangle(model, layer,
-                       [&](int32_t, int32_t, int32_t, const Point* a,
-                           const Point* b, const Point* c) {
+  forEachLayerTriangle(model, layer, positions,
+                       [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
+                           const layer_parts::Corner& c) {
                          float p[3][3];
-                         positionOf(model, positions, a, p[0]);
-                         positionOf(model, positions, b, p[1]);
-                         positionOf(model, positions, c, p[2]);
+                         std::memcpy(p[0], a.position, sizeof p[0]);
+                         std::memcpy(p[1], b.position, sizeof p[1]);
+                         std::memcpy(p[2], c.position, sizeof p[2]);
                          const float* uv = texCoords.size() >= 2 * (vertex + 3)
                                                ? &texCoords[2 * vertex]
                                                : nullptr;

@@ -187,6 +187,15 @@ void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
   if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
 }
 
+void multiplyColumnOrder(const float a[16], const float b[16], float out[16]) {
+  float m[16];
+  for (int c = 0; c < 4; ++c)
+    for (int r = 0; r < 4; ++r)
+      m[c * 4 + r] = a[r] * b[c * 4] + a[4 + r] * b[c * 4 + 1] +
+                     a[8 + r] * b[c * 4 + 2] + a[12 + r] * b[c * 4 + 3];
+  std::memcpy(out, m, sizeof m);
+}
+
 uint8_t colourByte(float c) {
   return static_cast<uint8_t>(c > 0.0f ? (c < 1.0f ? c : 1.0f) * 255.0f + 0.5f
                                        : 0.0f);

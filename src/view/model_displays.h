@@ -116,6 +116,8 @@ DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
 // show only their own edges.
 void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
              bool outlines = false);
+// out = a * b, column order, in float as the GL would; out may be a or b.
+void multiplyColumnOrder(const float a[16], const float b[16], float out[16]);
 uint8_t colourByte(float c);
 void selectionBytes(const RenderState* render, uint8_t out[3]);
 // Keeps "modelr: out of memory drawing <what>" for after the frame.

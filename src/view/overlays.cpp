@@ -43,13 +43,11 @@ void drawSkeleton(const Model* model, const RenderState& render) {
   };
   glBegin(GL_LINES);
   tableForEach<Joint>(joints, [&](const Joint* j, int32_t slot) {
-    const Joint* parent = tableFindT<Joint>(joints, j->parent);
-    if (parent == nullptr || parent == j) return;
-    const int32_t parentSlot = static_cast<int32_t>(
-        (reinterpret_cast<const unsigned char*>(parent) - joints->elements) / joints->elementSize);
+    const int32_t parentSlot = tablePosition(joints, j->parent, false);
+    if (parentSlot < 0 || parentSlot == slot) return;
     glColor3fv(j->colour);
     vertex(at(j, slot));
-    vertex(at(parent, parentSlot));
+    vertex(at(tableAt<Joint>(joints, parentSlot), parentSlot));
   });
   glEnd();
   glPointSize(kJointSize);

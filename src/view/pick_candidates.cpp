@@ -228,13 +228,6 @@ void emitRoundShape(Builder* b, const Placement& p, float r, float stretch) {
   }
 }
 
-// The frame a running simulation gives the collide object, or null.
-const SceneFrame* simulatedFrame(const PickSettings& s, int32_t id) {
-  if (s.placed == nullptr) return nullptr;
-  auto found = s.placed->collides.find(id);
-  return found != s.placed->collides.end() ? &found->second : nullptr;
-}
-
 void emitCollide(Builder* b, const CollideObject* object, float handleLength,
                  const SceneFrame* frame) {
   const float unit[3] = {1.0f, 1.0f, 1.0f};
@@ -404,7 +397,7 @@ void buildCandidates(PickKind kind, Model* model, const std::vector<Model*>& mod
     case PickKind::kCollide:
       tableForEach<CollideObject>(&model->collides, [&](const CollideObject* object, int32_t) {
         b.begin(static_cast<uint32_t>(object->id));
-        emitCollide(&b, object, s.handleLength, simulatedFrame(s, object->id));
+        emitCollide(&b, object, s.handleLength, simulatedCollideFrame(s.placed, object->id));
         b.end();
       });
       return;
@@ -466,7 +459,7 @@ uint64_t setKey(PickKind kind, const Model* model, const std::vector<Model*>& mo
   mix(&h, static_cast<uint64_t>(s.arcAxis));
   if (kind == PickKind::kCollide && model != nullptr) {
     tableForEach<CollideObject>(&model->collides, [&](const CollideObject* o, int32_t) {
-      if (const SceneFrame* frame = simulatedFrame(s, o->id)) mixFloats(&h, frame->m, 16);
+      if (const SceneFrame* frame = simulatedCollideFrame(s.placed, o->id)) mixFloats(&h, frame->m, 16);
     });
   }
   if (kind == PickKind::kModel) {

@@ -36,6 +36,19 @@ struct ScenePlacements {
   std::unordered_set<int32_t> sprites;               // by child id
 };
 
+// The frame a running simulation gives the model or collide object of
+// `id`, or null (also when `placed` is).
+inline const SceneFrame* simulatedModelFrame(const ScenePlacements* placed, int32_t id) {
+  if (placed == nullptr) return nullptr;
+  auto found = placed->models.find(id);
+  return found != placed->models.end() ? &found->second : nullptr;
+}
+inline const SceneFrame* simulatedCollideFrame(const ScenePlacements* placed, int32_t id) {
+  if (placed == nullptr) return nullptr;
+  auto found = placed->collides.find(id);
+  return found != placed->collides.end() ? &found->second : nullptr;
+}
+
 // What one frame draws: the open top-level models in registry order and
 // the model whose labels and layer outline show.
 struct Scene {
