@@ -35,8 +35,9 @@ double pixelsPerUnit(const View& v) {
   return std::hypot(b[0] - a[0], b[1] - a[1]);
 }
 
-void drawScaleBar(const View& v, const int viewport[4]) {
-  const double perUnit = pixelsPerUnit(v);
+// `perUnit` is measured through the scene's camera before pixel space is
+// pushed: measured here, under pixel space, it would always be 1.
+void drawScaleBar(const View& v, const int viewport[4], double perUnit) {
   const double units = scaleBarUnits(perUnit, kBarRoom);
   if (units <= 0.0) return;
   const float length = static_cast<float>(units * perUnit);
@@ -99,7 +100,7 @@ void drawViewGuides(const View& v) {
   if (flags.scale && perUnit > 0.0) {
     const float* bg = v.camera.background;
     glColor3f(1.0f - bg[0], 1.0f - bg[1], 1.0f - bg[2]);
-    drawScaleBar(v, vp);
+    drawScaleBar(v, vp, perUnit);
   }
   popPixelSpace();
   glMatrixMode(GL_MODELVIEW);
