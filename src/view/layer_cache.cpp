@@ -10,6 +10,7 @@
 #include "model/geometry.h"
 #include "model/posing.h"
 #include "model/transform.h"
+#include "view/host_memory.h"
 
 namespace layer_parts {
 
@@ -23,16 +24,22 @@ uint8_t toByte(float c) {
   return static_cast<uint8_t>(c * 255.0f + 0.5f);
 }
 
+inline void setVertex(DrawVertex* v, const float* position,
+                      const float* normal, const uint8_t* colour,
+                      bool outline, bool selected) {
+  std::memcpy(v->position, position, sizeof v->position);
+  std::memcpy(v->normal, normal, sizeof v->normal);
+  std::memcpy(v->colour, colour, sizeof v->colour);
+  v->outline = outline ? 1 : 0;
+  v->selected = selected ? 1 : 0;
+  v->unused[0] = v->unused[1] = 0;
+}
+
 void emitVertex(std::vector<DrawVertex>* to, const float* position,
                 const float* normal, const uint8_t* colour,
                 bool outline = true, bool selected = false) {
   DrawVertex v;
-  std::memcpy(v.position, position, sizeof v.position);
-  std::memcpy(v.normal, normal, sizeof v.normal);
-  std::memcpy(v.colour, colour, sizeof v.colour);
-  v.outline = outline ? 1 : 0;
-  v.selected = selected ? 1 : 0;
-  v.unused[0] = v.unused[1] = 0;
+  setVertex(&v, position, normal, colour, outline, selected);
   to->push_back(v);
 }
 
@@ -148,14 +155,19 @@ bool emitPolygon(const LayerSources& src, const Triangle* t,
   const bool selected = markSelected(src, t->flags, count, colours);
   // The polygon is a triangle strip; each vertex flags whether the edge
   // it starts lies on the outline, so that wireframe shows no diagonals.
+  // Made here and appended in one copy: a vertex at a time costs a
+  // capacity check each, which shows at millions of them.
+  DrawVertex made[3 * (kMaxPolygonPoints - 2)];
+  DrawVertex* v = made;
   forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
-    emitVertex(triangles, corners[a].position, normals[a], colours[a],
-               stripOutlineEdge(a, b, count), selected);
-    emitVertex(triangles, corners[b].position, normals[b], colours[b],
-               stripOutlineEdge(b, c, count), selected);
-    emitVertex(triangles, corners[c].position, normals[c], colours[c],
-               stripOutlineEdge(c, a, count), selected);
+    setVertex(v++, corners[a].position, normals[a], colours[a],
+              stripOutlineEdge(a, b, count), selected);
+    setVertex(v++, corners[b].position, normals[b], colours[b],
+              stripOutlineEdge(b, c, count), selected);
+    setVertex(v++, corners[c].position, normals[c], colours[c],
+              stripOutlineEdge(c, a, count), selected);
   });
+  triangles->insert(triangles->end(), made, v);
   if (normalLength <= 0.0f) return selected;
   for (int32_t i = 0; i < count; ++i) {
     const float* p = corners[i].position;
@@ -172,11 +184,54 @@ bool emitPolygon(const LayerSources& src, const Triangle* t,
 
 using namespace layer_parts;
 
+size_t layerStripTriangles(const Layer* layer) {
+  size_t triangles = 0;
+  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+       s = tableNextSlot(&layer->triangles, s)) {
+    const int32_t count = tableAt<Triangle>(&layer->triangles, s)->count;
+    if (count >= 3 && count <= kMaxPolygonPoints)
+      triangles += static_cast<size_t>(count - 2);
+  }
+  return triangles;
+}
+
+void SmoothScratch::findUniform() {
+  if (uniform.size() < stamp.size()) {
+    uniform.resize(stamp.size());
+    unit.resize(3 * stamp.size());
+  }
+  for (int32_t slot : touched) {
+    const int32_t begin = first[slot], end = first[slot] + count[slot];
+    float sum[3] = {0.0f, 0.0f, 0.0f};
+    for (int32_t i = begin; i < end; ++i) {
+      const float* n = &normals[3 * static_cast<size_t>(faces[i])];
+      sum[0] += n[0];
+      sum[1] += n[1];
+      sum[2] += n[2];
+    }
+    bool all = scaleToUnit(sum);
+    for (int32_t i = begin; all && i < end; ++i) {
+      const float* u = &units[3 * static_cast<size_t>(faces[i])];
+      all = u[0] * sum[0] + u[1] * sum[1] + u[2] * sum[2] >= kUniformCosine;
+    }
+    uniform[slot] = all ? 1 : 0;
+    if (all) std::copy_n(sum, 3, &unit[3 * static_cast<size_t>(slot)]);
+  }
+}
+
 namespace {
 
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
-                             const float* positions, SmoothScratch* smooth) {
+                             const float* positions, size_t triangles,
+                             SmoothScratch* smooth) {
   smooth->begin(model->points.capacity);
+  // Triangles give the sizes exactly; longer polygons need less.
+  const size_t faces = static_cast<size_t>(tableCount(&layer->triangles));
+  reserveLarge(&smooth->normals, 3 * faces);
+  reserveLarge(&smooth->units, 3 * faces);
+  reserveLarge(&smooth->cornerSlots, triangles + 2 * faces);
+  reserveLarge(&smooth->faceStart, faces);
+  reserveLarge(&smooth->polygonSlots, faces);
   Corner corners[kMaxPolygonPoints];
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
@@ -191,6 +246,7 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
     smooth->units.insert(smooth->units.end(), n, n + 3);
     smooth->faceStart.push_back(
         static_cast<int32_t>(smooth->cornerSlots.size()));
+    smooth->polygonSlots.push_back(s);
     for (int32_t i = 0; i < t->count; ++i) smooth->addCorner(corners[i].slot);
   }
   smooth->index();
@@ -200,40 +256,61 @@ void buildPolygons(const LayerSources& src, const float* positions,
                    NormalMode mode, float normalLength, LayerVertices* out) {
   const Model* model = src.model;
   const Layer* layer = src.layer;
-  size_t triangles = 0;
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
-    const int32_t count = tableAt<Triangle>(&layer->triangles, s)->count;
-    if (count >= 3) triangles += static_cast<size_t>(count - 2);
-  }
-  out->triangles.reserve(3 * triangles);
+  const size_t triangles = layerStripTriangles(layer);
+  reserveLarge(&out->triangles, 3 * triangles);
   out->places.assign(static_cast<size_t>(layer->triangles.capacity),
                      PolygonPlace{-1, -1});
   bool automatic = false;
   mode = effectiveMode(layer, mode, &automatic);
   if (mode == kNormalsStoredElseSmooth)
-    accumulateSmoothNormals(model, layer, positions, &out->smooth);
+    accumulateSmoothNormals(model, layer, positions, triangles, &out->smooth);
 
   Corner corners[kMaxPolygonPoints];
   float normals[kMaxPolygonPoints][3];
-  int32_t faceNumber = -1;  // as accumulateSmoothNormals counted them
+  auto emit = [&](int32_t s, const Triangle* t) {
+    out->places[s] = {static_cast<int32_t>(out->triangles.size()),
+                      static_cast<int32_t>(out->normalLines.size())};
+    if (emitPolygon(src, t, corners, normals, normalLength, &out->triangles,
+                    &out->normalLines))
+      ++out->selectedItems;
+  };
+  if (mode == kNormalsStoredElseSmooth) {
+    // The smoothing pass resolved every drawn polygon already: take its
+    // corners and face normals instead of looking the points up again.
+    const SmoothScratch& smooth = out->smooth;
+    const KeyedTable* points = &model->points;
+    const int32_t faces = static_cast<int32_t>(smooth.polygonSlots.size());
+    for (int32_t f = 0; f < faces; ++f) {
+      const int32_t s = smooth.polygonSlots[f];
+      const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
+      const int32_t* slots = &smooth.cornerSlots[smooth.faceStart[f]];
+      for (int32_t i = 0; i < t->count; ++i) {
+        Corner& c = corners[i];
+        c.slot = slots[i];
+        c.number = t->points[i];
+        const float* p = positions != nullptr
+                             ? positions + 3 * static_cast<size_t>(c.slot)
+                             : &tableAt<Point>(points, c.slot)->x;
+        std::memcpy(c.position, p, sizeof c.position);
+      }
+      polygonNormals(src, corners, t->count, mode, automatic,
+                     [&](int32_t i, float n[3]) {
+                       return smooth.cornerNormal(f, corners[i].slot, n);
+                     },
+                     normals, &smooth.units[3 * static_cast<size_t>(f)]);
+      emit(s, t);
+    }
+    return;
+  }
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
     if (!resolveCorners(model, positions, t->points, count, corners)) continue;
-    ++faceNumber;
     polygonNormals(src, corners, count, mode, automatic,
-                   [&](int32_t i, float n[3]) {
-                     out->smooth.cornerNormal(faceNumber, corners[i].slot, n);
-                   },
-                   normals);
-    out->places[s] = {static_cast<int32_t>(out->triangles.size()),
-                      static_cast<int32_t>(out->normalLines.size())};
-    if (emitPolygon(src, t, corners, normals, normalLength, &out->triangles,
-                    &out->normalLines))
-      ++out->selectedItems;
+                   [](int32_t, float*) { return false; }, normals);
+    emit(s, t);
   }
 }
 

@@ -14,6 +14,7 @@
 #include "model/index_array.h"
 #include "model/posing.h"
 #include "model/records.h"
+#include "view/host_memory.h"
 
 struct DrawVertex {
   float position[3];
@@ -68,6 +69,13 @@ struct SmoothScratch {
   std::vector<int32_t> count;        // per slot
   std::vector<int32_t> touched;
   std::vector<int32_t> faces;  // face numbers grouped by slot
+  std::vector<int32_t> polygonSlots;  // per face: its slot in the layer
+  // Per slot: 1 when every face there meets every other at well under the
+  // crease angle, so that all its corners share one normal, kept in `unit`
+  // (3 per slot) already of unit length. Most points of a smooth surface
+  // are so, and their corners skip the walk over the faces.
+  std::vector<uint8_t> uniform;
+  std::vector<float> unit;
   uint32_t generation = 0;
 
   void begin(int32_t slots) {
@@ -84,6 +92,7 @@ struct SmoothScratch {
     units.clear();
     cornerSlots.clear();
     faceStart.clear();
+    polygonSlots.clear();
     touched.clear();
   }
   void addCorner(int32_t slot) {
@@ -95,7 +104,8 @@ struct SmoothScratch {
     }
     ++count[slot];
   }
-  // Groups the faces by slot once every face is in.
+  // Groups the faces by slot once every face is in, and finds the slots
+  // whose corners all share a normal.
   void index() {
     int32_t running = 0;
     for (int32_t slot : touched) {
@@ -103,7 +113,8 @@ struct SmoothScratch {
       running += count[slot];
       count[slot] = 0;
     }
-    faces.assign(static_cast<size_t>(running), 0);
+    reserveLarge(&faces, static_cast<size_t>(running));
+    faces.resize(static_cast<size_t>(running));
     const int32_t faceCount = static_cast<int32_t>(faceStart.size());
     for (int32_t f = 0; f < faceCount; ++f) {
       const int32_t end = f + 1 < faceCount
@@ -114,17 +125,32 @@ struct SmoothScratch {
         faces[first[slot] + count[slot]++] = f;
       }
     }
+    findUniform();
   }
   // The normal of face f at the point in `slot`: the faces there that meet
-  // f at less than the crease angle, weighed by area.
-  void cornerNormal(int32_t f, int32_t slot, float out[3]) const {
+  // f at less than the crease angle, weighed by area. True when it is of
+  // unit length already (the slot is uniform), false when still a sum.
+  bool cornerNormal(int32_t f, int32_t slot, float out[3]) const {
+    if (uniform[slot]) {
+      std::copy_n(&unit[3 * static_cast<size_t>(slot)], 3, out);
+      return true;
+    }
     const float* u = &units[3 * static_cast<size_t>(f)];
     out[0] = out[1] = out[2] = 0.0f;
     for (int32_t i = first[slot]; i < first[slot] + count[slot]; ++i) {
       const size_t g = 3 * static_cast<size_t>(faces[i]);
       addUncreased(u, &units[g], &normals[g], out);
     }
+    return false;
   }
+
+ private:
+  // Every face within 29.5 degrees of the sum's direction puts any two
+  // within 59 degrees of each other: under the crease angle with room to
+  // spare for rounding, so each corner there sums every face, in the same
+  // order, and gets the same bits as the walk would give it.
+  static constexpr float kUniformCosine = 0.87f;
+  void findUniform();
 };
 
 // Where a polygon's vertices start in its layer's arrays: the first of
@@ -170,6 +196,10 @@ struct LayerPatch {
   std::vector<float> faceNormals;
 };
 
+
+// The triangles the layer's polygons are drawn with (a polygon of n
+// points is a strip of n - 2).
+size_t layerStripTriangles(const Layer* layer);
 
 // Refills `out` for the layer. `positions` holds three floats per slot of
 // the model's point table (a posed copy), or is null for the points as

@@ -51,21 +51,27 @@ inline NormalMode effectiveMode(const Layer* layer, NormalMode mode,
 }
 
 // The normal of every corner; smooth(i, out) gives the smoothed one of
-// corner i, not yet of unit length.
+// corner i and says whether it is already of unit length. `faceUnit`, when
+// not null, is the polygon's unit normal as stripNormal and normalise give
+// it (the smoothing pass made it already).
 template <class Smooth>
 void polygonNormals(const LayerSources& src, const Corner* corners,
                     int32_t count, NormalMode mode, bool automatic,
-                    Smooth smooth, float (*normals)[3]) {
+                    Smooth smooth, float (*normals)[3],
+                    const float* faceUnit = nullptr) {
   float face[3];
-  stripNormal(corners, count, face);
-  normalise(face);
+  if (faceUnit != nullptr) {
+    std::memcpy(face, faceUnit, sizeof face);
+  } else {
+    stripNormal(corners, count, face);
+    normalise(face);
+  }
   for (int32_t i = 0; i < count; ++i) {
     float* n = normals[i];
     if (mode == kNormalsFaceOnly || automatic ||
         !storedNormal(src, corners[i].number, n)) {
       if (mode == kNormalsStoredElseSmooth) {
-        smooth(i, n);
-        normalise(n);
+        if (!smooth(i, n)) normalise(n);
       } else {
         std::memcpy(n, face, sizeof face);
       }

@@ -135,6 +135,7 @@ bool patchLayerVertices(const Model* model, const Layer* layer,
                        faceNormals(model, layer, out->around.items[k], out, g);
                        addUncreased(own + 3, g + 3, g, n);
                      }
+                     return false;
                    },
                    normals);
     if (!known) return false;

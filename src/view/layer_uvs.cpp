@@ -7,6 +7,7 @@
 #include "model/geometry.h"
 #include "model/posing.h"
 #include "model/transform.h"
+#include "view/host_memory.h"
 #include "view/layer_parts.h"
 
 namespace {
@@ -93,6 +94,7 @@ void buildLayerTexCoords(const Model* model, const Layer* layer,
     bySlot[2 * slot] = uvee->u;
     bySlot[2 * slot + 1] = uvee->v;
   }
+  reserveLarge(out, 6 * layerStripTriangles(layer));
   forEachLayerTriangle(model, layer, nullptr,
                        [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
                            const layer_parts::Corner& c) {

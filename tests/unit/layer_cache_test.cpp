@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
+#include <random>
 #include <vector>
 
 #include "model/children.h"
@@ -13,6 +16,7 @@
 #include "model/skeleton.h"
 #include "test_models.h"
 #include "view/layer_cache.h"
+#include "view/layer_parts.h"
 
 namespace {
 
@@ -154,6 +158,77 @@ TEST_F(LayerCache, SmoothNormalsKeepSharpEdgesSharp) {
   build(kNormalsStoredElseSmooth);
   expectNormal(v.triangles[1], 0, 0, 1);  // point 2 on the top face
   expectNormal(v.triangles[6], 1, 0, 0);  // point 2 on the side face
+}
+
+// Points where every face is close to every other share one normal made
+// once; the rest walk their faces per corner. Both must give each corner
+// the bits of the plain rule: the area-weighed sum, in face order, of the
+// faces there meeting the corner's face at under the crease angle.
+TEST_F(LayerCache, SharedPointNormalsMatchThePerCornerWalkOnFoldedMeshes) {
+  std::mt19937 random(5);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  for (int round = 0; round < 20; ++round) {
+    freeModel(m);
+    m = createModel(nullptr, "fold", nullptr);
+    addLayer(m, "a", 255, 0, 0, 1, 0, 0);
+    // A grid whose rows are folded by random amounts, some near the crease.
+    const int side = 12;
+    for (int y = 0; y <= side; ++y)
+      for (int x = 0; x <= side; ++x)
+        addPoint(m, 1 + y * (side + 1) + x, static_cast<float>(x),
+                 static_cast<float>(y), (y % 3 == 0 ? 2.0f : 0.3f) * unit(random) * y);
+    for (int y = 0; y < side; ++y)
+      for (int x = 0; x < side; ++x) {
+        const int32_t a = 1 + y * (side + 1) + x, b = a + 1, c = a + side + 1;
+        const int32_t quad[4] = {a, b, c, c + 1}, tri[3] = {a, b, c};
+        if ((x + y + round) % 4 == 0) {
+          addTriangle(m, "a", 3, tri, 0);
+        } else {
+          addTriangle(m, "a", 4, quad, 0);
+        }
+      }
+    build(kNormalsStoredElseSmooth);
+
+    const Layer* layer = findLayer(m, "a");
+    std::vector<std::vector<layer_parts::Corner>> polygons;
+    std::vector<std::array<float, 6>> faces;  // sum-normal, then unit
+    for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+         s = tableNextSlot(&layer->triangles, s)) {
+      const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
+      std::vector<layer_parts::Corner> corners(t->count);
+      ASSERT_TRUE(layer_parts::resolveCorners(m, nullptr, t->points, t->count, corners.data()));
+      std::array<float, 6> f;
+      layer_parts::stripNormal(corners.data(), t->count, f.data());
+      std::copy_n(f.data(), 3, f.data() + 3);
+      layer_parts::normalise(f.data() + 3);
+      polygons.push_back(corners);
+      faces.push_back(f);
+    }
+    size_t vertex = 0;
+    for (size_t f = 0; f < polygons.size(); ++f) {
+      const std::vector<layer_parts::Corner>& corners = polygons[f];
+      std::vector<std::array<float, 3>> normals(corners.size());
+      for (size_t i = 0; i < corners.size(); ++i) {
+        float n[3] = {0.0f, 0.0f, 0.0f};
+        for (size_t g = 0; g < polygons.size(); ++g)
+          for (const layer_parts::Corner& other : polygons[g])
+            if (other.slot == corners[i].slot)
+              addUncreased(faces[f].data() + 3, faces[g].data() + 3, faces[g].data(), n);
+        layer_parts::normalise(n);
+        std::copy_n(n, 3, normals[i].data());
+      }
+      forEachStripIndex(static_cast<int32_t>(corners.size()),
+                        [&](int32_t a, int32_t b, int32_t c) {
+                          for (int32_t k : {a, b, c}) {
+                            ASSERT_LT(vertex, v.triangles.size());
+                            EXPECT_EQ(std::memcmp(v.triangles[vertex++].normal,
+                                                  normals[k].data(), 12), 0)
+                                << "round " << round << " polygon " << f;
+                          }
+                        });
+    }
+    EXPECT_EQ(vertex, v.triangles.size());
+  }
 }
 
 TEST_F(LayerCache, LinesAreSegmentsWithClosingSegmentsLast) {
