@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <system_error>
+#include <thread>
 
 #include "model/geometry.h"
 #include "model/posing.h"
@@ -144,10 +146,10 @@ bool storedNormal(const LayerSources& s, int32_t number, float out[3]) {
   return true;
 }
 
-bool emitPolygon(const LayerSources& src, const Triangle* t,
-                 const Corner* corners, const float (*normals)[3],
-                 float normalLength, std::vector<DrawVertex>* triangles,
-                 std::vector<DrawVertex>* normalLines) {
+bool writePolygon(const LayerSources& src, const Triangle* t,
+                  const Corner* corners, const float (*normals)[3],
+                  float normalLength, DrawVertex* triangles,
+                  DrawVertex* normalLines) {
   const int32_t count = t->count;
   uint8_t colours[kMaxPolygonPoints][4];
   for (int32_t i = 0; i < count; ++i)
@@ -155,10 +157,7 @@ bool emitPolygon(const LayerSources& src, const Triangle* t,
   const bool selected = markSelected(src, t->flags, count, colours);
   // The polygon is a triangle strip; each vertex flags whether the edge
   // it starts lies on the outline, so that wireframe shows no diagonals.
-  // Made here and appended in one copy: a vertex at a time costs a
-  // capacity check each, which shows at millions of them.
-  DrawVertex made[3 * (kMaxPolygonPoints - 2)];
-  DrawVertex* v = made;
+  DrawVertex* v = triangles;
   forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
     setVertex(v++, corners[a].position, normals[a], colours[a],
               stripOutlineEdge(a, b, count), selected);
@@ -167,17 +166,30 @@ bool emitPolygon(const LayerSources& src, const Triangle* t,
     setVertex(v++, corners[c].position, normals[c], colours[c],
               stripOutlineEdge(c, a, count), selected);
   });
-  triangles->insert(triangles->end(), made, v);
   if (normalLength <= 0.0f) return selected;
   for (int32_t i = 0; i < count; ++i) {
     const float* p = corners[i].position;
     const float tip[3] = {p[0] + normals[i][0] * normalLength,
                           p[1] + normals[i][1] * normalLength,
                           p[2] + normals[i][2] * normalLength};
-    emitVertex(normalLines, p, normals[i], kNormalLineColour);
-    emitVertex(normalLines, tip, normals[i], kNormalLineColour);
+    setVertex(normalLines++, p, normals[i], kNormalLineColour, true, false);
+    setVertex(normalLines++, tip, normals[i], kNormalLineColour, true, false);
   }
   return selected;
+}
+
+bool emitPolygon(const LayerSources& src, const Triangle* t,
+                 const Corner* corners, const float (*normals)[3],
+                 float normalLength, std::vector<DrawVertex>* triangles,
+                 std::vector<DrawVertex>* normalLines) {
+  // Grown by the polygon at once: a vertex at a time costs a capacity
+  // check each, which shows at millions of them.
+  const size_t at = triangles->size(), lines = normalLines->size();
+  triangles->resize(at + 3 * static_cast<size_t>(t->count - 2));
+  if (normalLength > 0.0f)
+    normalLines->resize(lines + 2 * static_cast<size_t>(t->count));
+  return writePolygon(src, t, corners, normals, normalLength,
+                      triangles->data() + at, normalLines->data() + lines);
 }
 
 }  // namespace layer_parts
@@ -252,6 +264,80 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   smooth->index();
 }
 
+// Faces [begin, end) of the smoothing pass written where they go: a face's
+// vertices start at three per triangle of the faces before it, its normal
+// lines at two per corner before it. Returns the selected faces met.
+int32_t writeSmoothedFaces(const LayerSources& src, const float* positions,
+                           bool automatic, float normalLength, int32_t begin,
+                           int32_t end, LayerVertices* out) {
+  const SmoothScratch& smooth = out->smooth;
+  const KeyedTable* points = &src.model->points;
+  const KeyedTable* polygons = &src.layer->triangles;
+  Corner corners[kMaxPolygonPoints];
+  float normals[kMaxPolygonPoints][3];
+  int32_t selected = 0;
+  for (int32_t f = begin; f < end; ++f) {
+    const int32_t s = smooth.polygonSlots[f];
+    const Triangle* t = tableAt<Triangle>(polygons, s);
+    const int32_t cornersBefore = smooth.faceStart[f];
+    const int32_t* slots = &smooth.cornerSlots[cornersBefore];
+    for (int32_t i = 0; i < t->count; ++i) {
+      Corner& c = corners[i];
+      c.slot = slots[i];
+      c.number = t->points[i];
+      const float* p = positions != nullptr
+                           ? positions + 3 * static_cast<size_t>(c.slot)
+                           : &tableAt<Point>(points, c.slot)->x;
+      std::memcpy(c.position, p, sizeof c.position);
+    }
+    polygonNormals(src, corners, t->count, kNormalsStoredElseSmooth, automatic,
+                   [&](int32_t i, float n[3]) {
+                     return smooth.cornerNormal(f, corners[i].slot, n);
+                   },
+                   normals, &smooth.units[3 * static_cast<size_t>(f)]);
+    const PolygonPlace place = {
+        3 * (cornersBefore - 2 * f),
+        normalLength > 0.0f ? 2 * cornersBefore : 0};
+    out->places[s] = place;
+    if (writePolygon(src, t, corners, normals, normalLength,
+                     out->triangles.data() + place.triangles,
+                     out->normalLines.data() + place.normalLines))
+      ++selected;
+  }
+  return selected;
+}
+
+// The second pass when smoothing: the first resolved every drawn polygon
+// already, so its corners and face normals are taken instead of looking
+// the points up again. A big layer is split between two threads.
+void writeSmoothed(const LayerSources& src, const float* positions,
+                   bool automatic, float normalLength, LayerVertices* out) {
+  const SmoothScratch& smooth = out->smooth;
+  const int32_t faces = static_cast<int32_t>(smooth.polygonSlots.size());
+  const size_t corners = smooth.cornerSlots.size();
+  out->triangles.resize(3 * (corners - 2 * static_cast<size_t>(faces)));
+  if (normalLength > 0.0f) out->normalLines.resize(2 * corners);
+  auto write = [&](int32_t begin, int32_t end) {
+    return writeSmoothedFaces(src, positions, automatic, normalLength, begin,
+                              end, out);
+  };
+  constexpr int32_t kFacesForTwoThreads = 1 << 16;
+  if (faces >= kFacesForTwoThreads) {
+    const int32_t half = faces / 2;
+    int32_t laterSelected = 0;
+    try {
+      std::thread later([&] { laterSelected = write(half, faces); });
+      out->selectedItems += write(0, half);
+      later.join();
+      out->selectedItems += laterSelected;
+      return;
+    } catch (const std::system_error&) {
+      // No thread to be had: one does it all.
+    }
+  }
+  out->selectedItems += write(0, faces);
+}
+
 void buildPolygons(const LayerSources& src, const float* positions,
                    NormalMode mode, float normalLength, LayerVertices* out) {
   const Model* model = src.model;
@@ -265,43 +351,12 @@ void buildPolygons(const LayerSources& src, const float* positions,
   if (mode == kNormalsStoredElseSmooth)
     accumulateSmoothNormals(model, layer, positions, triangles, &out->smooth);
 
-  Corner corners[kMaxPolygonPoints];
-  float normals[kMaxPolygonPoints][3];
-  auto emit = [&](int32_t s, const Triangle* t) {
-    out->places[s] = {static_cast<int32_t>(out->triangles.size()),
-                      static_cast<int32_t>(out->normalLines.size())};
-    if (emitPolygon(src, t, corners, normals, normalLength, &out->triangles,
-                    &out->normalLines))
-      ++out->selectedItems;
-  };
   if (mode == kNormalsStoredElseSmooth) {
-    // The smoothing pass resolved every drawn polygon already: take its
-    // corners and face normals instead of looking the points up again.
-    const SmoothScratch& smooth = out->smooth;
-    const KeyedTable* points = &model->points;
-    const int32_t faces = static_cast<int32_t>(smooth.polygonSlots.size());
-    for (int32_t f = 0; f < faces; ++f) {
-      const int32_t s = smooth.polygonSlots[f];
-      const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-      const int32_t* slots = &smooth.cornerSlots[smooth.faceStart[f]];
-      for (int32_t i = 0; i < t->count; ++i) {
-        Corner& c = corners[i];
-        c.slot = slots[i];
-        c.number = t->points[i];
-        const float* p = positions != nullptr
-                             ? positions + 3 * static_cast<size_t>(c.slot)
-                             : &tableAt<Point>(points, c.slot)->x;
-        std::memcpy(c.position, p, sizeof c.position);
-      }
-      polygonNormals(src, corners, t->count, mode, automatic,
-                     [&](int32_t i, float n[3]) {
-                       return smooth.cornerNormal(f, corners[i].slot, n);
-                     },
-                     normals, &smooth.units[3 * static_cast<size_t>(f)]);
-      emit(s, t);
-    }
+    writeSmoothed(src, positions, automatic, normalLength, out);
     return;
   }
+  Corner corners[kMaxPolygonPoints];
+  float normals[kMaxPolygonPoints][3];
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
@@ -310,7 +365,11 @@ void buildPolygons(const LayerSources& src, const float* positions,
     if (!resolveCorners(model, positions, t->points, count, corners)) continue;
     polygonNormals(src, corners, count, mode, automatic,
                    [](int32_t, float*) { return false; }, normals);
-    emit(s, t);
+    out->places[s] = {static_cast<int32_t>(out->triangles.size()),
+                      static_cast<int32_t>(out->normalLines.size())};
+    if (emitPolygon(src, t, corners, normals, normalLength, &out->triangles,
+                    &out->normalLines))
+      ++out->selectedItems;
   }
 }
 
