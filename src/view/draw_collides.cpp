@@ -14,11 +14,8 @@ constexpr uint8_t kOutlineColour[4] = {255, 160, 0, 255};
 
 void segment(std::vector<DrawVertex>* out, const uint8_t colour[4], const float a[3],
              const float b[3]) {
-  for (const float* p : {a, b}) {
-    DrawVertex v = {{p[0], p[1], p[2]}, {0, 0, 1}, {colour[0], colour[1], colour[2], colour[3]},
-                    1, 0, {0, 0}};
-    out->push_back(v);
-  }
+  const float up[3] = {0, 0, 1};
+  for (const float* p : {a, b}) out->push_back(DrawVertex(p, up, colour, 1, 0));
 }
 
 // An arc of radius r from angle `from` to `to` (radians) in the plane of

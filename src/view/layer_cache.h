@@ -17,6 +17,17 @@
 #include "view/host_memory.h"
 
 struct DrawVertex {
+  // Left unset: layers of millions of vertices are sized first and then
+  // written, and clearing them first would cost a pass of its own.
+  DrawVertex() {}
+  DrawVertex(const float p[3], const float n[3], const uint8_t c[4],
+             uint8_t outlineEdge, uint8_t selectedCorner)
+      : position{p[0], p[1], p[2]},
+        normal{n[0], n[1], n[2]},
+        colour{c[0], c[1], c[2], c[3]},
+        outline(outlineEdge),
+        selected(selectedCorner),
+        unused{0, 0} {}
   float position[3];
   float normal[3];
   uint8_t colour[4];  // r g b a, 0..255

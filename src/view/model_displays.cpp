@@ -130,8 +130,9 @@ bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
 
 DrawVertex markerVertex(const ModelDisplay& md, const Point* p, int32_t slot,
                         const uint8_t colours[6]) {
-  DrawVertex v = {
-      {p->x, p->y, p->z}, {0.0f, 0.0f, 1.0f}, {0, 0, 0, 255}, 1, 0, {0, 0}};
+  const float at[3] = {p->x, p->y, p->z}, up[3] = {0.0f, 0.0f, 1.0f};
+  const uint8_t black[4] = {0, 0, 0, 255};
+  DrawVertex v(at, up, black, 1, 0);
   if (!md.posed.empty())
     std::memcpy(v.position, &md.posed[3 * static_cast<size_t>(slot)],
                 sizeof v.position);
