@@ -2,7 +2,11 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <new>
+#include <system_error>
+#include <thread>
 
 #include "model/geometry.h"
 #include "model/posing.h"
@@ -17,10 +21,11 @@ namespace {
 // polygons buildLayerVertices leaves out.
 template <class Visit>
 void forEachLayerTriangle(const Model* model, const Layer* layer,
-                          const float* positions, Visit visit) {
+                          const float* positions, Visit visit,
+                          int32_t beginSlot = 0, int32_t endSlot = INT32_MAX) {
   layer_parts::Corner corners[kMaxPolygonPoints];
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
+  for (int32_t s = tableNextSlot(&layer->triangles, beginSlot - 1);
+       s >= 0 && s < endSlot; s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
@@ -95,15 +100,51 @@ void buildLayerTexCoords(const Model* model, const Layer* layer,
     bySlot[2 * slot + 1] = uvee->v;
   }
   reserveLarge(out, 6 * layerStripTriangles(layer));
-  forEachLayerTriangle(model, layer, nullptr,
-                       [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
-                           const layer_parts::Corner& c) {
-                         for (const layer_parts::Corner* corner : {&a, &b, &c}) {
-                           const size_t slot = static_cast<size_t>(corner->slot);
-                           out->push_back(bySlot[2 * slot]);
-                           out->push_back(bySlot[2 * slot + 1]);
-                         }
-                       });
+  auto coordsOf = [&](int32_t begin, int32_t end, std::vector<float>* to) {
+    forEachLayerTriangle(
+        model, layer, nullptr,
+        [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
+            const layer_parts::Corner& c) {
+          for (const layer_parts::Corner* corner : {&a, &b, &c}) {
+            const size_t slot = static_cast<size_t>(corner->slot);
+            to->push_back(bySlot[2 * slot]);
+            to->push_back(bySlot[2 * slot + 1]);
+          }
+        },
+        begin, end);
+  };
+  // A big layer is done in two halves of its polygon table at once, the
+  // later half appended after.
+  const int32_t slots = layer->triangles.capacity;
+  constexpr int32_t kSlotsForTwoThreads = 1 << 16;
+  if (slots >= kSlotsForTwoThreads) {
+    std::vector<float> later;
+    bool laterFailed = false, failed = false;
+    std::thread second;
+    try {
+      second = std::thread([&] {
+        try {
+          reserveLarge(&later, out->capacity() / 2);
+          coordsOf(slots / 2, slots, &later);
+        } catch (const std::bad_alloc&) {
+          laterFailed = true;
+        }
+      });
+    } catch (const std::system_error&) {
+      coordsOf(0, slots, out);  // no thread to be had: one does it all
+      return;
+    }
+    try {
+      coordsOf(0, slots / 2, out);
+    } catch (const std::bad_alloc&) {
+      failed = true;
+    }
+    second.join();
+    if (failed || laterFailed) throw std::bad_alloc();
+    out->insert(out->end(), later.begin(), later.end());
+    return;
+  }
+  coordsOf(0, slots, out);
 }
 
 void buildLayerTangents(const Model* model, const Layer* layer,

@@ -102,6 +102,44 @@ TEST_F(LayerData, CoordinatesFollowTheTriangleVerticesOneForOne) {
   for (int i = 0; i < 18; ++i) EXPECT_FLOAT_EQ(uv[i], expected[i]) << i;
 }
 
+// A big layer's coordinates are made in two halves at once; the halves
+// must meet where the vertices do, gaps in the polygon table included.
+TEST_F(LayerData, CoordinatesOfABigLayerStillFollowItsVertices) {
+  addLayer(m, "big", 255, 0, 0, 1, 0, 0);
+  const int side = 260;  // 67,600 quads: two threads
+  for (int y = 0; y <= side; ++y)
+    for (int x = 0; x <= side; ++x)
+      addPoint(m, 10 + y * (side + 1) + x, static_cast<float>(x), static_cast<float>(y), 0);
+  TexturePixels nothing = {};
+  ASSERT_TRUE(addImage(m, "big", 1, "none", kImageDecal, kAxisX, kAxisY, 1.0f, &nothing));
+  for (int y = 0; y <= side; ++y)
+    for (int x = 0; x <= side; ++x)
+      ASSERT_TRUE(addUvee(m, "big", 1, 10 + y * (side + 1) + x, x * 0.001f, y * 0.002f));
+  std::vector<int32_t> ids;
+  for (int y = 0; y < side; ++y)
+    for (int x = 0; x < side; ++x) {
+      const int32_t a = 10 + y * (side + 1) + x;
+      const int32_t quad[4] = {a, a + 1, a + side + 1, a + side + 2};
+      ids.push_back(addTriangle(m, "big", 4, quad, 0));
+    }
+  for (size_t i = 7; i < ids.size(); i += 1001) ASSERT_TRUE(deleteTriangle(m, ids[i]));
+  Layer* layer = findLayer(m, "big");
+  std::vector<float> uv;
+  buildLayerTexCoords(m, layer, tableFindT<Image>(&layer->images, 1), &uv);
+  LayerVertices vertices;
+  const uint8_t selection[3] = {0, 0, 0};
+  buildLayerVertices(m, layer, nullptr, kNormalsStoredElseFace, 0.0f, selection, &vertices);
+  ASSERT_EQ(uv.size(), 2 * vertices.triangles.size());
+  size_t wrong = 0;
+  for (size_t i = 0; i < vertices.triangles.size(); ++i) {
+    const float* p = vertices.triangles[i].position;
+    if (uv[2 * i] != static_cast<int>(p[0]) * 0.001f ||
+        uv[2 * i + 1] != static_cast<int>(p[1]) * 0.002f)
+      ++wrong;
+  }
+  EXPECT_EQ(wrong, 0u);
+}
+
 TEST_F(LayerData, TangentsPointWhereUAndVGrowOrAnyWayAlongTheFace) {
   addLayer(m, "a", 255, 0, 0, 1, 0, 0);
   const int32_t tri[3] = {1, 2, 3};
