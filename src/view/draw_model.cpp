@@ -104,8 +104,23 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   LayerVertices& scratch = store->scratch;
   try {
     buildLayerVertices(model, layer, positions, mode, normalLength, selection,
-                       &scratch);
-    upload(store, &d->triangles, scratch.triangles);
+                       &scratch, true);
+    if (scratch.deferredTriangles > 0) {
+      // Written into the GL's memory unless a copy is kept on the host
+      // anyway: the selected polygons of a layer with images.
+      auto write = [&](DrawVertex* to) {
+        writeDeferredTriangles(model, layer, selection, &scratch, to);
+      };
+      const bool keep = scratch.selectedItems > 0 && tableCount(&layer->images) > 0;
+      if (keep ||
+          !uploadWritten(store, &d->triangles, scratch.deferredTriangles, write)) {
+        scratch.triangles.resize(scratch.deferredTriangles);
+        write(scratch.triangles.data());
+        upload(store, &d->triangles, scratch.triangles);
+      }
+    } else {
+      upload(store, &d->triangles, scratch.triangles);
+    }
     upload(store, &d->lines, scratch.lines);
     upload(store, &d->normals, scratch.normalLines);
   } catch (const std::bad_alloc&) {
@@ -121,7 +136,8 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   d->places.swap(scratch.places);
   std::memcpy(d->selection, selection, sizeof d->selection);
   // A big layer's arrays are not worth keeping on the host once uploaded.
-  if (scratch.triangles.capacity() > kKeptScratchVertices)
+  if (scratch.triangles.capacity() > kKeptScratchVertices ||
+      scratch.smooth.cornerSlots.capacity() > kKeptScratchVertices)
     scratch = LayerVertices();
   std::memcpy(d->name, layer->name, sizeof d->name);
   d->revision = layer->revision;

@@ -259,23 +259,23 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
     smooth->faceStart.push_back(
         static_cast<int32_t>(smooth->cornerSlots.size()));
     smooth->polygonSlots.push_back(s);
+    if (t->flags & kItemSelected) ++smooth->selectedFaces;
     for (int32_t i = 0; i < t->count; ++i) smooth->addCorner(corners[i].slot);
   }
   smooth->index();
 }
 
 // Faces [begin, end) of the smoothing pass written where they go: a face's
-// vertices start at three per triangle of the faces before it, its normal
-// lines at two per corner before it. Returns the selected faces met.
-int32_t writeSmoothedFaces(const LayerSources& src, const float* positions,
-                           bool automatic, float normalLength, int32_t begin,
-                           int32_t end, LayerVertices* out) {
+// vertices start at three per triangle of the faces before it in
+// `triangles`, its normal lines at two per corner before it.
+void writeSmoothedFaces(const LayerSources& src, const float* positions,
+                        bool automatic, float normalLength, int32_t begin,
+                        int32_t end, LayerVertices* out, DrawVertex* triangles) {
   const SmoothScratch& smooth = out->smooth;
   const KeyedTable* points = &src.model->points;
   const KeyedTable* polygons = &src.layer->triangles;
   Corner corners[kMaxPolygonPoints];
   float normals[kMaxPolygonPoints][3];
-  int32_t selected = 0;
   for (int32_t f = begin; f < end; ++f) {
     const int32_t s = smooth.polygonSlots[f];
     const Triangle* t = tableAt<Triangle>(polygons, s);
@@ -295,51 +295,57 @@ int32_t writeSmoothedFaces(const LayerSources& src, const float* positions,
                      return smooth.cornerNormal(f, corners[i].slot, n);
                    },
                    normals, &smooth.units[3 * static_cast<size_t>(f)]);
-    const PolygonPlace place = {
-        3 * (cornersBefore - 2 * f),
-        normalLength > 0.0f ? 2 * cornersBefore : 0};
-    out->places[s] = place;
-    if (writePolygon(src, t, corners, normals, normalLength,
-                     out->triangles.data() + place.triangles,
-                     out->normalLines.data() + place.normalLines))
-      ++selected;
+    const PolygonPlace& place = out->places[s];
+    writePolygon(src, t, corners, normals, normalLength,
+                 triangles + place.triangles,
+                 out->normalLines.data() + place.normalLines);
   }
-  return selected;
 }
 
 // The second pass when smoothing: the first resolved every drawn polygon
 // already, so its corners and face normals are taken instead of looking
 // the points up again. A big layer is split between two threads.
 void writeSmoothed(const LayerSources& src, const float* positions,
-                   bool automatic, float normalLength, LayerVertices* out) {
-  const SmoothScratch& smooth = out->smooth;
-  const int32_t faces = static_cast<int32_t>(smooth.polygonSlots.size());
-  const size_t corners = smooth.cornerSlots.size();
-  out->triangles.resize(3 * (corners - 2 * static_cast<size_t>(faces)));
-  if (normalLength > 0.0f) out->normalLines.resize(2 * corners);
+                   bool automatic, float normalLength, LayerVertices* out,
+                   DrawVertex* triangles) {
+  const int32_t faces = static_cast<int32_t>(out->smooth.polygonSlots.size());
   auto write = [&](int32_t begin, int32_t end) {
-    return writeSmoothedFaces(src, positions, automatic, normalLength, begin,
-                              end, out);
+    writeSmoothedFaces(src, positions, automatic, normalLength, begin, end,
+                       out, triangles);
   };
   constexpr int32_t kFacesForTwoThreads = 1 << 16;
   if (faces >= kFacesForTwoThreads) {
-    const int32_t half = faces / 2;
-    int32_t laterSelected = 0;
     try {
-      std::thread later([&] { laterSelected = write(half, faces); });
-      out->selectedItems += write(0, half);
+      std::thread later(write, faces / 2, faces);
+      write(0, faces / 2);
       later.join();
-      out->selectedItems += laterSelected;
       return;
     } catch (const std::system_error&) {
       // No thread to be had: one does it all.
     }
   }
-  out->selectedItems += write(0, faces);
+  write(0, faces);
+}
+
+// Where every smoothed face goes, its selection counted; the triangle
+// vertices are left to writeSmoothed.
+void placeSmoothed(float normalLength, LayerVertices* out) {
+  const SmoothScratch& smooth = out->smooth;
+  const int32_t faces = static_cast<int32_t>(smooth.polygonSlots.size());
+  for (int32_t f = 0; f < faces; ++f) {
+    const int32_t cornersBefore = smooth.faceStart[f];
+    out->places[smooth.polygonSlots[f]] = {
+        3 * (cornersBefore - 2 * f), normalLength > 0.0f ? 2 * cornersBefore : 0};
+  }
+  const size_t corners = smooth.cornerSlots.size();
+  out->deferredTriangles = 3 * (corners - 2 * static_cast<size_t>(faces));
+  if (normalLength > 0.0f) out->normalLines.resize(2 * corners);
+  out->selectedItems += smooth.selectedFaces;
 }
 
 void buildPolygons(const LayerSources& src, const float* positions,
-                   NormalMode mode, float normalLength, LayerVertices* out) {
+                   NormalMode mode, float normalLength, bool deferTriangles,
+                   LayerVertices* out) {
   const Model* model = src.model;
   const Layer* layer = src.layer;
   const size_t triangles = layerStripTriangles(layer);
@@ -352,7 +358,16 @@ void buildPolygons(const LayerSources& src, const float* positions,
     accumulateSmoothNormals(model, layer, positions, triangles, &out->smooth);
 
   if (mode == kNormalsStoredElseSmooth) {
-    writeSmoothed(src, positions, automatic, normalLength, out);
+    placeSmoothed(normalLength, out);
+    out->smoothed = {positions, automatic};
+    // Written now unless the caller asked to write them itself, and can:
+    // with normal lines to show they are written together.
+    if (!deferTriangles || normalLength > 0.0f) {
+      out->triangles.resize(out->deferredTriangles);
+      writeSmoothed(src, positions, automatic, normalLength, out,
+                    out->triangles.data());
+      out->deferredTriangles = 0;
+    }
     return;
   }
   Corner corners[kMaxPolygonPoints];
@@ -408,16 +423,25 @@ void buildLines(const LayerSources& src, const float* positions,
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
-                        LayerVertices* out) {
+                        LayerVertices* out, bool deferTriangles) {
   out->triangles.clear();
   out->lines.clear();
   out->normalLines.clear();
   out->openLineVertices = 0;
   out->selectedItems = 0;
+  out->deferredTriangles = 0;
 
   const LayerSources src = layerSources(model, layer, selection);
-  buildPolygons(src, positions, mode, normalLength, out);
+  buildPolygons(src, positions, mode, normalLength, deferTriangles, out);
   buildLines(src, positions, out);
+}
+
+void writeDeferredTriangles(const Model* model, const Layer* layer,
+                            const uint8_t selection[3], LayerVertices* built,
+                            DrawVertex* to) {
+  const LayerSources src = layerSources(model, layer, selection);
+  writeSmoothed(src, built->smoothed.positions, built->smoothed.automatic, 0.0f,
+                built, to);
 }
 
 

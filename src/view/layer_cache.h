@@ -87,6 +87,7 @@ struct SmoothScratch {
   // are so, and their corners skip the walk over the faces.
   std::vector<uint8_t> uniform;
   std::vector<float> unit;
+  int32_t selectedFaces = 0;
   uint32_t generation = 0;
 
   void begin(int32_t slots) {
@@ -105,6 +106,7 @@ struct SmoothScratch {
     faceStart.clear();
     polygonSlots.clear();
     touched.clear();
+    selectedFaces = 0;
   }
   void addCorner(int32_t slot) {
     cornerSlots.push_back(slot);
@@ -186,6 +188,13 @@ struct LayerVertices {
   int32_t selectedItems;
   std::vector<PolygonPlace> places;  // by slot of the layer's polygon table
   SmoothScratch smooth;  // working space, kept to reuse its arrays
+  // Triangle vertices placed but not yet written (see writeDeferredTriangles):
+  // `triangles` stays empty then.
+  size_t deferredTriangles = 0;
+  struct {
+    const float* positions;
+    bool automatic;
+  } smoothed = {nullptr, false};
 };
 
 // Runs of vertices rewritten in place: `count` from `first` of the
@@ -218,10 +227,21 @@ size_t layerStripTriangles(const Layer* layer);
 // `normalLength` 0 leaves normalLines empty. Every corner of a selected
 // polygon or line takes `selection` (r g b) instead of its own colour, and
 // keeps its alpha.
+// `deferTriangles` lets a smoothed layer without normal lines leave its
+// triangle vertices unwritten: `deferredTriangles` says how many, and
+// writeDeferredTriangles writes them wherever the caller wants them (the
+// GL's own memory, saving a copy of the biggest array the view makes).
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
-                        LayerVertices* out);
+                        LayerVertices* out, bool deferTriangles = false);
+
+// Writes the `built->deferredTriangles` vertices to `to`, as
+// buildLayerVertices would have; the model, layer and positions as they
+// were for it, `built` as it left it.
+void writeDeferredTriangles(const Model* model, const Layer* layer,
+                            const uint8_t selection[3], LayerVertices* built,
+                            DrawVertex* to);
 
 // After the points in `moved` (slots) moved, the vertices of the layer's
 // polygons that changed, as buildLayerVertices would now make them from

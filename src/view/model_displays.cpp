@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <new>
 
 #include "model/point_moves.h"
@@ -75,6 +76,37 @@ void upload(ModelDisplays* store, VertexRun* run,
     run->buffer = 0;
   }
   run->host = data;
+}
+
+bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
+                   const std::function<void(DrawVertex*)>& write) {
+  if (count == 0 || !haveBuffers() || glMapBufferRange == nullptr ||
+      glUnmapBuffer == nullptr)
+    return false;
+  for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
+  }
+  const GLsizeiptr bytes = static_cast<GLsizeiptr>(count * sizeof(DrawVertex));
+  if (run->buffer == 0) glGenBuffers(1, &run->buffer);
+  glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
+  glBufferData(GL_ARRAY_BUFFER, bytes, nullptr, GL_STATIC_DRAW);
+  void* to = glMapBufferRange(GL_ARRAY_BUFFER, 0, bytes,
+                              GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
+  bool written = false;
+  if (to != nullptr) {
+    write(static_cast<DrawVertex*>(to));
+    // False: the store was lost while mapped (a mode switch): write again.
+    written = glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
+  }
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  if (written && glGetError() == GL_NO_ERROR) {
+    run->host.clear();
+    run->host.shrink_to_fit();
+    run->count = static_cast<int32_t>(count);
+    return true;
+  }
+  store->doomed.push_back(run->buffer);
+  run->buffer = 0;
+  return false;
 }
 
 bool patchRun(VertexRun* run, const VertexPatch& patch) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <functional>
 #include <vector>
 
 #include "model/records.h"
@@ -98,6 +99,11 @@ void releaseById(ModelDisplays* store, int32_t id);
 void deleteDoomedBuffers(ModelDisplays* store);
 // Replaces the run's vertices, keeping its buffer name.
 void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
+// Replaces the run's vertices with `count` that `write` puts straight
+// into the GL's memory; false when the GL cannot hand it out (no buffers,
+// an error): then the run is empty and the vertices are to be uploaded.
+bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
+                   const std::function<void(DrawVertex*)>& write);
 // Rewrites vertices in place, run by run; false when a run lies outside.
 bool patchRun(VertexRun* run, const VertexPatch& patch);
 // After pure moves of stored points since the layer or the markers were
