@@ -85,9 +85,10 @@ void dropRun(FloatRun* run, std::vector<GLuint>* doomed) {
   run->host = std::vector<float>();
 }
 
-const FloatRun* coordsFor(const Model* model, const Layer* layer,
-                          int32_t number, const Image* image,
-                          LayerImageRuns* runs, std::vector<GLuint>* doomed) {
+const FloatRun* coordsFor(const ImageDraw& draw, const Model* model,
+                          const Layer* layer, int32_t number,
+                          const Image* image, LayerImageRuns* runs) {
+  std::vector<GLuint>* doomed = draw.doomed;
   if (runs->layerRevision != layer->revision ||
       runs->modelRevision != model->revision) {
     for (CoordRun& coords : runs->coords) dropRun(&coords.run, doomed);
@@ -99,9 +100,18 @@ const FloatRun* coordsFor(const Model* model, const Layer* layer,
     if (coords.image == number) return &coords.run;
   CoordRun coords;
   coords.image = number;
-  std::vector<float> data;
-  buildLayerTexCoords(model, layer, image, &data);
-  uploadFloats(std::move(data), &coords.run, doomed);
+  const size_t floats = 2 * static_cast<size_t>(draw.vertices);
+  if (draw.places == nullptr ||
+      !writeMappedBuffer(&coords.run.buffer, floats * sizeof(float),
+                         [&](void* to) {
+                           writeLayerTexCoords(model, layer, image, *draw.places,
+                                               static_cast<float*>(to));
+                         },
+                         doomed)) {
+    std::vector<float> data;
+    buildLayerTexCoords(model, layer, image, &data);
+    uploadFloats(std::move(data), &coords.run, doomed);
+  }
   runs->coords.push_back(std::move(coords));
   return &runs->coords.back().run;
 }
@@ -199,7 +209,7 @@ int32_t bindLayerImages(const ImageDraw& draw, const Model* model,
     if (role.lookup == kByCube && !cube) continue;
     const FloatRun* coords = nullptr;
     if (role.lookup == kByUvees) {
-      coords = coordsFor(model, layer, numbered.first, image, runs, draw.doomed);
+      coords = coordsFor(draw, model, layer, numbered.first, image, runs);
       if (empty(*coords)) continue;
     }
     const GLenum target = cube ? GL_TEXTURE_CUBE_MAP : GL_TEXTURE_2D;

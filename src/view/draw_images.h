@@ -34,6 +34,7 @@
 
 #include "model/records.h"
 #include "view/display_flags.h"
+#include "view/layer_cache.h"
 #include "view/textures.h"
 
 struct LayerProgram;
@@ -69,6 +70,10 @@ struct ImageDraw {
   const DisplayFlags* flags;
   const float* scene;  // the camera's matrix, column order
   bool mirrorHalf;
+  // Where the layer's polygons lie in its triangle vertices, and how many
+  // there are: texture coordinates are written straight into their buffer.
+  const std::vector<PolygonPlace>* places;
+  int32_t vertices;
 };
 
 // Binds the layer's images to texture units and combiners for the next

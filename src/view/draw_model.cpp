@@ -268,7 +268,9 @@ void drawLayerHalf(LayerDisplay& d, Layer* layer, DrawContext* ctx,
     const LayerProgram* program = nullptr;
     if (!outlines) {
       const ImageDraw images = {ctx->store->textures, &ctx->store->doomed,
-                                flags, ctx->scene, mirrorHalf};
+                                flags,      ctx->scene,
+                                mirrorHalf, &d.places,
+                                d.triangles.count};
       units = bindLayerImages(images, ctx->model, layer, &d.images, &fromEye);
       program = useProgram(d, layer, ctx);
     }

@@ -1,5 +1,6 @@
 #include "view/layer_uvs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <new>
 #include <system_error>
 #include <thread>
+#include <functional>
 
 #include "model/geometry.h"
 #include "model/posing.h"
@@ -82,13 +84,10 @@ void triangleFrame(const float p[3][3], const float* uv, float frame[6]) {
   }
 }
 
-}  // namespace
 
-void buildLayerTexCoords(const Model* model, const Layer* layer,
-                         const Image* image, std::vector<float>* out) {
-  out->clear();
-  // Spread by point slot first: the corners below find their points
-  // anyway, and a slot is cheaper to follow than a second key lookup.
+// The image's uvees spread by point slot: the corners find their points
+// anyway, and a slot is cheaper to follow than a second key lookup.
+std::vector<float> uveesBySlot(const Model* model, const Image* image) {
   const KeyedTable* uvees = &image->uvees;
   std::vector<float> bySlot(2 * static_cast<size_t>(model->points.capacity), 0.0f);
   for (int32_t s = tableNextSlot(uvees, -1); s >= 0; s = tableNextSlot(uvees, s)) {
@@ -99,6 +98,60 @@ void buildLayerTexCoords(const Model* model, const Layer* layer,
     bySlot[2 * slot] = uvee->u;
     bySlot[2 * slot + 1] = uvee->v;
   }
+  return bySlot;
+}
+
+// The coordinates of the placed polygons in slots [begin, end).
+void writePlacedCoords(const Model* model, const Layer* layer,
+                       const std::vector<float>& bySlot,
+                       const std::vector<PolygonPlace>& places, int32_t begin,
+                       int32_t end, float* to) {
+  const KeyedTable* polygons = &layer->triangles;
+  layer_parts::Corner corners[kMaxPolygonPoints];
+  end = std::min(end, static_cast<int32_t>(places.size()));
+  for (int32_t s = tableNextSlot(polygons, begin - 1); s >= 0 && s < end;
+       s = tableNextSlot(polygons, s)) {
+    if (places[static_cast<size_t>(s)].triangles < 0) continue;
+    const Triangle* t = tableAt<Triangle>(polygons, s);
+    if (!layer_parts::resolveCorners(model, nullptr, t->points, t->count, corners))
+      continue;
+    float* out = to + 2 * static_cast<size_t>(places[static_cast<size_t>(s)].triangles);
+    forEachStripIndex(t->count, [&](int32_t a, int32_t b, int32_t c) {
+      for (int32_t k : {a, b, c}) {
+        const size_t slot = static_cast<size_t>(corners[k].slot);
+        *out++ = bySlot[2 * slot];
+        *out++ = bySlot[2 * slot + 1];
+      }
+    });
+  }
+}
+
+}  // namespace
+
+void writeLayerTexCoords(const Model* model, const Layer* layer,
+                         const Image* image,
+                         const std::vector<PolygonPlace>& places, float* to) {
+  const std::vector<float> bySlot = uveesBySlot(model, image);
+  const int32_t slots = static_cast<int32_t>(places.size());
+  constexpr int32_t kSlotsForTwoThreads = 1 << 16;
+  if (slots >= kSlotsForTwoThreads) {
+    try {
+      std::thread later(writePlacedCoords, model, layer, std::cref(bySlot),
+                        std::cref(places), slots / 2, slots, to);
+      writePlacedCoords(model, layer, bySlot, places, 0, slots / 2, to);
+      later.join();
+      return;
+    } catch (const std::system_error&) {
+      // No thread to be had: one does it all.
+    }
+  }
+  writePlacedCoords(model, layer, bySlot, places, 0, slots, to);
+}
+
+void buildLayerTexCoords(const Model* model, const Layer* layer,
+                         const Image* image, std::vector<float>* out) {
+  out->clear();
+  const std::vector<float> bySlot = uveesBySlot(model, image);
   reserveLarge(out, 6 * layerStripTriangles(layer));
   auto coordsOf = [&](int32_t begin, int32_t end, std::vector<float>* to) {
     forEachLayerTriangle(

@@ -7,11 +7,19 @@
 #include <vector>
 
 #include "model/records.h"
+#include "view/layer_cache.h"
 
 // Two floats (u, v) per triangle vertex from the image's uvees (its own,
 // or the automatic ones the model keeps); a point without one gets 0 0.
 void buildLayerTexCoords(const Model* model, const Layer* layer,
                          const Image* image, std::vector<float>* out);
+
+// The same pairs written to `to` (two floats per vertex of the layer's
+// build), each polygon at the place `places` (from buildLayerVertices on
+// the layer as it is) gives it; polygons without a place are skipped.
+void writeLayerTexCoords(const Model* model, const Layer* layer,
+                         const Image* image,
+                         const std::vector<PolygonPlace>& places, float* to);
 
 // Six floats per triangle vertex: the unit tangent (where u grows) and
 // binormal (where v grows) of its triangle, from `positions` (three floats

@@ -78,35 +78,43 @@ void upload(ModelDisplays* store, VertexRun* run,
   run->host = data;
 }
 
-bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
-                   const std::function<void(DrawVertex*)>& write) {
-  if (count == 0 || !haveBuffers() || glMapBufferRange == nullptr ||
+bool writeMappedBuffer(GLuint* buffer, size_t bytes,
+                       const std::function<void(void*)>& write,
+                       std::vector<GLuint>* doomed) {
+  if (bytes == 0 || !haveBuffers() || glMapBufferRange == nullptr ||
       glUnmapBuffer == nullptr)
     return false;
   for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
   }
-  const GLsizeiptr bytes = static_cast<GLsizeiptr>(count * sizeof(DrawVertex));
-  if (run->buffer == 0) glGenBuffers(1, &run->buffer);
-  glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
-  glBufferData(GL_ARRAY_BUFFER, bytes, nullptr, GL_STATIC_DRAW);
-  void* to = glMapBufferRange(GL_ARRAY_BUFFER, 0, bytes,
+  const GLsizeiptr size = static_cast<GLsizeiptr>(bytes);
+  if (*buffer == 0) glGenBuffers(1, buffer);
+  glBindBuffer(GL_ARRAY_BUFFER, *buffer);
+  glBufferData(GL_ARRAY_BUFFER, size, nullptr, GL_STATIC_DRAW);
+  void* to = glMapBufferRange(GL_ARRAY_BUFFER, 0, size,
                               GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
   bool written = false;
   if (to != nullptr) {
-    write(static_cast<DrawVertex*>(to));
+    write(to);
     // False: the store was lost while mapped (a mode switch): write again.
     written = glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
   }
   glBindBuffer(GL_ARRAY_BUFFER, 0);
-  if (written && glGetError() == GL_NO_ERROR) {
-    run->host.clear();
-    run->host.shrink_to_fit();
-    run->count = static_cast<int32_t>(count);
-    return true;
-  }
-  store->doomed.push_back(run->buffer);
-  run->buffer = 0;
+  if (written && glGetError() == GL_NO_ERROR) return true;
+  doomed->push_back(*buffer);
+  *buffer = 0;
   return false;
+}
+
+bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
+                   const std::function<void(DrawVertex*)>& write) {
+  if (!writeMappedBuffer(&run->buffer, count * sizeof(DrawVertex),
+                         [&](void* to) { write(static_cast<DrawVertex*>(to)); },
+                         &store->doomed))
+    return false;
+  run->host.clear();
+  run->host.shrink_to_fit();
+  run->count = static_cast<int32_t>(count);
+  return true;
 }
 
 bool patchRun(VertexRun* run, const VertexPatch& patch) {

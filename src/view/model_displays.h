@@ -99,6 +99,12 @@ void releaseById(ModelDisplays* store, int32_t id);
 void deleteDoomedBuffers(ModelDisplays* store);
 // Replaces the run's vertices, keeping its buffer name.
 void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
+// Gives the buffer (made when 0) `bytes` of new storage that `write`
+// fills through a mapping; false when the GL cannot hand it out (no
+// buffers, no mapping, an error): the buffer is then doomed and 0.
+bool writeMappedBuffer(GLuint* buffer, size_t bytes,
+                       const std::function<void(void*)>& write,
+                       std::vector<GLuint>* doomed);
 // Replaces the run's vertices with `count` that `write` puts straight
 // into the GL's memory; false when the GL cannot hand it out (no buffers,
 // an error): then the run is empty and the vertices are to be uploaded.
