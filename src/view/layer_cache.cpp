@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <new>
 #include <system_error>
 #include <thread>
 
@@ -233,6 +234,44 @@ void SmoothScratch::findUniform() {
 
 namespace {
 
+// What the smoothing pass gathers of a run of the polygon table, in the
+// names SmoothScratch keeps them by.
+struct GatheredFaces {
+  std::vector<float> normals, units;
+  std::vector<int32_t> cornerSlots, faceStart, polygonSlots;
+  int32_t selectedFaces = 0;
+};
+
+// The drawn polygons in slots [begin, end): each one's normal (twice its
+// area long), unit normal, point slots, where its corners start and its
+// slot, appended to `into`.
+template <class Faces>
+void gatherFaces(const Model* model, const Layer* layer, const float* positions,
+                 int32_t begin, int32_t end, Faces* into) {
+  Corner corners[kMaxPolygonPoints];
+  for (int32_t s = tableNextSlot(&layer->triangles, begin - 1); s >= 0 && s < end;
+       s = tableNextSlot(&layer->triangles, s)) {
+    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
+    if (t->count < 3 || t->count > kMaxPolygonPoints) continue;
+    if (!resolveCorners(model, positions, t->points, t->count, corners))
+      continue;
+    float n[3];
+    stripNormal(corners, t->count, n);
+    into->normals.insert(into->normals.end(), n, n + 3);
+    normalise(n);
+    into->units.insert(into->units.end(), n, n + 3);
+    into->faceStart.push_back(static_cast<int32_t>(into->cornerSlots.size()));
+    into->polygonSlots.push_back(s);
+    if (t->flags & kItemSelected) ++into->selectedFaces;
+    for (int32_t i = 0; i < t->count; ++i) into->cornerSlots.push_back(corners[i].slot);
+  }
+}
+
+template <class T>
+void append(std::vector<T>* to, const std::vector<T>& from) {
+  to->insert(to->end(), from.begin(), from.end());
+}
+
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
                              const float* positions, size_t triangles,
                              SmoothScratch* smooth) {
@@ -244,24 +283,44 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   reserveLarge(&smooth->cornerSlots, triangles + 2 * faces);
   reserveLarge(&smooth->faceStart, faces);
   reserveLarge(&smooth->polygonSlots, faces);
-  Corner corners[kMaxPolygonPoints];
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
-    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    if (t->count < 3 || t->count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(model, positions, t->points, t->count, corners))
-      continue;
-    float n[3];
-    stripNormal(corners, t->count, n);
-    smooth->normals.insert(smooth->normals.end(), n, n + 3);
-    normalise(n);
-    smooth->units.insert(smooth->units.end(), n, n + 3);
-    smooth->faceStart.push_back(
-        static_cast<int32_t>(smooth->cornerSlots.size()));
-    smooth->polygonSlots.push_back(s);
-    if (t->flags & kItemSelected) ++smooth->selectedFaces;
-    for (int32_t i = 0; i < t->count; ++i) smooth->addCorner(corners[i].slot);
+  // A big layer is gathered in two halves of its table at once, the later
+  // half appended after.
+  const int32_t slots = layer->triangles.capacity;
+  constexpr int32_t kSlotsForTwoThreads = 1 << 16;
+  bool gathered = false;
+  if (slots >= kSlotsForTwoThreads) {
+    GatheredFaces later;
+    bool laterFailed = false, failed = false;
+    std::thread second;
+    try {
+      second = std::thread([&] {
+        try {
+          gatherFaces(model, layer, positions, slots / 2, slots, &later);
+        } catch (const std::bad_alloc&) {
+          laterFailed = true;
+        }
+      });
+      try {
+        gatherFaces(model, layer, positions, 0, slots / 2, smooth);
+      } catch (const std::bad_alloc&) {
+        failed = true;
+      }
+      second.join();
+      if (failed || laterFailed) throw std::bad_alloc();
+      const int32_t before = static_cast<int32_t>(smooth->cornerSlots.size());
+      for (int32_t& start : later.faceStart) start += before;
+      append(&smooth->normals, later.normals);
+      append(&smooth->units, later.units);
+      append(&smooth->cornerSlots, later.cornerSlots);
+      append(&smooth->faceStart, later.faceStart);
+      append(&smooth->polygonSlots, later.polygonSlots);
+      smooth->selectedFaces += later.selectedFaces;
+      gathered = true;
+    } catch (const std::system_error&) {
+      // No thread to be had: one does it all.
+    }
   }
+  if (!gathered) gatherFaces(model, layer, positions, 0, slots, smooth);
   smooth->index();
 }
 

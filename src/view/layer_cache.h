@@ -108,18 +108,17 @@ struct SmoothScratch {
     touched.clear();
     selectedFaces = 0;
   }
-  void addCorner(int32_t slot) {
-    cornerSlots.push_back(slot);
-    if (stamp[slot] != generation) {
-      stamp[slot] = generation;
-      count[slot] = 0;
-      touched.push_back(slot);
-    }
-    ++count[slot];
-  }
   // Groups the faces by slot once every face is in, and finds the slots
   // whose corners all share a normal.
   void index() {
+    for (int32_t slot : cornerSlots) {
+      if (stamp[slot] != generation) {
+        stamp[slot] = generation;
+        count[slot] = 0;
+        touched.push_back(slot);
+      }
+      ++count[slot];
+    }
     int32_t running = 0;
     for (int32_t slot : touched) {
       first[slot] = running;
