@@ -7,6 +7,7 @@
 #include <new>
 
 #include "model/point_moves.h"
+#include "view/host_memory.h"
 
 bool haveBuffers() {
   return glGenBuffers != nullptr && glBindBuffer != nullptr &&
@@ -94,6 +95,9 @@ bool writeMappedBuffer(GLuint* buffer, size_t bytes,
                               GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
   bool written = false;
   if (to != nullptr) {
+    // Often fresh pages of the driver's: large ones fault far less often
+    // (a hint the system ignores for memory that cannot take it).
+    adviseLargePages(to, bytes);
     write(to);
     // False: the store was lost while mapped (a mode switch): write again.
     written = glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
