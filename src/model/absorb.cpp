@@ -391,7 +391,11 @@ bool moveImages(Model* model, Layer* from, Layer* to, const KeyedTable* map,
 void moveTable(KeyedTable* from, KeyedTable* to) {
   tableRelease(to);
   *to = *from;
-  tableInit(from, from->elementSize, static_cast<TableKind>(from->kind));
+  if (from->sequential) {
+    tableInitSequential(from, from->elementSize);
+  } else {
+    tableInit(from, from->elementSize, static_cast<TableKind>(from->kind));
+  }
 }
 
 bool absorbLayer(Model* model, const Child* child, Layer* from,

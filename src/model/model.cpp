@@ -89,12 +89,12 @@ void initImageTables(Image* image) {
 
 void initLayerTables(Layer* layer) {
   tableInit(&layer->namedTexts, kNamedTextBytes, kStringKeyed);
-  tableInit(&layer->triangles, sizeof(Triangle), kIntKeyed);
-  tableInit(&layer->lines, sizeof(Line), kIntKeyed);
+  tableInitSequential(&layer->triangles, sizeof(Triangle));
+  tableInitSequential(&layer->lines, sizeof(Line));
   tableInit(&layer->images, sizeof(Image), kIntKeyed);
-  tableInit(&layer->colours, sizeof(Colour), kIntKeyed);
-  tableInit(&layer->normals, sizeof(VectorEntry), kIntKeyed);
-  tableInit(&layer->surface, sizeof(VectorEntry), kIntKeyed);
+  tableInitSequential(&layer->colours, sizeof(Colour));
+  tableInitSequential(&layer->normals, sizeof(VectorEntry));
+  tableInitSequential(&layer->surface, sizeof(VectorEntry));
   tableInit(&layer->shaders, sizeof(ShaderEntry), kStringKeyed);
   tableInit(&layer->vertexCache[0], 12, kIntKeyed);
   tableInit(&layer->vertexCache[1], 12, kIntKeyed);
@@ -131,10 +131,10 @@ Model* createModel(Model* parent, const char* path, const char* directory) {
   model->version = 2.0f;
   std::memcpy(model->directory, directory ? directory : path, directoryLength);
   std::memcpy(model->name, base, nameLength);
-  tableInit(&model->points, sizeof(Point), kIntKeyed);
-  tableInit(&model->colours, sizeof(Colour), kIntKeyed);
-  tableInit(&model->normals, sizeof(VectorEntry), kIntKeyed);
-  tableInit(&model->surface, sizeof(VectorEntry), kIntKeyed);
+  tableInitSequential(&model->points, sizeof(Point));
+  tableInitSequential(&model->colours, sizeof(Colour));
+  tableInitSequential(&model->normals, sizeof(VectorEntry));
+  tableInitSequential(&model->surface, sizeof(VectorEntry));
   tableInit(&model->joints, sizeof(Joint), kStringKeyed);
   tableInit(&model->layers, sizeof(Layer), kStringKeyed);
   tableInit(&model->children, sizeof(Child), kIntKeyed);
