@@ -214,7 +214,7 @@ void printDocumentMemory(const std::vector<DocumentMemory>& memory) {
   row("MB", [&](const DocumentMemory& m) { return total(m) / 1e6; });
   row("floor MB", [&](const DocumentMemory& m) { return floor(m) / 1e6; });
   row("ratio to floor", [&](const DocumentMemory& m) { return total(m) / floor(m); });
-  row("build ms", [](const DocumentMemory& m) { return m.buildMs; });
+  row("build ms, best of 2", [](const DocumentMemory& m) { return m.buildMs; });
 }
 
 void measure(int n, Row rows[kRows], Memory* built, Memory* edited,
@@ -239,7 +239,9 @@ void measure(int n, Row rows[kRows], Memory* built, Memory* edited,
     freeModel(m);
   }
   {
+    const Clock::time_point t0 = Clock::now();
     Grid g = buildGrid(n, 1);
+    document->buildMs = std::min(document->buildMs, usSince(t0) / 1e3);
     Model* m = g.model;
     const int limit = std::max(10, g.points / 10);
     const std::vector<int32_t> pick = shuffledNumbers(g.points, 1);

@@ -446,8 +446,8 @@ void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
       const Line* line = tableAt<Line>(lines, s);
       for (int32_t i = 0; i + 1 < line->count; ++i) {
         const uint32_t ends[2] = {
-            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], line->points[i])),
-            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], line->points[i + 1]))};
+            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], polygonPoints(line)[i])),
+            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], polygonPoints(line)[i + 1]))};
         put(ends, 8);
       }
     }

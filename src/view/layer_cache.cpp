@@ -182,7 +182,7 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     if (t->count < 3 || t->count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(model, positions, t->points, t->count, corners))
+    if (!resolveCorners(model, positions, polygonPoints(t), t->count, corners))
       continue;
     float n[3];
     stripNormal(corners, t->count, n);
@@ -222,7 +222,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(model, positions, t->points, count, corners)) continue;
+    if (!resolveCorners(model, positions, polygonPoints(t), count, corners)) continue;
     ++faceNumber;
     polygonNormals(src, corners, count, mode, automatic,
                    [&](int32_t i, float n[3]) {
@@ -249,7 +249,7 @@ void buildLines(const LayerSources& src, const float* positions,
     const Line* l = tableAt<Line>(&layer->lines, s);
     const int32_t count = l->count;
     if (count < 2 || count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(src.model, positions, l->points, count, corners))
+    if (!resolveCorners(src.model, positions, polygonPoints(l), count, corners))
       continue;
     for (int32_t i = 0; i < count; ++i)
       cornerColour(src, corners[i].number, colours[i]);

@@ -23,7 +23,7 @@ void forEachLayerTriangle(const Model* model, const Layer* layer,
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
-    if (!layer_parts::resolveCorners(model, positions, t->points, count, corners))
+    if (!layer_parts::resolveCorners(model, positions, polygonPoints(t), count, corners))
       continue;
     forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
       visit(corners[a], corners[b], corners[c]);
