@@ -366,7 +366,9 @@ TEST_F(PolygonCorners, ExportCopyKeepsLongPolygonsAfterTheOriginalGoes) {
   }
   const Layer* a = findLayer(copy, "a");
   const Triangle* t[3];
-  for (int i = 0; i < 3; ++i) ASSERT_NE(t[i] = tableFindT<Triangle>(&a->triangles, ids[i]), nullptr);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_NE(t[i] = tableFindT<Triangle>(&a->triangles, ids[i]), nullptr);
+  }
   const Line* l = tableFindT<Line>(&a->lines, ids[3]);
   ASSERT_NE(l, nullptr);
   EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[0]), polygonPoints(t[0]) + 3),
