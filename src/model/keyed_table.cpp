@@ -373,6 +373,8 @@ bool growSlots(KeyedTable* t) {
 // The lowest slot not in use, which is highWater when none below it is
 // free, or capacity when the table is full.
 int32_t lowestFree(const KeyedTable* t) {
+  // No hole below highWater: the common case of a table filled in turn.
+  if (t->count == t->highWater) return t->highWater;
   const size_t words = wordsFor(t->capacity);
   const size_t groups = wordsFor(static_cast<int32_t>(words));
   for (size_t g = static_cast<size_t>(t->freeHint); g < groups; ++g) {
