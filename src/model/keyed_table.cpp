@@ -314,7 +314,10 @@ bool leaveSequence(KeyedTable* t) {
 }
 
 // Slot of an int key in either index, or -1.
-int32_t findIntSlot(const KeyedTable* t, int32_t key) {
+// Inlined whole into the finds: left to itself the compiler kept only the
+// sequence case inline and called out for the direct one.
+__attribute__((always_inline)) inline int32_t findIntSlot(const KeyedTable* t,
+                                                          int32_t key) {
   if (t->inSequence) return sequenceSlot(t, key);
   if (directMode(t)) {
     const int64_t d = directOffset(t, key);
