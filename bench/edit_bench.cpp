@@ -10,7 +10,10 @@
 // an index built on first use shows there. Targets are drawn at random
 // with a fixed seed, different for every operation of a row. Last, the
 // memory of the indexes, per point and per triangle: on the grid as built,
-// and as the grid rows left it (their edits grow the arrays).
+// and as the grid rows left it (their edits grow the arrays); and the heap
+// the document itself takes, measured around building the grid before any
+// index is asked for, against a floor of 12 bytes per point (x y z) and 12
+// per triangle (three point numbers), with the time the build took.
 //
 // Rows:
 //   delete point         deletePoint of an existing point (and its polygons)
@@ -33,6 +36,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <malloc.h>
 #include <random>
 #include <vector>
 
@@ -52,8 +56,16 @@ double usSince(Clock::time_point t0) {
   return std::chrono::duration<double, std::micro>(Clock::now() - t0).count();
 }
 
+// Bytes the process holds from malloc: the main arena's chunks in use and
+// the blocks mapped on their own.
+size_t heapBytes() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
 struct Grid {
   Model* model = nullptr;
+  size_t heapAfterPoints = 0;  // heapBytes() once the points are in
   int side = 0;
   int32_t points = 0;
   std::vector<int32_t> triangleIds;
@@ -74,6 +86,7 @@ Grid buildGrid(int n, int layers) {
     }
   }
   g.points = (side + 1) * (side + 1);
+  g.heapAfterPoints = heapBytes();
   std::vector<Layer*> made;
   char name[32];
   for (int l = 0; l < layers; ++l) {
@@ -171,10 +184,54 @@ void printMemory(const char* title, const std::vector<Memory>& memory) {
   }
 }
 
-void measure(int n, Row rows[kRows], Memory* built, Memory* edited) {
+struct DocumentMemory {
+  int32_t points = 0;
+  int64_t triangles = 0;
+  size_t pointBytes = 0;  // the model and its points
+  size_t triangleBytes = 0;  // the layer and its triangles
+  double buildMs = 0.0;
+};
+
+void printDocumentMemory(const std::vector<DocumentMemory>& memory) {
+  std::printf("\ndocument memory as built (no index), bytes\n");
+  auto row = [&](const char* name, auto value) {
+    std::printf("%-22s", name);
+    for (const DocumentMemory& m : memory) std::printf(" %11.1f", value(m));
+    std::printf("\n");
+  };
+  const auto floor = [](const DocumentMemory& m) {
+    return 12.0 * m.points + 12.0 * static_cast<double>(m.triangles);
+  };
+  const auto total = [](const DocumentMemory& m) {
+    return static_cast<double>(m.pointBytes + m.triangleBytes);
+  };
+  row("per point", [](const DocumentMemory& m) {
+    return static_cast<double>(m.pointBytes) / m.points;
+  });
+  row("per triangle", [](const DocumentMemory& m) {
+    return static_cast<double>(m.triangleBytes) / static_cast<double>(m.triangles);
+  });
+  row("MB", [&](const DocumentMemory& m) { return total(m) / 1e6; });
+  row("floor MB", [&](const DocumentMemory& m) { return floor(m) / 1e6; });
+  row("ratio to floor", [&](const DocumentMemory& m) { return total(m) / floor(m); });
+  row("build ms, best of 2", [](const DocumentMemory& m) { return m.buildMs; });
+}
+
+void measure(int n, Row rows[kRows], Memory* built, Memory* edited,
+             DocumentMemory* document) {
   {
+    const size_t before = heapBytes();
+    const Clock::time_point t0 = Clock::now();
     Grid g = buildGrid(n, 1);
+    document->buildMs = usSince(t0) / 1e3;
+    std::vector<int32_t>().swap(g.triangleIds);  // the bench's, not the document's
     Model* m = g.model;
+    const DocumentIndexBytes index = documentIndexBytes(m);
+    document->pointBytes = g.heapAfterPoints - before;
+    document->triangleBytes = heapBytes() - g.heapAfterPoints - index.positions -
+                              index.numbers - index.polygons - index.lists;
+    document->points = tableCount(&m->points);
+    document->triangles = tableCount(&findLayer(m, "band0")->triangles);
     positionsOf(m);
     numbersOf(m);
     polygonsOf(m);
@@ -182,7 +239,9 @@ void measure(int n, Row rows[kRows], Memory* built, Memory* edited) {
     freeModel(m);
   }
   {
+    const Clock::time_point t0 = Clock::now();
     Grid g = buildGrid(n, 1);
+    document->buildMs = std::min(document->buildMs, usSince(t0) / 1e3);
     Model* m = g.model;
     const int limit = std::max(10, g.points / 10);
     const std::vector<int32_t> pick = shuffledNumbers(g.points, 1);
@@ -248,9 +307,10 @@ int main(int argc, char** argv) {
   if (sizes.empty()) sizes = {1000, 10000, 100000, 1000000};
   std::vector<std::vector<Row>> table;
   std::vector<Memory> built(sizes.size()), edited(sizes.size());
+  std::vector<DocumentMemory> document(sizes.size());
   for (size_t c = 0; c < sizes.size(); ++c) {
     std::vector<Row> rows(kRows);
-    measure(sizes[c], rows.data(), &built[c], &edited[c]);
+    measure(sizes[c], rows.data(), &built[c], &edited[c], &document[c]);
     table.push_back(rows);
   }
 
@@ -272,5 +332,6 @@ int main(int argc, char** argv) {
   }
   printMemory("index memory as built", built);
   printMemory("index memory after the grid rows", edited);
+  printDocumentMemory(document);
   return 0;
 }

@@ -82,7 +82,8 @@ aiScene* sceneOf(const Model* m) {
     aiFace& face = mesh->mFaces[f++];
     face.mNumIndices = 3;
     face.mIndices = new unsigned[3];
-    for (int k = 0; k < 3; ++k) face.mIndices[k] = static_cast<unsigned>(t->points[k] - 1);
+    const int32_t* corners = polygonPoints(t);
+    for (int k = 0; k < 3; ++k) face.mIndices[k] = static_cast<unsigned>(corners[k] - 1);
   });
   return scene;
 }
@@ -182,7 +183,8 @@ double documentFloor(const Model* from) {
   tableForEach<const Layer>(&from->layers, [&](const Layer* layer, int32_t) {
     Part part{layer->name, {}};
     tableForEach<const Triangle>(&layer->triangles, [&](const Triangle* t, int32_t) {
-      if (t->count == 3) part.corners.insert(part.corners.end(), t->points, t->points + 3);
+      const int32_t* corners = polygonPoints(t);
+      if (t->count == 3) part.corners.insert(part.corners.end(), corners, corners + 3);
     });
     parts.push_back(std::move(part));
   });

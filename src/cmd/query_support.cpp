@@ -27,7 +27,7 @@ void addUsedPoints(const KeyedTable* table, KeyedTable* seen) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0;
        s = tableNextSlot(table, s)) {
     const T* item = tableAt<T>(table, s);
-    for (int i = 0; i < item->count; ++i) tableInsert(seen, item->points[i]);
+    for (int i = 0; i < item->count; ++i) tableInsert(seen, polygonPoints(item)[i]);
   }
 }
 

@@ -444,10 +444,11 @@ void writeMesh(TextOut* out, const GlbPlan& plan, const GlbMesh& m,
     const KeyedTable* lines = &m.layer->lines;
     for (int32_t s = tableNextSlot(lines, -1); s >= 0; s = tableNextSlot(lines, s)) {
       const Line* line = tableAt<Line>(lines, s);
+      const int32_t* corners = polygonPoints(line);
       for (int32_t i = 0; i + 1 < line->count; ++i) {
         const uint32_t ends[2] = {
-            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], line->points[i])),
-            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], line->points[i + 1]))};
+            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], corners[i])),
+            base + static_cast<uint32_t>(halfPointIndex(views[h], points[h], corners[i + 1]))};
         put(ends, 8);
       }
     }

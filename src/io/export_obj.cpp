@@ -218,7 +218,7 @@ struct ObjWriter {
       tableForEach<const Line>(lines, [&](const Line* line, int32_t) {
         outLiteral(out, "l ");
         for (int32_t i = 0; i < line->count; ++i) {
-          outInt(out, vertex(line->points[i]));
+          outInt(out, vertex(polygonPoints(line)[i]));
           outChar(out, ' ');
         }
         outChar(out, '\n');

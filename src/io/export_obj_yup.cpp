@@ -148,7 +148,7 @@ struct ObjYUpWriter {
       for (int32_t i = 0; i < line->count; ++i) {
         outChar(obj, ' ');
         outInt(obj, static_cast<int32_t>(
-                        base[half] + halfPointIndex(v, p, line->points[i]) + 1));
+                        base[half] + halfPointIndex(v, p, polygonPoints(line)[i]) + 1));
       }
       outChar(obj, '\n');
     }

@@ -52,7 +52,7 @@ bool anyCorner(const KeyedTable* table, const KeyedTable* a,
        s = tableNextSlot(table, s)) {
     const Polygon* p = tableAt<Polygon>(table, s);
     for (int32_t i = 0; i < p->count; ++i) {
-      if ((a && tableFind(a, p->points[i])) || (b && tableFind(b, p->points[i])))
+      if ((a && tableFind(a, polygonPoints(p)[i])) || (b && tableFind(b, polygonPoints(p)[i])))
         return true;
     }
   }
@@ -346,7 +346,7 @@ bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
        s = tableNextSlot(polygons, s)) {
     const Triangle* t = tableAt<Triangle>(polygons, s);
     if (t->count < 3) continue;
-    for (int32_t i = 0; i < t->count; ++i) take(t->points[i]);
+    for (int32_t i = 0; i < t->count; ++i) take(polygonPoints(t)[i]);
   }
   if (lines) {
     const KeyedTable* table = &v.layer->lines;
@@ -354,7 +354,7 @@ bool collectHalfPoints(const HalfView& v, bool lines, HalfPoints* out) {
          s = tableNextSlot(table, s)) {
       const Line* line = tableAt<Line>(table, s);
       if (line->count < 2) continue;
-      for (int32_t i = 0; i < line->count; ++i) take(line->points[i]);
+      for (int32_t i = 0; i < line->count; ++i) take(polygonPoints(line)[i]);
     }
   }
   if (missing != 0) {

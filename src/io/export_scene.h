@@ -124,11 +124,11 @@ void forEachHalfTriangle(const HalfView& v, Visit visit) {
     if (t->count < 3) continue;
     int32_t slot[2] = {0, 1};
     for (int32_t i = 2; i < t->count; ++i) {
-      const int32_t a = t->points[slot[0]], b = t->points[slot[1]];
+      const int32_t a = polygonPoints(t)[slot[0]], b = polygonPoints(t)[slot[1]];
       if (v.turned) {
-        visit(b, a, t->points[i]);
+        visit(b, a, polygonPoints(t)[i]);
       } else {
-        visit(a, b, t->points[i]);
+        visit(a, b, polygonPoints(t)[i]);
       }
       slot[(i - 2) & 1] = i;
     }

@@ -48,7 +48,7 @@ void forEachLayerTriangle(const Layer* layer, Visit visit) {
   for (int32_t s = tableNextSlot(polygons, -1); s >= 0;
        s = tableNextSlot(polygons, s)) {
     const Triangle* t = tableAt<Triangle>(polygons, s);
-    forEachStripTriangle(t->points, t->count, visit);
+    forEachStripTriangle(polygonPoints(t), t->count, visit);
   }
 }
 

@@ -184,9 +184,9 @@ bool markPoints(const Model* model, const KeyedTable* items, Mesh* mesh) {
        s = tableNextSlot(items, s)) {
     const T* item = tableAt<T>(items, s);
     for (int32_t i = 0; i < item->count; ++i) {
-      const int32_t slot = tablePosition(&model->points, item->points[i], false);
+      const int32_t slot = tablePosition(&model->points, polygonPoints(item)[i], false);
       if (slot < 0) {
-        lastErrorReportf("could not find: point %d", item->points[i]);
+        lastErrorReportf("could not find: point %d", polygonPoints(item)[i]);
         return false;
       }
       if (mesh->vertexOfSlot[slot] == -1) {

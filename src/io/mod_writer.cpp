@@ -118,7 +118,7 @@ void polygonTable(TextOut* out, const KeyedTable* table) {
     outInt(out, item->kind);
     outChar(out, ' ');
     for (int i = 0; i < item->count; ++i) {
-      outInt(out, item->points[i]);
+      outInt(out, polygonPoints(item)[i]);
       outChar(out, ' ');
     }
     outChar(out, '\n');

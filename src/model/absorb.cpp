@@ -225,13 +225,13 @@ bool placePoints(Model* model, const Child* child, KeyedTable* map) {
          s = tableNextSlot(&layer->triangles, s)) {
       const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
       for (int32_t i = 0; i < t->count; ++i)
-        if (!reflect(t->points[i])) return false;
+        if (!reflect(polygonPoints(t)[i])) return false;
     }
     for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0;
          s = tableNextSlot(&layer->lines, s)) {
       const Line* line = tableAt<Line>(&layer->lines, s);
       for (int32_t i = 0; i < line->count; ++i)
-        if (!reflect(line->points[i])) return false;
+        if (!reflect(polygonPoints(line)[i])) return false;
     }
   }
   return true;
@@ -251,7 +251,7 @@ bool copyPolygons(Model* model, Layer* layer, const KeyedTable* table,
     for (int pass = 0; pass < (axis == kAxisNone ? 1 : 2); ++pass) {
       bool complete = true;
       for (int32_t i = 0; i < count; ++i) {
-        points[i] = mapped(map, polygon->points[i], pass == 1 ? axis : 0);
+        points[i] = mapped(map, polygonPoints(polygon)[i], pass == 1 ? axis : 0);
         complete = complete && points[i] != 0;
       }
       if (!complete) continue;  // names a point the child does not have
@@ -333,7 +333,7 @@ bool carryGlobalsOf(const Child* child, const KeyedTable* table, Layer* to,
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* polygon = tableAt<Polygon>(table, s);
     for (int32_t i = 0; i < polygon->count; ++i) {
-      const int32_t key = polygon->points[i];
+      const int32_t key = polygonPoints(polygon)[i];
       const int32_t number = mapped(map, key, kAxisNone);
       if (number == 0) continue;
       if (!carryGlobals(child, to, key, number, kAxisNone)) return false;
@@ -391,7 +391,11 @@ bool moveImages(Model* model, Layer* from, Layer* to, const KeyedTable* map,
 void moveTable(KeyedTable* from, KeyedTable* to) {
   tableRelease(to);
   *to = *from;
-  tableInit(from, from->elementSize, static_cast<TableKind>(from->kind));
+  if (from->sequential) {
+    tableInitSequential(from, from->elementSize);
+  } else {
+    tableInit(from, from->elementSize, static_cast<TableKind>(from->kind));
+  }
 }
 
 bool absorbLayer(Model* model, const Child* child, Layer* from,

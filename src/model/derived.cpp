@@ -17,8 +17,8 @@ void forEachTriangleCorner(const Model* model, const Layer* layer,
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     for (int32_t i = 0; i < t->count; ++i) {
-      const Point* p = findPoint(model, t->points[i]);
-      if (p != nullptr && !visit(t->points[i], p)) return;
+      const Point* p = findPoint(model, polygonPoints(t)[i]);
+      if (p != nullptr && !visit(polygonPoints(t)[i], p)) return;
     }
   }
 }

@@ -221,11 +221,11 @@ void notePolygonAdded(Model* model, const Layer* layer, int32_t id, bool line) {
   int32_t count = 0;
   if (line) {
     const Line* l = tableFindT<Line>(&layer->lines, id);
-    points = l->points;
+    points = polygonPoints(l);
     count = l->count;
   } else {
     const Triangle* t = tableFindT<Triangle>(&layer->triangles, id);
-    points = t->points;
+    points = polygonPoints(t);
     count = t->count;
   }
   if (!polygonIndexAdd(index->polygons.get(), model, layerSlotOf(model, layer), id,

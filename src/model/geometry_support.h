@@ -89,8 +89,9 @@ Polygon* findPolygonById(const Model* model, int32_t id, Layer** owner) {
 template <class Polygon>
 void removePolygon(Model* model, Layer* layer, Polygon* polygon) {
   const int32_t id = polygon->id;
-  notePolygonRemoving(model, id, isLine<Polygon>(), polygon->points, polygon->count);
-  freePolygonPoints(polygon->points, polygon->count);
+  notePolygonRemoving(model, id, isLine<Polygon>(), polygonPoints(polygon),
+                      polygon->count);
+  releasePolygonPoints(polygon);
   tableRemove(polygonTableOf<Polygon>(layer), id);
 }
 

@@ -69,9 +69,15 @@ inline bool sameKey(const char* stored, const char* key, size_t len) {
   return stored[len] == '\0';
 }
 
-inline bool inUseAt(const KeyedTable* t, int32_t slot) {
-  return slot >= 0 && slot < t->capacity && t->inUse[slot] != 0;
+inline bool usedBit(const KeyedTable* t, int32_t slot) {
+  return (t->usedBits[slot >> 6] >> (slot & 63)) & 1;
 }
+
+inline bool inUseAt(const KeyedTable* t, int32_t slot) {
+  return slot >= 0 && slot < t->capacity && usedBit(t, slot);
+}
+
+inline size_t wordsFor(int32_t bits) { return (static_cast<size_t>(bits) + 63) / 64; }
 
 inline const char* storedKey(const KeyedTable* t, int32_t slot) {
   return t->stringKeys + static_cast<size_t>(slot) * kTableKeyBytes;
@@ -253,8 +259,7 @@ bool switchToHashed(KeyedTable* t) {
   if (!fresh) return false;
   t->buckets = fresh;
   t->bucketCount = static_cast<int32_t>(need);
-  for (int32_t s = 0; s < t->highWater; ++s) {
-    if (!t->inUse[s]) continue;
+  for (int32_t s = tableNextSlot(t, -1); s >= 0; s = tableNextSlot(t, s)) {
     bool found;
     const uint32_t k = static_cast<uint32_t>(t->intKeys[s]);
     setBucket(t, probeInt(t, k, &found), k, s);
@@ -266,46 +271,60 @@ bool switchToHashed(KeyedTable* t) {
   return true;
 }
 
+// ---- sequence (kind 1, tableInitSequential) ---------------------------
+
+// Slot of the key in a table in sequence, or -1.
+inline int32_t sequenceSlot(const KeyedTable* t, int32_t key) {
+  const int64_t s = static_cast<int64_t>(key) - t->sequenceBase;
+  return s >= 0 && s < t->highWater && usedBit(t, static_cast<int32_t>(s))
+             ? static_cast<int32_t>(s)
+             : -1;
+}
+
+// Gives a table in sequence the keys and the index it went without: the
+// direct index, or the hash when a key is negative. False (table
+// unchanged) when out of memory.
+bool leaveSequence(KeyedTable* t) {
+  const size_t cap = static_cast<size_t>(t->capacity);
+  int32_t* keys = static_cast<int32_t*>(calloc(cap ? cap : 1, sizeof(int32_t)));
+  if (!keys) return false;
+  const int32_t first = tableNextSlot(t, -1);
+  int32_t last = first;
+  for (int32_t s = first; s >= 0; s = tableNextSlot(t, s)) {
+    keys[s] = t->sequenceBase + s;
+    last = s;
+  }
+  t->intKeys = keys;
+  t->inSequence = 0;
+  bool ok = true;
+  if (first >= 0 && keys[first] < 0) {
+    ok = switchToHashed(t);
+  } else if (first >= 0) {
+    t->directBase = keys[first] & ~63;
+    ok = directGrow(t, static_cast<int64_t>(keys[last]) - t->directBase);
+    for (int32_t s = first; ok && s >= 0; s = tableNextSlot(t, s))
+      t->direct[keys[s] - t->directBase] = s + 1;
+  }
+  if (!ok) {
+    free(keys);
+    t->intKeys = nullptr;
+    t->inSequence = 1;
+  }
+  return ok;
+}
+
 // Slot of an int key in either index, or -1.
-int32_t findIntSlot(const KeyedTable* t, int32_t key) {
+// Inlined whole into the finds: left to itself the compiler kept only the
+// sequence case inline and called out for the direct one.
+__attribute__((always_inline)) inline int32_t findIntSlot(const KeyedTable* t,
+                                                          int32_t key) {
+  if (t->inSequence) return sequenceSlot(t, key);
   if (directMode(t)) {
     const int64_t d = directOffset(t, key);
     return d < 0 ? -1 : t->direct[d] - 1;
   }
   const int32_t b = findIntBucket(t, key);
   return b < 0 ? -1 : bucketSlot(t, static_cast<uint32_t>(b));
-}
-
-// ---- free-slot heap ---------------------------------------------------
-
-void heapPush(KeyedTable* t, int32_t slot) {
-  int32_t* h = t->freeHeap;
-  int32_t i = t->freeCount++;
-  while (i > 0) {
-    int32_t parent = (i - 1) / 2;
-    if (h[parent] <= slot) break;
-    h[i] = h[parent];
-    i = parent;
-  }
-  h[i] = slot;
-}
-
-int32_t heapPop(KeyedTable* t) {
-  int32_t* h = t->freeHeap;
-  const int32_t top = h[0];
-  const int32_t last = h[--t->freeCount];
-  const int32_t n = t->freeCount;
-  int32_t i = 0;
-  for (;;) {
-    int32_t c = 2 * i + 1;
-    if (c >= n) break;
-    if (c + 1 < n && h[c + 1] < h[c]) ++c;
-    if (last <= h[c]) break;
-    h[i] = h[c];
-    i = c;
-  }
-  if (n > 0) h[i] = last;
-  return top;
 }
 
 // ---- slots ------------------------------------------------------------
@@ -317,21 +336,26 @@ bool growSlots(KeyedTable* t) {
   if (old >= kMaxCapacity) return false;
   const int32_t cap = old ? old * 2 : kTableInitialCapacity;
   const size_t n = static_cast<size_t>(cap);
+  const size_t words = wordsFor(cap), oldWords = wordsFor(old);
+  const size_t groups = wordsFor(static_cast<int32_t>(words));
+  const size_t oldGroups = wordsFor(static_cast<int32_t>(oldWords));
 
-  void* p = resize(t->inUse, n);
+  void* p = resize(t->usedBits, words * sizeof(uint64_t));
   if (!p) return false;
-  t->inUse = static_cast<unsigned char*>(p);
+  t->usedBits = static_cast<uint64_t*>(p);
+  memset(t->usedBits + oldWords, 0, (words - oldWords) * sizeof(uint64_t));
+  p = resize(t->fullWords, groups * sizeof(uint64_t));
+  if (!p) return false;
+  t->fullWords = static_cast<uint64_t*>(p);
+  memset(t->fullWords + oldGroups, 0, (groups - oldGroups) * sizeof(uint64_t));
   p = resize(t->elements, n * static_cast<size_t>(t->elementSize));
   if (!p) return false;
   t->elements = static_cast<unsigned char*>(p);
-  p = resize(t->freeHeap, n * sizeof(int32_t));
-  if (!p) return false;
-  t->freeHeap = static_cast<int32_t*>(p);
   if (t->kind == kStringKeyed) {
     p = resize(t->stringKeys, n * kTableKeyBytes);
     if (!p) return false;
     t->stringKeys = static_cast<char*>(p);
-  } else {
+  } else if (!t->inSequence) {
     p = resize(t->intKeys, n * sizeof(int32_t));
     if (!p) return false;
     t->intKeys = static_cast<int32_t*>(p);
@@ -339,27 +363,52 @@ bool growSlots(KeyedTable* t) {
 
   const size_t o = static_cast<size_t>(old);
   const size_t grown = n - o;
-  memset(t->inUse + o, 0, grown);
   memset(t->elements + o * t->elementSize, 0, grown * t->elementSize);
   if (t->kind == kStringKeyed) {
     memset(t->stringKeys + o * kTableKeyBytes, 0, grown * kTableKeyBytes);
-  } else {
+  } else if (!t->inSequence) {
     memset(t->intKeys + o, 0, grown * sizeof(int32_t));
   }
   t->capacity = cap;
   return true;
 }
 
+// The lowest slot not in use, which is highWater when none below it is
+// free, or capacity when the table is full.
+int32_t lowestFree(const KeyedTable* t) {
+  // No hole below highWater: the common case of a table filled in turn.
+  if (t->count == t->highWater) return t->highWater;
+  const size_t words = wordsFor(t->capacity);
+  const size_t groups = wordsFor(static_cast<int32_t>(words));
+  for (size_t g = static_cast<size_t>(t->freeHint); g < groups; ++g) {
+    if (t->fullWords[g] == ~uint64_t(0)) continue;
+    const size_t w = g * 64 + static_cast<size_t>(__builtin_ctzll(~t->fullWords[g]));
+    if (w >= words) break;
+    const int64_t slot =
+        static_cast<int64_t>(w * 64) + __builtin_ctzll(~t->usedBits[w]);
+    return slot < t->capacity ? static_cast<int32_t>(slot) : t->capacity;
+  }
+  return t->capacity;
+}
+
 // Takes the lowest free slot, growing if none is left; -1 when out of
 // memory. The slot is not yet marked in use.
 int32_t takeSlot(KeyedTable* t) {
-  if (t->freeCount > 0) return heapPop(t);
-  if (t->highWater == t->capacity && !growSlots(t)) return -1;
-  return t->highWater++;
+  int32_t slot = lowestFree(t);
+  if (slot == t->capacity) {
+    if (!growSlots(t)) return -1;
+    slot = lowestFree(t);
+  }
+  // Every word below the slot's is full.
+  t->freeHint = slot >> 12;
+  if (slot >= t->highWater) t->highWater = slot + 1;
+  return slot;
 }
 
 void* occupy(KeyedTable* t, int32_t slot) {
-  t->inUse[slot] = 1;
+  uint64_t& word = t->usedBits[slot >> 6];
+  word |= uint64_t(1) << (slot & 63);
+  if (word == ~uint64_t(0)) t->fullWords[slot >> 12] |= uint64_t(1) << ((slot >> 6) & 63);
   ++t->count;
   unsigned char* e = elementOf(t, slot);
   memset(e, 0, static_cast<size_t>(t->elementSize));
@@ -367,17 +416,21 @@ void* occupy(KeyedTable* t, int32_t slot) {
 }
 
 void vacate(KeyedTable* t, int32_t slot) {
-  t->inUse[slot] = 0;
+  t->usedBits[slot >> 6] &= ~(uint64_t(1) << (slot & 63));
+  t->fullWords[slot >> 12] &= ~(uint64_t(1) << ((slot >> 6) & 63));
+  if ((slot >> 12) < t->freeHint) t->freeHint = slot >> 12;
   --t->count;
-  heapPush(t, slot);
 }
 
 void clearFields(KeyedTable* t) {
   const int32_t kind = t->kind;
   const int32_t size = t->elementSize;
+  const int32_t sequential = t->sequential;
   memset(t, 0, sizeof(*t));
   t->kind = kind;
   t->elementSize = size;
+  t->sequential = sequential;
+  t->inSequence = sequential;
   t->cursor = -1;
 }
 
@@ -386,6 +439,14 @@ void clearFields(KeyedTable* t) {
 void tableInit(KeyedTable* t, int32_t elementSize, TableKind kind) {
   t->kind = kind;
   t->elementSize = elementSize < 0 ? 0 : elementSize;
+  t->sequential = 0;
+  clearFields(t);
+}
+
+void tableInitSequential(KeyedTable* t, int32_t elementSize) {
+  t->kind = kIntKeyed;
+  t->elementSize = elementSize < 0 ? 0 : elementSize;
+  t->sequential = 1;
   clearFields(t);
 }
 
@@ -397,6 +458,19 @@ void* tableInsert(KeyedTable* t, int32_t key) {
     return occupy(t, slot);
   }
   if (t->kind != kIntKeyed) return nullptr;
+  if (t->inSequence) {
+    const int32_t found = sequenceSlot(t, key);
+    if (found >= 0) return elementOf(t, found);
+    // The key in sequence is the one that lands in the slot taken next.
+    const int64_t next = lowestFree(t);
+    if (t->count == 0 && static_cast<int64_t>(key) - next >= INT32_MIN)
+      t->sequenceBase = static_cast<int32_t>(key - next);
+    if (static_cast<int64_t>(key) - t->sequenceBase == next) {
+      const int32_t slot = takeSlot(t);
+      return slot < 0 ? nullptr : occupy(t, slot);
+    }
+    if (!leaveSequence(t)) return nullptr;
+  }
   if (directMode(t)) {
     // The first key fixes the base; a negative one never fits the window.
     if (t->directSize == 0 && t->count == 0 && key >= 0)
@@ -477,6 +551,12 @@ void* tableFind(const KeyedTable* t, const char* key) {
 
 bool tableRemove(KeyedTable* t, int32_t key) {
   if (t->kind != kIntKeyed) return false;
+  if (t->inSequence) {
+    const int32_t slot = sequenceSlot(t, key);
+    if (slot < 0) return false;
+    vacate(t, slot);
+    return true;
+  }
   if (directMode(t)) {
     const int64_t d = directOffset(t, key);
     if (d < 0 || t->direct[d] == 0) return false;
@@ -529,11 +609,17 @@ void* tableNext(KeyedTable* t, const char** key) {
 }
 
 int32_t tableNextSlot(const KeyedTable* t, int32_t slot) {
-  // Slots at or above highWater have never been used.
-  int32_t s = slot < -1 ? 0 : slot + 1;
-  for (; s < t->highWater; ++s)
-    if (t->inUse[s]) return s;
-  return -1;
+  // Slots at or above highWater have never been used: their bits are 0.
+  const int32_t s = slot < -1 ? 0 : slot + 1;
+  if (s >= t->highWater) return -1;
+  const size_t last = static_cast<size_t>(t->highWater - 1) >> 6;
+  size_t w = static_cast<size_t>(s) >> 6;
+  uint64_t bits = t->usedBits[w] & (~uint64_t(0) << (s & 63));
+  while (bits == 0) {
+    if (++w > last) return -1;
+    bits = t->usedBits[w];
+  }
+  return static_cast<int32_t>(w * 64) + __builtin_ctzll(bits);
 }
 
 void* tableElementAt(const KeyedTable* t, int32_t slot) {
@@ -541,8 +627,9 @@ void* tableElementAt(const KeyedTable* t, int32_t slot) {
 }
 
 int32_t tableIntKeyAt(const KeyedTable* t, int32_t slot) {
-  if (!t->intKeys || !inUseAt(t, slot)) return 0;
-  return t->intKeys[slot];
+  if (!inUseAt(t, slot)) return 0;
+  if (t->inSequence) return t->sequenceBase + slot;
+  return t->intKeys ? t->intKeys[slot] : 0;
 }
 
 const char* tableStringKeyAt(const KeyedTable* t, int32_t slot) {
@@ -556,8 +643,10 @@ namespace {
 
 int32_t rankOf(const KeyedTable* t, int32_t slot) {
   int32_t rank = 0;
-  for (int32_t s = 0; s < slot; ++s) rank += t->inUse[s];
-  return rank;
+  const size_t w = static_cast<size_t>(slot) >> 6;
+  for (size_t i = 0; i < w; ++i) rank += __builtin_popcountll(t->usedBits[i]);
+  const uint64_t below = (uint64_t(1) << (slot & 63)) - 1;
+  return rank + __builtin_popcountll(t->usedBits[w] & below);
 }
 
 }  // namespace
@@ -580,10 +669,16 @@ int32_t tablePosition(const KeyedTable* t, const char* key, bool ordinal) {
 
 void* tableNth(const KeyedTable* t, int32_t n) {
   if (n < 0 || n >= t->count) return nullptr;
-  for (int32_t s = 0; s < t->highWater; ++s) {
-    if (t->inUse[s] && n-- == 0) return elementOf(t, s);
+  for (size_t w = 0;; ++w) {
+    uint64_t bits = t->usedBits[w];
+    const int32_t here = __builtin_popcountll(bits);
+    if (n >= here) {
+      n -= here;
+      continue;
+    }
+    while (n-- > 0) bits &= bits - 1;  // drop the lowest set bits
+    return elementOf(t, static_cast<int32_t>(w * 64) + __builtin_ctzll(bits));
   }
-  return nullptr;
 }
 
 namespace {
@@ -602,45 +697,47 @@ bool duplicate(const void* src, size_t bytes, void** out) {
 
 void tableCopy(const KeyedTable* src, KeyedTable* dst) {
   *dst = *src;
-  dst->inUse = nullptr;
+  dst->usedBits = nullptr;
+  dst->fullWords = nullptr;
   dst->intKeys = nullptr;
   dst->stringKeys = nullptr;
   dst->elements = nullptr;
   dst->buckets = nullptr;
-  dst->freeHeap = nullptr;
   dst->direct = nullptr;
 
   const size_t cap = static_cast<size_t>(src->capacity);
+  const size_t words = wordsFor(src->capacity);
   void* p[7] = {};
-  bool ok = duplicate(src->inUse, cap, &p[0]) &&
-            duplicate(src->intKeys, cap * sizeof(int32_t), &p[1]) &&
-            duplicate(src->stringKeys, cap * kTableKeyBytes, &p[2]) &&
-            duplicate(src->elements, cap * src->elementSize, &p[3]) &&
+  bool ok = duplicate(src->usedBits, words * sizeof(uint64_t), &p[0]) &&
+            duplicate(src->fullWords,
+                      wordsFor(static_cast<int32_t>(words)) * sizeof(uint64_t), &p[1]) &&
+            duplicate(src->intKeys, cap * sizeof(int32_t), &p[2]) &&
+            duplicate(src->stringKeys, cap * kTableKeyBytes, &p[3]) &&
+            duplicate(src->elements, cap * src->elementSize, &p[4]) &&
             duplicate(src->buckets,
                       2 * static_cast<size_t>(src->bucketCount) * sizeof(uint32_t),
-                      &p[4]) &&
-            duplicate(src->freeHeap, cap * sizeof(int32_t), &p[5]) &&
+                      &p[5]) &&
             duplicate(src->direct,
                       static_cast<size_t>(src->directSize) * sizeof(int32_t),
                       &p[6]);
-  dst->inUse = static_cast<unsigned char*>(p[0]);
-  dst->intKeys = static_cast<int32_t*>(p[1]);
-  dst->stringKeys = static_cast<char*>(p[2]);
-  dst->elements = static_cast<unsigned char*>(p[3]);
-  dst->buckets = static_cast<uint32_t*>(p[4]);
-  dst->freeHeap = static_cast<int32_t*>(p[5]);
+  dst->usedBits = static_cast<uint64_t*>(p[0]);
+  dst->fullWords = static_cast<uint64_t*>(p[1]);
+  dst->intKeys = static_cast<int32_t*>(p[2]);
+  dst->stringKeys = static_cast<char*>(p[3]);
+  dst->elements = static_cast<unsigned char*>(p[4]);
+  dst->buckets = static_cast<uint32_t*>(p[5]);
   dst->direct = static_cast<int32_t*>(p[6]);
   // Out of memory: free what was duplicated and leave dst empty.
   if (!ok) tableRelease(dst);
 }
 
 void tableRelease(KeyedTable* t) {
-  free(t->inUse);
+  free(t->usedBits);
+  free(t->fullWords);
   free(t->intKeys);
   free(t->stringKeys);
   free(t->elements);
   free(t->buckets);
-  free(t->freeHeap);
   free(t->direct);
   clearFields(t);
 }

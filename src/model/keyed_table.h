@@ -22,6 +22,11 @@
 //    a few times the capacity wide (point numbers 1..n, counter ids) use a
 //    direct array instead; the first key outside it moves the table to the
 //    hash index for good.
+//  - A table made by tableInitSequential keeps neither keys nor index while
+//    every key in use is one base plus its slot, as point numbers read in
+//    order and polygon ids handed out in turn are: the slot follows from
+//    the key. The first key that breaks the pattern gives the table its
+//    keys and index, as above, for good. Only memory differs.
 //
 // The table is a plain record of raw pointers, so a table embedded in an
 // element of another table may be moved with memcpy (as reallocation does).
@@ -45,8 +50,14 @@ struct KeyedTable {
   int32_t count;        // slots in use
   int32_t elementSize;  // bytes per element
   int32_t capacity;     // slots allocated
-  unsigned char* inUse; // one flag per slot
-  int32_t* intKeys;     // kinds 0 and 1: key per slot
+  // A bit per slot, set while it is in use, and a bit per word of those,
+  // set while the word is full: the lowest free slot is found by scanning
+  // them, where a list of free slots would cost four bytes a slot.
+  uint64_t* usedBits;   // (capacity + 63) / 64 words
+  uint64_t* fullWords;  // a bit per word of usedBits
+  int32_t freeHint;     // the words of fullWords below it are all ones
+  int32_t highWater;    // slots at or above it have never been used
+  int32_t* intKeys;     // kinds 0 and 1: key per slot (none in sequence)
   char* stringKeys;     // kind 2: kTableKeyBytes per slot
   unsigned char* elements;  // capacity * elementSize bytes
 
@@ -63,14 +74,18 @@ struct KeyedTable {
   int32_t directBase;   // first key rounded down to a multiple of 64
   int32_t hashed;       // 1 once a key fell outside the window
 
-  // Free slots below `highWater`, kept as a min-heap so that the lowest
-  // one is taken first. Slots at or above highWater have never been used.
-  int32_t* freeHeap;
-  int32_t freeCount;
-  int32_t highWater;
+  // Kind 1 tables made by tableInitSequential: while `inSequence` is set,
+  // the key of slot s is sequenceBase + s, and intKeys, direct and
+  // buckets are not kept; while it is also empty, the next key sets the
+  // base.
+  int32_t sequential;
+  int32_t inSequence;
+  int32_t sequenceBase;
 };
 
 void tableInit(KeyedTable* t, int32_t elementSize, TableKind kind);
+// An int-keyed table whose keys usually come in sequence (see above).
+void tableInitSequential(KeyedTable* t, int32_t elementSize);
 
 void* tableInsert(KeyedTable* t, int32_t key);      // kinds 0 and 1
 void* tableInsert(KeyedTable* t, const char* key);  // kind 2
@@ -104,7 +119,8 @@ void* tableNth(const KeyedTable* t, int32_t n);
 // heap arrays owned by elements are shared, not duplicated).
 // `dst` must not hold arrays of its own.
 void tableCopy(const KeyedTable* src, KeyedTable* dst);
-// Frees the arrays; the table is empty again and keeps kind and size.
+// Frees the arrays; the table is empty again and keeps kind, size and
+// whether it is sequential.
 void tableRelease(KeyedTable* t);
 
 // Typed conveniences for callers that know the element type.

@@ -131,7 +131,7 @@ void collectPoints(const KeyedTable* table, BakePlan* plan) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* polygon = tableAt<Polygon>(table, s);
     for (int32_t i = 0; i < polygon->count; ++i) {
-      const int32_t number = polygon->points[i];
+      const int32_t number = polygonPoints(polygon)[i];
       const auto index = static_cast<int32_t>(plan->oldNumbers.size());
       if (plan->indexOfOld.emplace(number, index).second)
         plan->oldNumbers.push_back(number);
@@ -201,7 +201,7 @@ bool bakePolygons(Model* model, const Layer* source, Layer* target,
   for (int32_t s = tableNextSlot(&source->triangles, -1); s >= 0;
        s = tableNextSlot(&source->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&source->triangles, s);
-    if (t->count >= kBakePointLimit || !mapPoints(plan, t->points, t->count, m))
+    if (t->count >= kBakePointLimit || !mapPoints(plan, polygonPoints(t), t->count, m))
       continue;
     const int32_t turned[3] = {m[1], m[0], m[2]};
     if (addTriangleToLayer(model, target, 3, turned, t->kind) == 0) return false;
@@ -212,7 +212,7 @@ bool bakePolygons(Model* model, const Layer* source, Layer* target,
   for (int32_t s = tableNextSlot(&source->lines, -1); s >= 0;
        s = tableNextSlot(&source->lines, s)) {
     const Line* l = tableAt<Line>(&source->lines, s);
-    if (l->count >= kBakePointLimit || !mapPoints(plan, l->points, l->count, m))
+    if (l->count >= kBakePointLimit || !mapPoints(plan, polygonPoints(l), l->count, m))
       continue;
     if (addLineToLayer(model, target, l->count, m, l->kind) == 0) return false;
   }
@@ -327,21 +327,20 @@ struct Ancestry {
   const Ancestry* up;
 };
 
-// Copies the table and gives every polygon a point array of its own; once
-// `ok` is false the rest get none (null), so that freeing them is safe.
+// Copies the table and gives every long polygon a point array of its own;
+// once `ok` is false the rest get none (null), so that freeing them is
+// safe.
 template <class Polygon>
 bool copyPolygonTable(const KeyedTable* from, KeyedTable* to, bool ok) {
   ok = copyTable(from, to) && ok;
   for (int32_t s = tableNextSlot(to, -1); s >= 0; s = tableNextSlot(to, s)) {
     Polygon* polygon = tableAt<Polygon>(to, s);
-    const int32_t* points = polygon->points;
-    polygon->points = ok ? newPolygonPoints(polygon->count) : nullptr;
-    if (polygon->points == nullptr) {
-      ok = false;
-      continue;
+    if (polygon->count <= kInlinePolygonPoints) continue;
+    if (ok) {
+      ok = ownPolygonPoints(polygon);
+    } else {
+      polygon->spill = nullptr;
     }
-    std::memcpy(polygon->points, points,
-                sizeof(int32_t) * static_cast<size_t>(polygon->count));
   }
   return ok;
 }

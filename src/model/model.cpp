@@ -32,52 +32,7 @@ bool endsWithMod(const char* name, size_t length) {
   return length >= 4 && std::strcmp(name + length - 4, ".mod") == 0;
 }
 
-// The pool of 16-byte slots for point arrays of up to four points: a free
-// list threaded through the free slots, refilled from blocks that live as
-// long as the process. An allocator, like malloc's own state: shared by
-// every document, owned by none.
-constexpr int32_t kPoolPoints = 4;
-constexpr size_t kPoolBlockSlots = 4096;
-
-union PoolSlot {
-  PoolSlot* next;
-  int32_t points[kPoolPoints];
-};
-
-PoolSlot* g_freeSlots = nullptr;
-PoolSlot* g_block = nullptr;  // slots not yet handed out
-size_t g_blockLeft = 0;
-
 }  // namespace
-
-int32_t* newPolygonPoints(int32_t count) {
-  if (count > kPoolPoints) {
-    return static_cast<int32_t*>(std::malloc(sizeof(int32_t) * static_cast<size_t>(count)));
-  }
-  if (g_freeSlots != nullptr) {
-    PoolSlot* slot = g_freeSlots;
-    g_freeSlots = slot->next;
-    return slot->points;
-  }
-  if (g_blockLeft == 0) {
-    g_block = static_cast<PoolSlot*>(std::malloc(sizeof(PoolSlot) * kPoolBlockSlots));
-    if (g_block == nullptr) return nullptr;
-    g_blockLeft = kPoolBlockSlots;
-  }
-  --g_blockLeft;
-  return (g_block++)->points;
-}
-
-void freePolygonPoints(int32_t* points, int32_t count) {
-  if (points == nullptr) return;
-  if (count > kPoolPoints) {
-    std::free(points);
-    return;
-  }
-  PoolSlot* slot = reinterpret_cast<PoolSlot*>(points);
-  slot->next = g_freeSlots;
-  g_freeSlots = slot;
-}
 
 int32_t nextPolygonId() { return ++g_polygonCounter; }
 int32_t nextChildId() { return ++g_childCounter; }
@@ -89,12 +44,12 @@ void initImageTables(Image* image) {
 
 void initLayerTables(Layer* layer) {
   tableInit(&layer->namedTexts, kNamedTextBytes, kStringKeyed);
-  tableInit(&layer->triangles, sizeof(Triangle), kIntKeyed);
-  tableInit(&layer->lines, sizeof(Line), kIntKeyed);
+  tableInitSequential(&layer->triangles, sizeof(Triangle));
+  tableInitSequential(&layer->lines, sizeof(Line));
   tableInit(&layer->images, sizeof(Image), kIntKeyed);
-  tableInit(&layer->colours, sizeof(Colour), kIntKeyed);
-  tableInit(&layer->normals, sizeof(VectorEntry), kIntKeyed);
-  tableInit(&layer->surface, sizeof(VectorEntry), kIntKeyed);
+  tableInitSequential(&layer->colours, sizeof(Colour));
+  tableInitSequential(&layer->normals, sizeof(VectorEntry));
+  tableInitSequential(&layer->surface, sizeof(VectorEntry));
   tableInit(&layer->shaders, sizeof(ShaderEntry), kStringKeyed);
   tableInit(&layer->vertexCache[0], 12, kIntKeyed);
   tableInit(&layer->vertexCache[1], 12, kIntKeyed);
@@ -131,10 +86,10 @@ Model* createModel(Model* parent, const char* path, const char* directory) {
   model->version = 2.0f;
   std::memcpy(model->directory, directory ? directory : path, directoryLength);
   std::memcpy(model->name, base, nameLength);
-  tableInit(&model->points, sizeof(Point), kIntKeyed);
-  tableInit(&model->colours, sizeof(Colour), kIntKeyed);
-  tableInit(&model->normals, sizeof(VectorEntry), kIntKeyed);
-  tableInit(&model->surface, sizeof(VectorEntry), kIntKeyed);
+  tableInitSequential(&model->points, sizeof(Point));
+  tableInitSequential(&model->colours, sizeof(Colour));
+  tableInitSequential(&model->normals, sizeof(VectorEntry));
+  tableInitSequential(&model->surface, sizeof(VectorEntry));
   tableInit(&model->joints, sizeof(Joint), kStringKeyed);
   tableInit(&model->layers, sizeof(Layer), kStringKeyed);
   tableInit(&model->children, sizeof(Child), kIntKeyed);
@@ -169,13 +124,11 @@ void releaseImage(Image* image) {
 void releaseLayer(Layer* layer) {
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
-    const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    freePolygonPoints(t->points, t->count);
+    releasePolygonPoints(tableAt<Triangle>(&layer->triangles, s));
   }
   for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0;
        s = tableNextSlot(&layer->lines, s)) {
-    const Line* l = tableAt<Line>(&layer->lines, s);
-    freePolygonPoints(l->points, l->count);
+    releasePolygonPoints(tableAt<Line>(&layer->lines, s));
   }
   for (int32_t s = tableNextSlot(&layer->images, -1); s >= 0;
        s = tableNextSlot(&layer->images, s)) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 
 #include "model/records.h"
 
@@ -26,12 +28,43 @@ void initLayerTables(Layer* layer);
 void initJointTables(Joint* joint);
 void initImageTables(Image* image);
 
-// Point arrays of polygons and lines. Models hold millions of three- and
-// four-point polygons, so those come from a pool of 16-byte slots (freed
-// slots are reused, never handed back to the system); longer arrays come
-// from malloc. Release with the same count the array was made for.
-int32_t* newPolygonPoints(int32_t count);
-void freePolygonPoints(int32_t* points, int32_t count);
+// Point numbers of polygons and lines (records.h): in the record up to
+// kInlinePolygonPoints, else in a malloc'd array the record owns.
+// storePolygonPoints sets the count and points of a fresh record; false
+// when out of memory, the record untouched.
+template <class Polygon>
+bool storePolygonPoints(Polygon* p, int32_t count, const int32_t* points) {
+  int32_t* to = p->points;
+  if (count > kInlinePolygonPoints) {
+    to = static_cast<int32_t*>(std::malloc(sizeof(int32_t) * static_cast<size_t>(count)));
+    if (to == nullptr) return false;
+    p->spill = to;
+  }
+  p->count = static_cast<int16_t>(count);
+  std::memcpy(to, points, sizeof(int32_t) * static_cast<size_t>(count));
+  return true;
+}
+
+// Frees the array of a long polygon; the record keeps its count.
+template <class Polygon>
+void releasePolygonPoints(Polygon* p) {
+  if (p->count <= kInlinePolygonPoints) return;
+  std::free(p->spill);
+  p->spill = nullptr;
+}
+
+// Gives a byte copy of a record an array of its own, so that the copy and
+// the original free theirs apart; false (spill null) when out of memory.
+template <class Polygon>
+bool ownPolygonPoints(Polygon* p) {
+  if (p->count <= kInlinePolygonPoints) return true;
+  const int32_t* shared = p->spill;
+  const size_t bytes = sizeof(int32_t) * static_cast<size_t>(p->count);
+  p->spill = static_cast<int32_t*>(std::malloc(bytes));
+  if (p->spill == nullptr) return false;
+  std::memcpy(p->spill, shared, bytes);
+  return true;
+}
 
 // Process-wide counters, never reset: each call hands out the next id.
 // Triangles and lines share one counter.

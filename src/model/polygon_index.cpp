@@ -171,7 +171,7 @@ bool indexTable(PolygonIndex* index, const Model* model, int32_t layerSlot,
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* p = tableAt<Polygon>(table, s);
     // In slot order: each comes after those before it.
-    if (!indexPolygon(index, model, layerSlot, p->id, line, p->points, p->count, true))
+    if (!indexPolygon(index, model, layerSlot, p->id, line, polygonPoints(p), p->count, true))
       return false;
   }
   return true;
@@ -182,7 +182,7 @@ void unindexTable(PolygonIndex* index, const Model* model, const KeyedTable* tab
                   bool line) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* p = tableAt<Polygon>(table, s);
-    polygonIndexRemove(index, model, p->id, line, p->points, p->count);
+    polygonIndexRemove(index, model, p->id, line, polygonPoints(p), p->count);
   }
 }
 

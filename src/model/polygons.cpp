@@ -1,5 +1,3 @@
-#include <cstring>
-
 #include "model/geometry.h"
 #include "model/geometry_support.h"
 #include "model/last_error.h"
@@ -9,7 +7,7 @@ using namespace geometry_detail;
 
 namespace {
 
-// Shared by triangles and lines: both keep {id, flags, count, kind, points}.
+// Shared by triangles and lines: both keep {id, count, kind, flags, points}.
 template <class Polygon>
 int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
                    int32_t minCount, int32_t count, const int32_t* points,
@@ -28,30 +26,30 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
       return 0;
     }
   }
-  int32_t* copy = newPolygonPoints(count);
-  if (copy == nullptr) {
+  // Made aside first: `points` may lie in a record of this very table,
+  // which the insert can move.
+  Polygon made = {};
+  if (!storePolygonPoints(&made, count, points)) {
     lastErrorReport("out of memory");
     return 0;
   }
-  std::memcpy(copy, points, sizeof(int32_t) * static_cast<size_t>(count));
   const int32_t id = nextPolygonId();
   Polygon* polygon = tableInsertT<Polygon>(&(layer->*table), id);
   if (polygon == nullptr) {
-    freePolygonPoints(copy, count);
+    releasePolygonPoints(&made);
     lastErrorReport("out of memory");
     return 0;
   }
-  polygon->id = id;
-  polygon->flags = 0;
-  polygon->count = static_cast<int16_t>(count);
-  polygon->kind = static_cast<int16_t>(kind);
-  polygon->points = copy;
+  made.id = id;
+  made.kind = static_cast<int8_t>(kind);
+  *polygon = made;
 
   // The reflected half is drawn too, so it counts for the model's extent.
   const int32_t axis = layer->mirrorAxis;
   if (layer->mirror && axis >= kAxisX && axis <= kAxisZ) {
+    const int32_t* stored = polygonPoints(&made);
     for (int32_t i = 0; i < count; ++i) {
-      const Point* p = findPoint(model, points[i]);
+      const Point* p = findPoint(model, stored[i]);
       float r[3] = {p->x, p->y, p->z};
       r[axis - 1] = -r[axis - 1];
       growModelBounds(model, r[0], r[1], r[2]);
@@ -81,7 +79,7 @@ bool removePolygonsUsing(Model* model, Layer* layer, int32_t number) {
   bool removed = false;
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     Polygon* polygon = tableAt<Polygon>(table, s);
-    if (!usesPoint(polygon->points, polygon->count, number)) continue;
+    if (!usesPoint(polygonPoints(polygon), polygon->count, number)) continue;
     removePolygon(model, layer, polygon);
     removed = true;
   }
@@ -96,12 +94,12 @@ bool layerUsesPoint(const Layer* layer, int32_t number) {
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    if (usesPoint(t->points, t->count, number)) return true;
+    if (usesPoint(polygonPoints(t), t->count, number)) return true;
   }
   for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0;
        s = tableNextSlot(&layer->lines, s)) {
     const Line* l = tableAt<Line>(&layer->lines, s);
-    if (usesPoint(l->points, l->count, number)) return true;
+    if (usesPoint(polygonPoints(l), l->count, number)) return true;
   }
   return false;
 }

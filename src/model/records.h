@@ -65,22 +65,50 @@ struct VectorEntry {
   int32_t flags;
 };
 
+// Polygons and lines of up to this many points keep them in the record:
+// models hold millions of three- and four-point polygons.
+constexpr int kInlinePolygonPoints = 4;
+
 // The program calls every polygon a triangle: 3 or more point numbers.
+// They lie in `points` up to kInlinePolygonPoints, else in a heap array
+// the record owns at `spill`; polygonPoints reads either. Points in the
+// record move with it: a pointer to them lasts until the next insertion
+// into the table, or the end of a copy of the record.
 struct Triangle {
   int32_t id;  // from the polygon counter shared with lines; the table key
-  int32_t flags;
   int16_t count;
-  int16_t kind;     // 0 to 4, stored and written back
-  int32_t* points;  // heap array owned by the record
+  int8_t kind;   // 0 to 4, stored and written back
+  int8_t flags;  // kItemSelected
+  union {
+    int32_t points[kInlinePolygonPoints];
+    int32_t* spill;
+  };
 };
 
 struct Line {
   int32_t id;
-  int32_t flags;
   int16_t count;
-  int16_t kind;
-  int32_t* points;
+  int8_t kind;
+  int8_t flags;
+  union {
+    int32_t points[kInlinePolygonPoints];
+    int32_t* spill;
+  };
 };
+
+// Some scans read lines through Triangle; a record of 24 bytes keeps a
+// model of triangles near 24 bytes each.
+static_assert(sizeof(Triangle) == sizeof(Line) && sizeof(Triangle) == 24,
+              "triangles and lines share one layout");
+
+template <class Polygon>
+int32_t* polygonPoints(Polygon* p) {
+  return p->count <= kInlinePolygonPoints ? p->points : p->spill;
+}
+template <class Polygon>
+const int32_t* polygonPoints(const Polygon* p) {
+  return p->count <= kInlinePolygonPoints ? p->points : p->spill;
+}
 
 constexpr int kCubeFaces = 6;  // right, left, back, front, top, bottom
 

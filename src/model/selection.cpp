@@ -38,14 +38,14 @@ bool markPolygon(Model* model, int32_t id, bool on, const char* what) {
 // the slot of its layer to `touched` (which has room) when it had one.
 void clearCandidate(Model* model, int32_t candidate, IndexArray<int32_t>* touched) {
   Layer* layer = nullptr;
-  int32_t* flags = nullptr;
+  int8_t* flags = nullptr;
   if (candidate < 0) {
     if (Line* line = findPolygonById<Line>(model, -candidate, &layer)) flags = &line->flags;
   } else if (Triangle* t = findPolygonById<Triangle>(model, candidate, &layer)) {
     flags = &t->flags;
   }
   if (flags == nullptr || !marked(*flags)) return;
-  *flags &= ~kItemSelected;
+  setMark(flags, false);
   touched->push(layerSlotOf(model, layer));
 }
 

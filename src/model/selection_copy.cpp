@@ -77,7 +77,7 @@ bool findCopies(Model* model, const IntList& originals, const KeyedTable* renumb
       Layer* layer = tableAt<Layer>(&model->layers, owner);
       const KeyedTable* table = use < 0 ? &layer->lines : &layer->triangles;
       const Triangle* p = static_cast<const Triangle*>(tableFind(table, id));
-      if (p == nullptr || !allCopied(p->points, p->count, renumber)) return;
+      if (p == nullptr || !allCopied(polygonPoints(p), p->count, renumber)) return;
       ok = copies->push({owner, use < 0 ? 1 : 0, tablePosition(table, id, false), id});
     });
   }
@@ -105,7 +105,7 @@ void copiesIn(Model* model, Layer* layer, const KeyedTable* renumber,
   const KeyedTable* table = polygonTableOf<Polygon>(layer);
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* polygon = tableAt<Polygon>(table, s);
-    if (allCopied(polygon->points, polygon->count, renumber)) ids->push(polygon->id);
+    if (allCopied(polygonPoints(polygon), polygon->count, renumber)) ids->push(polygon->id);
   }
 }
 
@@ -123,7 +123,7 @@ void copyPolygons(Model* model, Layer* layer, const KeyedTable* renumber,
     const int32_t count = original->count;
     const int32_t kind = original->kind;
     for (int32_t i = 0; i < count; ++i) {
-      points[i] = *tableFindT<int32_t>(renumber, original->points[i]);
+      points[i] = *tableFindT<int32_t>(renumber, polygonPoints(original)[i]);
     }
     original->flags &= ~kItemSelected;
     int32_t id = 0;

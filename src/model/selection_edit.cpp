@@ -87,7 +87,7 @@ int32_t removeMarkedPolygons(Model* model, Layer* layer) {
     Polygon* polygon = tableAt<Polygon>(table, s);
     bool doomed = marked(polygon->flags);
     for (int32_t i = 0; i < polygon->count && !doomed; ++i) {
-      doomed = pointMarked(model, polygon->points[i]);
+      doomed = pointMarked(model, polygonPoints(polygon)[i]);
     }
     if (!doomed) continue;
     removePolygon(model, layer, polygon);
@@ -118,9 +118,9 @@ int32_t movePolygons(Model* model, Layer* source, Layer* target, NumberSet* poin
     if (copy == nullptr) break;
     *copy = polygon;
     tableRemove(from, polygon.id);
-    notePolygonMoved(model, target, polygon.id, isLine<Polygon>(), polygon.points,
-                     polygon.count);
-    for (int32_t i = 0; i < polygon.count; ++i) points->add(polygon.points[i]);
+    const int32_t* corners = polygonPoints(&polygon);
+    notePolygonMoved(model, target, polygon.id, isLine<Polygon>(), corners, polygon.count);
+    for (int32_t i = 0; i < polygon.count; ++i) points->add(corners[i]);
     ++moved;
   }
   return moved;
@@ -130,7 +130,8 @@ template <class Polygon>
 void addUsedPoints(const KeyedTable* table, NumberSet* points) {
   for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s)) {
     const Polygon* polygon = tableAt<Polygon>(table, s);
-    for (int32_t i = 0; i < polygon->count; ++i) points->add(polygon->points[i]);
+    const int32_t* corners = polygonPoints(polygon);
+    for (int32_t i = 0; i < polygon->count; ++i) points->add(corners[i]);
   }
 }
 
@@ -255,10 +256,11 @@ int32_t convertToTriangles(Model* model) {
       if (polygon->count > 3) ids.push(polygon->id);
     }
     for (int32_t k = 0; k < ids.count; ++k) {
-      const Triangle polygon = *tableFindT<Triangle>(&layer->triangles, ids.items[k]);
-      notePolygonRemoving(model, polygon.id, false, polygon.points, polygon.count);
+      // A copy: the triangles added below may move the table.
+      Triangle polygon = *tableFindT<Triangle>(&layer->triangles, ids.items[k]);
+      notePolygonRemoving(model, polygon.id, false, polygonPoints(&polygon), polygon.count);
       tableRemove(&layer->triangles, polygon.id);
-      forEachStripTriangle(polygon.points, polygon.count,
+      forEachStripTriangle(polygonPoints(&polygon), polygon.count,
                            [&](int32_t a, int32_t b, int32_t c) {
         const int32_t corners[3] = {a, b, c};
         const int32_t id = addTriangleToLayer(model, layer, 3, corners, polygon.kind);
@@ -266,7 +268,7 @@ int32_t convertToTriangles(Model* model) {
         tableFindT<Triangle>(&layer->triangles, id)->flags = polygon.flags;
         if (marked(polygon.flags)) notePolygonMarked(model, id, false);
       });
-      freePolygonPoints(polygon.points, polygon.count);
+      releasePolygonPoints(&polygon);
     }
     converted += ids.count;
   }

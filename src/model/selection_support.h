@@ -16,11 +16,13 @@ using ::IntList;
 
 inline bool marked(int32_t flags) { return (flags & kItemSelected) != 0; }
 
-inline void setMark(int32_t* flags, bool on) {
+// Points and objects keep 32-bit flags, polygons and lines 8-bit ones.
+template <class Flags>
+void setMark(Flags* flags, bool on) {
   if (on) {
-    *flags |= kItemSelected;
+    *flags = static_cast<Flags>(*flags | kItemSelected);
   } else {
-    *flags &= ~kItemSelected;
+    *flags = static_cast<Flags>(*flags & ~kItemSelected);
   }
 }
 

@@ -431,7 +431,7 @@ void drawModelBody(Model* model, DrawContext* ctx) {
   md.layers.resize(layers->capacity);
   std::vector<bool> drawable(md.layers.size(), false);
   for (int32_t s = 0; s < layers->capacity; ++s) {
-    if (!layers->inUse[s]) {
+    if (tableElementAt(layers, s) == nullptr) {
       if (md.layers[s].valid) dropLayer(store, &md.layers[s]);
       continue;
     }

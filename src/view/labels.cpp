@@ -157,11 +157,11 @@ std::vector<int32_t> layerPoints(const Layer* layer) {
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
-    points.insert(points.end(), t->points, t->points + t->count);
+    points.insert(points.end(), polygonPoints(t), polygonPoints(t) + t->count);
   }
   for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0; s = tableNextSlot(&layer->lines, s)) {
     const Line* l = tableAt<Line>(&layer->lines, s);
-    points.insert(points.end(), l->points, l->points + l->count);
+    points.insert(points.end(), polygonPoints(l), polygonPoints(l) + l->count);
   }
   std::sort(points.begin(), points.end());
   points.erase(std::unique(points.begin(), points.end()), points.end());
@@ -277,8 +277,8 @@ void drawLayerOutline(const Labelled& m, const Layer* layer) {
         const int32_t i = corners[e], j = corners[(e + 1) % 3];
         // An outer edge belongs to one triangle of the strip only.
         if (!stripOutlineEdge(i, j, n)) continue;
-        vertexOf(m, t->points[i]);
-        vertexOf(m, t->points[j]);
+        vertexOf(m, polygonPoints(t)[i]);
+        vertexOf(m, polygonPoints(t)[j]);
       }
     });
   }
@@ -286,7 +286,7 @@ void drawLayerOutline(const Labelled& m, const Layer* layer) {
   for (int32_t s = tableNextSlot(&layer->lines, -1); s >= 0; s = tableNextSlot(&layer->lines, s)) {
     const Line* l = tableAt<Line>(&layer->lines, s);
     glBegin(GL_LINE_STRIP);
-    for (int i = 0; i < l->count; ++i) vertexOf(m, l->points[i]);
+    for (int i = 0; i < l->count; ++i) vertexOf(m, polygonPoints(l)[i]);
     glEnd();
   }
   glDepthRange(0.0, 1.0);

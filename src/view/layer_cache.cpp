@@ -253,7 +253,7 @@ void gatherFaces(const Model* model, const Layer* layer, const float* positions,
        s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     if (t->count < 3 || t->count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(model, positions, t->points, t->count, corners))
+    if (!resolveCorners(model, positions, polygonPoints(t), t->count, corners))
       continue;
     float n[3];
     stripNormal(corners, t->count, n);
@@ -343,7 +343,7 @@ void writeSmoothedFaces(const LayerSources& src, const float* positions,
     for (int32_t i = 0; i < t->count; ++i) {
       Corner& c = corners[i];
       c.slot = slots[i];
-      c.number = t->points[i];
+      c.number = polygonPoints(t)[i];
       const float* p = positions != nullptr
                            ? positions + 3 * static_cast<size_t>(c.slot)
                            : &tableAt<Point>(points, c.slot)->x;
@@ -436,7 +436,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(model, positions, t->points, count, corners)) continue;
+    if (!resolveCorners(model, positions, polygonPoints(t), count, corners)) continue;
     polygonNormals(src, corners, count, mode, automatic,
                    [](int32_t, float*) { return false; }, normals);
     out->places[s] = {static_cast<int32_t>(out->triangles.size()),
@@ -459,7 +459,7 @@ void buildLines(const LayerSources& src, const float* positions,
     const Line* l = tableAt<Line>(&layer->lines, s);
     const int32_t count = l->count;
     if (count < 2 || count > kMaxPolygonPoints) continue;
-    if (!resolveCorners(src.model, positions, l->points, count, corners))
+    if (!resolveCorners(src.model, positions, polygonPoints(l), count, corners))
       continue;
     for (int32_t i = 0; i < count; ++i)
       cornerColour(src, corners[i].number, colours[i]);

@@ -46,7 +46,7 @@ void faceNormals(const Model* model, const Layer* layer, int32_t slot,
   const Triangle* t = tableAt<Triangle>(&layer->triangles, slot);
   Corner corners[kMaxPolygonPoints];
   std::fill_n(n, 6, 0.0f);
-  if (resolveCorners(model, nullptr, t->points, t->count, corners)) {
+  if (resolveCorners(model, nullptr, polygonPoints(t), t->count, corners)) {
     stripNormal(corners, t->count, n);
     std::copy_n(n, 3, n + 3);
     normalise(n + 3);
@@ -99,7 +99,7 @@ bool patchLayerVertices(const Model* model, const Layer* layer,
     for (int32_t i = 0; i < out->changed.count; ++i) {
       const Triangle* t = tableAt<Triangle>(&layer->triangles, out->changed.items[i]);
       for (int32_t c = 0; c < t->count; ++c)
-        if (!out->ring.push(tablePosition(&model->points, t->points[c], false)))
+        if (!out->ring.push(tablePosition(&model->points, polygonPoints(t)[c], false)))
           return false;
     }
     sortUnique(&out->ring);
@@ -119,7 +119,7 @@ bool patchLayerVertices(const Model* model, const Layer* layer,
   for (int32_t i = 0; i < out->patched.count; ++i) {
     const int32_t slot = out->patched.items[i];
     const Triangle* t = tableAt<Triangle>(&layer->triangles, slot);
-    if (!resolveCorners(model, nullptr, t->points, t->count, corners))
+    if (!resolveCorners(model, nullptr, polygonPoints(t), t->count, corners))
       return false;  // drawn before, so a point went: not a pure move
     bool known = true;
     float own[6] = {};

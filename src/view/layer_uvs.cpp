@@ -31,7 +31,7 @@ void forEachLayerTriangle(const Model* model, const Layer* layer,
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
-    if (!layer_parts::resolveCorners(model, positions, t->points, count, corners))
+    if (!layer_parts::resolveCorners(model, positions, polygonPoints(t), count, corners))
       continue;
     forEachStripIndex(count, [&](int32_t a, int32_t b, int32_t c) {
       visit(corners[a], corners[b], corners[c]);
@@ -113,7 +113,7 @@ void writePlacedCoords(const Model* model, const Layer* layer,
        s = tableNextSlot(polygons, s)) {
     if (places[static_cast<size_t>(s)].triangles < 0) continue;
     const Triangle* t = tableAt<Triangle>(polygons, s);
-    if (!layer_parts::resolveCorners(model, nullptr, t->points, t->count, corners))
+    if (!layer_parts::resolveCorners(model, nullptr, polygonPoints(t), t->count, corners))
       continue;
     float* out = to + 2 * static_cast<size_t>(places[static_cast<size_t>(s)].triangles);
     forEachStripIndex(t->count, [&](int32_t a, int32_t b, int32_t c) {

@@ -134,7 +134,7 @@ class Builder {
 };
 
 void emitPolygon(Builder* b, const Placement& p, const Positions& at, const Triangle* t) {
-  forEachStripTriangle(t->points, t->count, [&](int32_t i, int32_t j, int32_t k) {
+  forEachStripTriangle(polygonPoints(t), t->count, [&](int32_t i, int32_t j, int32_t k) {
     const float* a = at.number(i);
     const float* c = at.number(j);
     const float* d = at.number(k);
@@ -372,8 +372,8 @@ void buildCandidates(PickKind kind, Model* model, const std::vector<Model*>& mod
             const int32_t n = l->count;
             const int32_t segments = (flags.closelines && n >= 3) ? n : n - 1;
             for (int32_t i = 0; i < segments; ++i) {
-              const float* a = at.number(l->points[i]);
-              const float* c = at.number(l->points[(i + 1) % n]);
+              const float* a = at.number(polygonPoints(l)[i]);
+              const float* c = at.number(polygonPoints(l)[(i + 1) % n]);
               if (a == nullptr || c == nullptr) continue;
               b.vertex(p, a);
               b.vertex(p, c);

@@ -8,12 +8,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
+#include "model/mirror.h"
 #include "model/model.h"
+#include "model/selection.h"
 
 namespace {
 
@@ -42,6 +46,7 @@ struct ModelFixture : ::testing::Test {
 using Geometry = ModelFixture;
 using Images = ModelFixture;
 using Lazy = ModelFixture;
+using PolygonCorners = ModelFixture;
 
 void writeTga(const std::string& path, int w, int h) { writeFile(path, test_files::tga(w, h)); }
 
@@ -279,6 +284,102 @@ TEST_F(Lazy, DeletingATriangleAfterAddsKeepsItsShareOfBoundsAndUvees) {
   flushDerived(m);
   EXPECT_EQ(tableCount(&image("a", 2)->uvees), 0);
   EXPECT_EQ(uvee("a", 1, 4), nullptr) << "the refill saw only the small triangle";
+}
+
+// Short polygons keep their points in the record, long ones on the heap:
+// both must come through the table's growth, and slots freed by one kind
+// and taken by the other.
+TEST_F(PolygonCorners, SurviveTableGrowthAndSlotReuse) {
+  ASSERT_NE(addLayer(m, "a", 0, 0, 0, 0, 0, 0), nullptr);
+  for (int32_t n = 1; n <= 40; ++n) ASSERT_TRUE(addPoint(m, n, n * 1.0f, 0, 0));
+  std::map<int32_t, std::vector<int32_t>> want;  // +id triangle, -id line
+  auto add = [&](int32_t k) {
+    const bool line = k % 5 == 0;
+    const int32_t count = (line ? 2 : 3) + k % 6;  // 2 .. 8
+    std::vector<int32_t> points;
+    for (int32_t i = 0; i < count; ++i) points.push_back(1 + (k * 7 + i * 3) % 40);
+    const int32_t id = line ? addLine(m, "a", count, points.data(), 0)
+                            : addTriangle(m, "a", count, points.data(), k % 5);
+    ASSERT_NE(id, 0);
+    want[line ? -id : id] = points;
+  };
+  auto check = [&] {
+    for (const auto& [key, points] : want) {
+      const Layer* a = findLayer(m, "a");
+      const int32_t* got = nullptr;
+      int32_t count = 0;
+      if (key < 0) {
+        const Line* l = tableFindT<Line>(&a->lines, -key);
+        ASSERT_NE(l, nullptr);
+        got = polygonPoints(l), count = l->count;
+      } else {
+        const Triangle* t = tableFindT<Triangle>(&a->triangles, key);
+        ASSERT_NE(t, nullptr);
+        got = polygonPoints(t), count = t->count;
+      }
+      ASSERT_EQ(std::vector<int32_t>(got, got + count), points) << key;
+    }
+  };
+  for (int32_t k = 0; k < 300; ++k) add(k);
+  check();
+  int32_t k = 300;
+  for (auto it = want.begin(); it != want.end();) {
+    const int32_t key = it->first;
+    ++it;
+    if (key % 3 != 0) continue;
+    ASSERT_TRUE(key < 0 ? deleteLine(m, -key) : deleteTriangle(m, key));
+    want.erase(key);
+    add(k++);
+  }
+  check();
+  // Turning the long polygons into triangles adds to the table they leave.
+  EXPECT_GT(convertToTriangles(m), 0);
+  const KeyedTable* triangles = &findLayer(m, "a")->triangles;
+  tableForEach<Triangle>(triangles, [&](const Triangle* t, int32_t) {
+    EXPECT_EQ(t->count, 3);
+    for (int32_t i = 0; i < 3; ++i) EXPECT_NE(findPoint(m, t->points[i]), nullptr);
+  });
+  for (int32_t n = 1; n <= 40; ++n) ASSERT_TRUE(deletePoint(m, n));
+  EXPECT_EQ(tableCount(&findLayer(m, "a")->triangles), 0);
+}
+
+// The export copy gives long polygons and lines arrays of their own: with
+// the original freed and its arrays handed out again, the copy reads the
+// same points.
+TEST_F(PolygonCorners, ExportCopyKeepsLongPolygonsAfterTheOriginalGoes) {
+  ASSERT_NE(addLayer(m, "a", 0, 0, 0, 0, 0, 0), nullptr);
+  for (int32_t n = 1; n <= 9; ++n) ASSERT_TRUE(addPoint(m, n, n * 1.0f, n * 0.5f, 0));
+  const int32_t tri[3] = {1, 2, 3}, quad[4] = {1, 2, 3, 4};
+  const int32_t ring[7] = {1, 2, 3, 4, 5, 6, 7}, path[6] = {9, 8, 7, 6, 5, 4};
+  const int32_t ids[4] = {addTriangle(m, "a", 3, tri, 0), addTriangle(m, "a", 4, quad, 0),
+                          addTriangle(m, "a", 7, ring, 2), addLine(m, "a", 6, path, 0)};
+  Model* copy = prepareExportCopy(m);
+  ASSERT_NE(copy, nullptr);
+  freeModel(m);
+  m = createModel(nullptr, "other.mod", nullptr);
+  ASSERT_NE(addLayer(m, "b", 0, 0, 0, 0, 0, 0), nullptr);
+  for (int32_t n = 1; n <= 9; ++n) ASSERT_TRUE(addPoint(m, n, 0, 0, 0));
+  const int32_t other[7] = {9, 9, 9, 9, 9, 9, 9};
+  for (int i = 0; i < 8; ++i) {
+    ASSERT_NE(addTriangle(m, "b", 7, other, 0), 0);
+    ASSERT_NE(addLine(m, "b", 6, other, 0), 0);
+  }
+  const Layer* a = findLayer(copy, "a");
+  const Triangle* t[3];
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_NE(t[i] = tableFindT<Triangle>(&a->triangles, ids[i]), nullptr);
+  }
+  const Line* l = tableFindT<Line>(&a->lines, ids[3]);
+  ASSERT_NE(l, nullptr);
+  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[0]), polygonPoints(t[0]) + 3),
+            std::vector<int32_t>(tri, tri + 3));
+  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[1]), polygonPoints(t[1]) + 4),
+            std::vector<int32_t>(quad, quad + 4));
+  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[2]), polygonPoints(t[2]) + 7),
+            std::vector<int32_t>(ring, ring + 7));
+  EXPECT_EQ(std::vector<int32_t>(polygonPoints(l), polygonPoints(l) + 6),
+            std::vector<int32_t>(path, path + 6));
+  freeModel(copy);
 }
 
 }  // namespace

@@ -326,3 +326,84 @@ TEST(KeyedTable, IntIndexMatchesReferenceAcrossDirectAndHashedModes) {
   ASSERT_EQ(tableCount(t.get()), static_cast<int32_t>(slotOf.size()));
   for (auto& kv : slotOf) ASSERT_EQ(tableFindT<Elem>(t.get(), kv.first)->key, kv.first);
 }
+
+// A sequential table must answer exactly as a plain one: in sequence
+// (appends, removals, re-adds of the lowest missing key, across the
+// 64- and 4096-slot words of the slot bits), after a copy, and after a
+// key out of sequence gives it keys and an index mid-run.
+TEST(KeyedTable, SequentialTableAnswersAsAPlainOneThroughBreaksAndCopies) {
+  std::mt19937 rng(4242);
+  Table plain(kIntKeyed);
+  KeyedTable seq;
+  tableInitSequential(&seq, sizeof(Elem));
+  auto same = [&](const KeyedTable* t, int32_t k) {
+    const Elem* e = tableFindT<Elem>(t, k);
+    const Elem* r = tableFindT<Elem>(plain.get(), k);
+    ASSERT_EQ(e != nullptr, r != nullptr) << k;
+    if (e) { ASSERT_EQ(e->key, k); }
+    ASSERT_EQ(tablePosition(t, k, false), tablePosition(plain.get(), k, false)) << k;
+    ASSERT_EQ(tablePosition(t, k, true), tablePosition(plain.get(), k, true)) << k;
+  };
+  auto walk = [&](const KeyedTable* t) {
+    ASSERT_EQ(tableCount(t), tableCount(plain.get()));
+    int32_t s = tableNextSlot(t, -1), r = tableNextSlot(plain.get(), -1);
+    for (int32_t n = 0; s >= 0 || r >= 0; ++n) {
+      ASSERT_EQ(s, r);
+      ASSERT_EQ(tableIntKeyAt(t, s), tableIntKeyAt(plain.get(), r));
+      ASSERT_EQ(tableNth(t, n), tableElementAt(t, s));
+      s = tableNextSlot(t, s);
+      r = tableNextSlot(plain.get(), r);
+    }
+  };
+  auto both = [&](KeyedTable* t, int32_t k, bool add) {
+    if (add) {
+      tableInsertT<Elem>(t, k)->key = k;
+      tableInsertT<Elem>(plain.get(), k)->key = k;
+    } else {
+      ASSERT_EQ(tableRemove(t, k), tableRemove(plain.get(), k)) << k;
+    }
+  };
+  std::set<int32_t> missing;
+  int32_t next = 7;  // keys that do not start at 0 or 1
+  for (int op = 0; op < 30000; ++op) {
+    const uint32_t what = rng() % 10;
+    if (what < 6 && missing.empty()) {
+      both(&seq, next++, true);
+    } else if (what < 6) {
+      both(&seq, *missing.begin(), true);
+      missing.erase(missing.begin());
+    } else if (next > 7) {
+      const int32_t k = 7 + static_cast<int32_t>(rng() % static_cast<uint32_t>(next - 7));
+      if (tableFind(&seq, k)) missing.insert(k);
+      both(&seq, k, false);
+    }
+    if (op % 97 == 0) {
+      walk(&seq);
+      for (int32_t k = 0; k < next + 2; k += 37) same(&seq, k);
+      if (HasFatalFailure()) return;
+    }
+  }
+  ASSERT_EQ(seq.inSequence, 1);  // the run above never left it
+  ASSERT_GT(next, 4096 + 7);
+  KeyedTable copy;
+  tableCopy(&seq, &copy);
+  tableRelease(&seq);
+  for (int op = 0; op < 20000; ++op) {
+    int32_t k = 7 + static_cast<int32_t>(rng() % static_cast<uint32_t>(next));
+    if (op == 500) k = next + 100000;       // outside the sequence
+    if (op == 900) k = -3;                  // and negative
+    both(&copy, k, rng() % 3 != 0);
+    same(&copy, k);
+    if (op % 997 == 0) walk(&copy);
+    if (HasFatalFailure()) return;
+  }
+  ASSERT_EQ(copy.inSequence, 0);
+  walk(&copy);
+  tableRelease(&copy);
+  // Released, a sequential table starts a sequence again from any key.
+  tableInitSequential(&seq, sizeof(Elem));
+  fill(&seq, 1000, 1100);
+  EXPECT_EQ(seq.inSequence, 1);
+  EXPECT_EQ(tablePosition(&seq, 1042, false), 42);
+  tableRelease(&seq);
+}
