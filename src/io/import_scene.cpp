@@ -14,14 +14,15 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
 
 #include "io/export_scene.h"
-#include "io/import_child.h"
 #include "io/import_records.h"
 #include "io/import_screen.h"
+#include "io/import_server.h"
 #include "io/read_file.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -350,24 +351,47 @@ void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
 // What runs in the reader's process: assimp reads, the scene goes back as
 // records. Everything assimp throws is caught and said.
 template <class Read>
-void readAndSend(const std::string& path, Read read, RecordOut* out) {
+void readAndSend(const std::string& path, Read read, RecordOut* out, bool reused) {
   try {
-    // Never freed: this runs in the reader's own process, which ends as
-    // soon as the records are sent, and freeing a big scene first would
-    // keep the importer waiting as long again as sending part of it.
-    Assimp::Importer* importer = new Assimp::Importer;
-    const aiScene* scene = read(importer);
+    // Never freed where the process ends as soon as the records are sent:
+    // freeing a big scene first would keep the importer waiting as long
+    // again as sending part of it. A reader that reads on frees it after.
+    std::unique_ptr<Assimp::Importer> importer(new Assimp::Importer);
+    const aiScene* scene = read(importer.get());
     if (scene == nullptr) {
       putError(out, importer->GetErrorString());
-      return;
+    } else {
+      sendScene(scene, path, out);
     }
-    sendScene(scene, path, out);
+    if (!reused) importer.release();
   } catch (const std::bad_alloc&) {
     putError(out, "out of memory");
   } catch (const std::exception& e) {
     putError(out, e.what());
   } catch (...) {
     putError(out, "the reader failed");
+  }
+}
+
+// The reader's side of a job: the file, or the bytes as their format.
+void readJob(const ReaderJob& job, RecordOut* out) {
+  if (job.fromMemory) {
+    readAndSend(
+        job.path,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new NoFiles);
+          return importer->ReadFileFromMemory(job.bytes, job.size, kReadSteps,
+                                              job.extension.c_str());
+        },
+        out, job.reused);
+  } else {
+    readAndSend(
+        job.path,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new RegularFilesOnly);
+          return importer->ReadFile(job.path, kReadSteps);
+        },
+        out, job.reused);
   }
 }
 
@@ -381,9 +405,9 @@ unsigned readerSeconds(uint64_t bytes) {
 
 // The records of the reader's process as a new model named after `path`,
 // in its directory; null with "could not import: <path>: <why>".
-template <class Read>
-Model* importFrom(const std::string& path, uint64_t bytes, Read read,
-                  const char* imageDirectory, ImportReport* report) {
+Model* importFrom(const ReaderJob& job, uint64_t bytes, const char* imageDirectory,
+                  ImportReport* report) {
+  const std::string& path = job.path;
   const std::string name = importedModelName(path.c_str());
   const size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
@@ -395,8 +419,8 @@ Model* importFrom(const std::string& path, uint64_t bytes, Read read,
   std::string why;
   bool done = false;
   try {
-    done = importInChild([&](RecordOut* out) { readAndSend(path, read, out); }, &builder,
-                         imageDirectory, &why, readerSeconds(bytes));
+    done = importThroughServer(readJob, job, &builder, imageDirectory, &why,
+                               readerSeconds(bytes));
   } catch (...) {
     freeModel(model);
     throw;  // guarded() says why
@@ -491,15 +515,9 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     return refused(file, broken);
   if (const char* broken = screenGltfFile(file, head, got, fileSize))
     return refused(file, broken);
-  return guarded(file, [&] {
-    return importFrom(
-        file, fileSize,
-        [&](Assimp::Importer* importer) {
-          importer->SetIOHandler(new RegularFilesOnly);
-          return importer->ReadFile(file, kReadSteps);
-        },
-        imageDirectory, report);
-  });
+  ReaderJob job;
+  job.path = file;
+  return guarded(file, [&] { return importFrom(job, fileSize, imageDirectory, report); });
 }
 
 Model* importModelBytes(const void* data, size_t size, const char* extension,
@@ -520,13 +538,11 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
     broken = screenGltf(json, size);
   }
   if (broken != nullptr) return refused(name, broken);
-  return guarded(name, [&] {
-    return importFrom(
-        name, size,
-        [&](Assimp::Importer* importer) {
-          importer->SetIOHandler(new NoFiles);
-          return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
-        },
-        nullptr, report);
-  });
+  ReaderJob job;
+  job.path = name;
+  job.extension = ext;
+  job.bytes = data;
+  job.size = size;
+  job.fromMemory = true;
+  return guarded(name, [&] { return importFrom(job, size, nullptr, report); });
 }
