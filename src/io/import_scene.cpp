@@ -187,7 +187,7 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
   if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
   const size_t floats = vertexFloats(flags);
-  c->vertex.resize(floats * kRun);
+  c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
   putMesh(c->out, flags, mesh->mNumVertices);
   uint32_t pending = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {

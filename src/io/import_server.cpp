@@ -146,6 +146,8 @@ int statusOf(const siginfo_t& info) {
     job.bytes = bytes.data();
     job.size = bytes.size();
     if (itself) {
+      // A closed pipe fails the write, and the job ends with it.
+      ::signal(SIGPIPE, SIG_IGN);
       job.reused = true;
       const Started started{static_cast<int32_t>(::getpid()), 0};
       if (!sendAll(control, &started, sizeof started)) ::_exit(0);
@@ -291,13 +293,15 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
     return false;
   }
   const bool done = replayRecords(fds[0], b, imageDirectory, why);
-  if (!done) ::kill(started.pid, SIGKILL);
+  // A reader of its own is stopped at once. The server that reads itself
+  // finds the pipe closed at its next write and ends the job instead: it
+  // is not started again for every file refused.
+  if (!done && !g_server.itself) ::kill(started.pid, SIGKILL);
   ::close(fds[0]);
   int32_t status = 0;
   if (receiveAll(g_server.control, &status, sizeof status)) {
     const char seen = 1;
     if (!g_server.itself && !sendAll(g_server.control, &seen, 1)) serverEnded();
-    if (!done && g_server.itself) serverEnded();  // killed above
   } else {
     // The server itself ended: in its own reader, or killed from outside.
     status = serverEnded();
