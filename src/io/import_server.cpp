@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <malloc.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -41,6 +42,7 @@ struct Server {
 
 Server g_server;
 bool g_itself = false;
+constexpr int kIdleMilliseconds = 30000;
 
 bool sendAll(int fd, const void* data, size_t bytes) {
   const char* at = static_cast<const char*>(data);
@@ -130,6 +132,14 @@ int statusOf(const siginfo_t& info) {
 [[noreturn]] void serve(int control, ReadJob read, bool itself) {
   ::signal(SIGXCPU, SIG_DFL);
   for (;;) {
+    // Idle a while, it ends: it holds on to the pages the program had when
+    // it started, and the next import starts it again from what the
+    // program holds then.
+    pollfd waiting{control, POLLIN, 0};
+    int ready;
+    while ((ready = ::poll(&waiting, 1, kIdleMilliseconds)) < 0 && errno == EINTR) {
+    }
+    if (ready == 0) ::_exit(0);
     JobHeader header;
     int records = -1;
     // The program gone (or talking nonsense): nothing left to do.

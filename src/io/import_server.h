@@ -3,7 +3,9 @@
 // page tables, and afterwards every page the importer writes faults once
 // more, as the child shares them. So the program forks once, early, into
 // a small process that forks a fresh reader for each file instead; the
-// reader then runs exactly as a child of the program's own would.
+// reader then runs exactly as a child of the program's own would. The
+// server ends after half a minute without a file, and the next import
+// starts it again.
 #pragma once
 
 #include <cstddef>
