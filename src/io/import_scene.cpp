@@ -166,6 +166,17 @@ Affine affineOf(const aiMatrix4x4& t) {
 // Vertices and triangles go back in runs of this many.
 constexpr uint32_t kRun = 16384;
 
+// Vertices alike in every number of the file are sent once. assimp gives
+// each face of an OBJ, PLY or STL file vertices of its own; sent as they
+// are, the importer would look up the same point for every corner. Alike
+// in the file means alike in the model too, so the model is the same.
+struct Joining {
+  std::vector<uint32_t> slots;   // a first vertex of its numbers + 1; 0 empty
+  std::vector<uint32_t> recent;  // the same for the last few, by hash
+  std::vector<uint32_t> firsts;  // the first vertices, in the order sent
+  std::vector<uint32_t> sentAs;  // the mesh's vertex -> its place as sent
+};
+
 struct Conversion {
   const aiScene* scene;
   SourceKind kind;
@@ -173,7 +184,93 @@ struct Conversion {
   RecordOut* out;
   std::vector<float> vertex;
   std::vector<uint32_t> corners, ends;
+  Joining joining;
 };
+
+// The vertex's numbers in the file, as far as the mesh's flags use them.
+size_t sourceWords(const aiMesh* mesh, unsigned v, uint8_t flags, uint32_t words[12]) {
+  size_t n = 0;
+  auto add = [&](const void* from, size_t floats) {
+    std::memcpy(words + n, from, floats * 4);
+    n += floats;
+  };
+  add(&mesh->mVertices[v], 3);
+  if (flags & kRecordNormals) add(&mesh->mNormals[v], 3);
+  if (flags & kRecordUvs) add(&mesh->mTextureCoords[0][v], 2);
+  if (flags & kRecordColours) add(&mesh->mColors[0][v], 4);
+  return n;
+}
+
+uint32_t hashWords(const uint32_t* words, size_t n) {
+  uint64_t h = 0x9e3779b97f4a7c15ull;
+  for (size_t i = 0; i < n; ++i) {
+    h ^= words[i];
+    h *= 0xff51afd7ed558ccdull;
+    h ^= h >> 29;
+  }
+  return static_cast<uint32_t>(h ^ (h >> 32));
+}
+
+bool sameWords(const aiMesh* mesh, unsigned v, uint8_t flags, const uint32_t* words,
+               size_t n) {
+  uint32_t other[12];
+  sourceWords(mesh, v, flags, other);
+  return std::memcmp(other, words, n * 4) == 0;
+}
+
+void joiningPlace(Joining* j, uint32_t first, uint32_t hash) {
+  const size_t mask = j->slots.size() - 1;
+  size_t b = hash & mask;
+  while (j->slots[b] != 0) b = (b + 1) & mask;
+  j->slots[b] = first + 1;
+}
+
+// The place the vertex was sent as, or UINT32_MAX when it is the first
+// of its numbers (then it is to be sent next).
+uint32_t joinVertex(Joining* j, const aiMesh* mesh, unsigned v, uint8_t flags) {
+  uint32_t words[12];
+  const size_t n = sourceWords(mesh, v, flags, words);
+  const uint32_t hash = hashWords(words, n);
+  uint32_t& recent = j->recent[hash & (j->recent.size() - 1)];
+  if (recent != 0 && sameWords(mesh, recent - 1, flags, words, n))
+    return j->sentAs[recent - 1];
+  const size_t mask = j->slots.size() - 1;
+  for (size_t b = hash & mask; j->slots[b] != 0; b = (b + 1) & mask) {
+    const uint32_t first = j->slots[b] - 1;
+    if (sameWords(mesh, first, flags, words, n)) {
+      recent = first + 1;
+      return j->sentAs[first];
+    }
+  }
+  recent = v + 1;
+  j->firsts.push_back(v);
+  if (2 * j->firsts.size() > j->slots.size()) {
+    j->slots.assign(2 * j->slots.size(), 0);
+    for (uint32_t first : j->firsts) {
+      sourceWords(mesh, first, flags, words);
+      joiningPlace(j, first, hashWords(words, n));
+    }
+  } else {
+    joiningPlace(j, v, hash);
+  }
+  return UINT32_MAX;
+}
+
+// Meshes with a vertex for every corner of their faces are joined; others
+// share their vertices already.
+bool joinsVertices(const aiMesh* mesh) {
+  return mesh->mNumFaces > 0 && mesh->mNumVertices >= 3ull * mesh->mNumFaces;
+}
+
+void joiningBegin(Joining* j, const aiMesh* mesh) {
+  size_t slots = 1024;
+  while (slots < mesh->mNumVertices / 4) slots *= 2;
+  j->slots.assign(slots, 0);
+  j->recent.assign(4096, 0);
+  j->firsts.clear();
+  j->firsts.reserve(mesh->mNumVertices / 4);
+  j->sentAs.resize(mesh->mNumVertices);
+}
 
 // One mesh as a node places it, into the current layer: its vertices in
 // the model's space, then its triangles (turned round under a placement
@@ -188,9 +285,25 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
   const size_t floats = vertexFloats(flags);
   c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
+  // At most this many: those alike are sent once.
   putMesh(c->out, flags, mesh->mNumVertices);
-  uint32_t pending = 0;
+  const bool join = joinsVertices(mesh);
+  Joining* j = &c->joining;
+  if (join) joiningBegin(j, mesh);
+  uint32_t pending = 0, sent = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+    if (join) {
+      const uint32_t place = joinVertex(j, mesh, v, flags);
+      j->sentAs[v] = place != UINT32_MAX ? place : sent;
+      if (place != UINT32_MAX) {
+        if (v + 1 == mesh->mNumVertices && pending > 0) {
+          putVertices(c->out, c->vertex.data(), pending, floats);
+          pending = 0;
+        }
+        continue;
+      }
+    }
+    ++sent;
     float* at = c->vertex.data() + pending * floats;
     const aiVector3D& p = mesh->mVertices[v];
     const double in[3] = {p.x, p.y, p.z};
@@ -227,11 +340,13 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
     for (unsigned i = 0; i < face.mNumIndices; ++i)
       inside = inside && face.mIndices[i] < mesh->mNumVertices;
     if (!inside) continue;
+    const uint32_t* sentAs = join ? j->sentAs.data() : nullptr;
+    auto placed = [&](unsigned i) { return sentAs ? sentAs[face.mIndices[i]] : face.mIndices[i]; };
     if (face.mNumIndices == 3) {
-      const uint32_t a = face.mIndices[0], d = face.mIndices[1], e = face.mIndices[2];
+      const uint32_t a = placed(0), d = placed(1), e = placed(2);
       c->corners.insert(c->corners.end(), {turned ? d : a, turned ? a : d, e});
     } else if (face.mNumIndices == 2) {
-      c->ends.insert(c->ends.end(), {face.mIndices[0], face.mIndices[1]});
+      c->ends.insert(c->ends.end(), {placed(0), placed(1)});
     }
     if (c->corners.size() >= 3 * kRun) {
       putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
@@ -344,7 +459,7 @@ void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
     faces += scene->mMeshes[i]->mNumFaces;
   }
   putReserve(out, vertices < faces ? vertices : faces);
-  Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}};
+  Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}, {}};
   if (scene->mRootNode != nullptr && convertScene(&c)) putDone(out);
 }
 
