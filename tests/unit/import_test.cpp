@@ -372,6 +372,22 @@ TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
   freeModel(t);
 }
 
+// assimp gives each OBJ face corner a vertex of its own; joined before the
+// importer sees them, corners alike stay one point and a seam stays two.
+TEST(ImportJoin, CornersAlikeAreOnePointButASeamKeepsItsOwn) {
+  const std::string dir = test_files::tempDir("join");
+  test_files::writeFile(dir + "seam.obj",
+                        "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 1 1 0\n"
+                        "vt 0 0\nvt 1 0\nvt 0 1\nvt 0.5 0.5\n"
+                        "f 1/1 2/2 3/3\nf 2/2 4/4 3/4\n");
+  ImportReport report;
+  Model* back = importModelFile((dir + "seam.obj").c_str(), nullptr, &report);
+  ASSERT_NE(back, nullptr) << lastErrorText();
+  EXPECT_EQ(report.counts.points, 5);
+  EXPECT_EQ(triangles(back), 2);
+  freeModel(back);
+}
+
 // Jobs in a row through the reader server, forking a reader for each and
 // reading in the server itself: each import gets its own records and its
 // own reason, whatever the job before it left behind.
