@@ -353,17 +353,18 @@ bool convertScene(Conversion* c) {
 
 // The scene's records, sent from the reader's process.
 void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
-  // About as many points as there are vertices in indexed meshes, and as
-  // faces (twice the points of a closed mesh) where every face has
-  // vertices of its own; a broken file may claim any count, and the table
-  // grows past this instead.
-  size_t vertices = 0, faces = 0;
+  // About as many points as there are vertices in indexed meshes, and
+  // half as many as faces (the points of a closed mesh) where every face
+  // has vertices of its own and they are joined; a broken file may claim
+  // any count, and the table grows past this instead.
+  size_t points = 0;
   for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
-    if (scene->mMeshes[i] == nullptr) continue;
-    vertices += scene->mMeshes[i]->mNumVertices;
-    faces += scene->mMeshes[i]->mNumFaces;
+    const aiMesh* mesh = scene->mMeshes[i];
+    if (mesh == nullptr) continue;
+    const size_t most = joinsVertices(mesh) ? mesh->mNumFaces / 2 + 1 : mesh->mNumFaces;
+    points += mesh->mNumVertices < most ? mesh->mNumVertices : most;
   }
-  putReserve(out, vertices < faces ? vertices : faces);
+  putReserve(out, points);
   Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}, {}};
   if (scene->mRootNode != nullptr && convertScene(&c)) putDone(out);
 }
