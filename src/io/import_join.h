@@ -11,7 +11,7 @@
 #include <vector>
 
 struct Joining {
-  std::vector<uint32_t> slots;   // a first vertex of its numbers + 1; 0 empty
+  std::vector<uint32_t> slots;   // pairs: a first vertex + 1 (0 empty), its hash
   std::vector<uint32_t> recent;  // the same for the last few, by hash
   std::vector<uint32_t> firsts;  // the first vertices, in the order sent
   std::vector<uint32_t> sentAs;  // the mesh's vertex -> its place as sent
