@@ -1,11 +1,11 @@
 // The process that starts assimp's readers. Forking the program for each
 // file costs more the larger the program has grown: the fork copies its
 // page tables, and afterwards every page the importer writes faults once
-// more, as the child shares them. So the program forks once, early, into
-// a small process that forks a fresh reader for each file instead; the
-// reader then runs exactly as a child of the program's own would. The
-// server ends after half a minute without a file, and the next import
-// starts it again.
+// more, as the child shares them. So the program forks once, at its first
+// import, into a process that does nothing else (its free memory given
+// back) and forks a fresh reader for each file; the reader then runs
+// exactly as a child of the program's own would. The server ends after
+// half a minute without a file, and the next import starts it again.
 #pragma once
 
 #include <cstddef>
