@@ -84,6 +84,8 @@ void keysAdd(VertexKeys* k, const uint32_t* key, int32_t value) {
 
 // ---- Positions ----------------------------------------------------------------
 
+// At most this many recent positions; a small file gets fewer, as each
+// import clears them.
 constexpr size_t kRecent = 8192;
 
 void positionsGrow(PositionTable* t, size_t slots) {
@@ -191,6 +193,10 @@ void importReserve(ImportBuilder* b, size_t vertices) {
   size_t slots = b->positions.slots.size();
   while (slots < 2 * vertices + 2) slots *= 2;
   if (slots > b->positions.slots.size()) positionsGrow(&b->positions, slots);
+  size_t recent = b->positions.recent.size();
+  while (recent < kRecent && recent < vertices) recent *= 2;
+  if (recent > b->positions.recent.size())
+    b->positions.recent.assign(recent, PositionSlot{0, 0, 0, 0});
   b->usedBy.reserve(vertices + 1);
 }
 
@@ -198,7 +204,7 @@ void importBegin(ImportBuilder* b, Model* model) {
   b->model = model;
   b->positions.slots.assign(64, PositionSlot{0, 0, 0, 0});
   b->positions.used = 0;
-  b->positions.recent.assign(kRecent, PositionSlot{0, 0, 0, 0});
+  b->positions.recent.assign(64, PositionSlot{0, 0, 0, 0});
   b->usedBy.assign(1, 0);
   b->usedBy.shrink_to_fit();
   b->nextPoint = 1;
@@ -269,7 +275,7 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   PositionSlot* there = nullptr;
   PositionSlot* recent = nullptr;
   if (!seams) {
-    recent = &b->positions.recent[hashKey(key, 3) & (kRecent - 1)];
+    recent = &b->positions.recent[hashKey(key, 3) & (b->positions.recent.size() - 1)];
     if (recent->point != 0 && recent->x == key[0] && recent->y == key[1] &&
         recent->z == key[2] &&
         b->usedBy[static_cast<size_t>(recent->point)] == b->layerIndex)
@@ -335,7 +341,7 @@ void importPrefetch(const ImportBuilder* b, const float position[3]) {
   const uint32_t key[3] = {bitsOf(position[0]), bitsOf(position[1]), bitsOf(position[2])};
   const uint32_t hash = hashKey(key, 3);
   // A position seen a moment ago is answered from the recent ones.
-  const PositionSlot& recent = b->positions.recent[hash & (kRecent - 1)];
+  const PositionSlot& recent = b->positions.recent[hash & (b->positions.recent.size() - 1)];
   if (recent.point != 0 && recent.x == key[0] && recent.y == key[1] && recent.z == key[2])
     return;
   __builtin_prefetch(&b->positions.slots[hash & (b->positions.slots.size() - 1)]);

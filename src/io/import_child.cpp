@@ -15,6 +15,45 @@
 // save its input when the process dies.
 extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
 
+void enterReaderProcess(unsigned cpuSeconds) {
+  ::signal(SIGPIPE, SIG_DFL);
+  // The reader's death is the parent's to report: a driver's hook run
+  // here would count it as the whole program's.
+  if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);
+  if (cpuSeconds > 0) {
+    ::signal(SIGXCPU, SIG_DFL);
+    struct rlimit limit;
+    limit.rlim_cur = cpuSeconds;
+    limit.rlim_max = static_cast<rlim_t>(cpuSeconds) + 2;
+    ::setrlimit(RLIMIT_CPU, &limit);
+  }
+}
+
+void runReader(const std::function<void(RecordOut*)>& read, int fd) {
+  RecordOut out;
+  out.fd = fd;
+  try {
+    read(&out);
+  } catch (...) {
+    putError(&out, "the reader failed");
+  }
+  flushRecords(&out);
+  ::_exit(0);
+}
+
+std::string readerEndedWhy(int status, unsigned cpuSeconds) {
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
+    return "the reader ran past its time (" + std::to_string(cpuSeconds) + " s)";
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
+    return "the reader was killed (out of memory?)";
+  if (WIFSIGNALED(status))
+    return std::string("the reader crashed (") + strsignal(WTERMSIG(status)) + ")";
+  // A runtime that catches the signal itself (a sanitizer's) ends the
+  // process with a status instead.
+  return "the reader crashed (it ended with status " +
+         std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")";
+}
+
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why, unsigned cpuSeconds) {
   int fds[2];
@@ -38,27 +77,8 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
   }
   if (pid == 0) {
     ::close(fds[0]);
-    // A parent that stopped listening ends the child at its next write.
-    ::signal(SIGPIPE, SIG_DFL);
-    // The reader's death is the parent's to report: a driver's hook run
-    // here would count it as the whole program's.
-    if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);
-    if (cpuSeconds > 0) {
-      ::signal(SIGXCPU, SIG_DFL);
-      struct rlimit limit;
-      limit.rlim_cur = cpuSeconds;
-      limit.rlim_max = static_cast<rlim_t>(cpuSeconds) + 2;
-      ::setrlimit(RLIMIT_CPU, &limit);
-    }
-    RecordOut out;
-    out.fd = fds[1];
-    try {
-      read(&out);
-    } catch (...) {
-      putError(&out, "the reader failed");
-    }
-    flushRecords(&out);
-    ::_exit(0);
+    enterReaderProcess(cpuSeconds);
+    runReader(read, fds[1]);
   }
   ::close(fds[1]);
   const bool done = replayRecords(fds[0], b, imageDirectory, why);
@@ -67,19 +87,6 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
   int status = 0;
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
-  if (!done && why->empty()) {
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
-      *why = "the reader ran past its time (" + std::to_string(cpuSeconds) + " s)";
-    } else if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) {
-      *why = "the reader was killed (out of memory?)";
-    } else if (WIFSIGNALED(status)) {
-      *why = std::string("the reader crashed (") + strsignal(WTERMSIG(status)) + ")";
-    } else {
-      // A runtime that catches the signal itself (a sanitizer's) ends the
-      // process with a status instead.
-      *why = "the reader crashed (it ended with status " +
-             std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")";
-    }
-  }
+  if (!done && why->empty()) *why = readerEndedWhy(status, cpuSeconds);
   return done;
 }

@@ -22,3 +22,13 @@
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why,
                    unsigned cpuSeconds = 0);
+
+// What a reader's process does first, whoever forked it: a parent that
+// stopped listening ends it, its death is not the program's, and its
+// processor time is bounded (0: not).
+void enterReaderProcess(unsigned cpuSeconds);
+// Runs `read` there to its end, then ends the process.
+[[noreturn]] void runReader(const std::function<void(RecordOut*)>& read, int fd);
+// Why a reader that stopped without saying it was done stopped, from its
+// wait status.
+std::string readerEndedWhy(int status, unsigned cpuSeconds);

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "model/last_error.h"
@@ -30,19 +31,22 @@ void putText(RecordOut* out, const std::string& text) {
   put(out, text.data(), text.size());
 }
 
-// Reading, buffered; false at the end of the data.
+// Reading, buffered; false at the end of the data. Runs of vertices and
+// corners are read straight into their place: the buffer holds only what
+// lies between them.
+constexpr size_t kReadAhead = 1 << 16;
+
 struct RecordIn {
   int fd;
-  std::vector<char> buffer;
+  char buffer[kReadAhead];
   size_t at = 0, end = 0;
 
-  bool fill() {
-    if (at < end) return true;
-    at = end = 0;
+  // Up to `most` bytes into `to`; false at the end.
+  bool readSome(char* to, size_t most, size_t* got) {
     for (;;) {
-      const ssize_t n = ::read(fd, buffer.data(), buffer.size());
+      const ssize_t n = ::read(fd, to, most);
       if (n > 0) {
-        end = static_cast<size_t>(n);
+        *got = static_cast<size_t>(n);
         return true;
       }
       if (n < 0 && errno == EINTR) continue;
@@ -52,13 +56,27 @@ struct RecordIn {
 
   bool take(void* data, size_t bytes) {
     char* to = static_cast<char*>(data);
-    while (bytes > 0) {
-      if (!fill()) return false;
-      const size_t n = end - at < bytes ? end - at : bytes;
-      std::memcpy(to, buffer.data() + at, n);
-      at += n;
+    const size_t buffered = end - at < bytes ? end - at : bytes;
+    std::memcpy(to, buffer + at, buffered);
+    at += buffered;
+    to += buffered;
+    bytes -= buffered;
+    while (bytes >= kReadAhead) {
+      size_t n = 0;
+      if (!readSome(to, bytes, &n)) return false;
       to += n;
       bytes -= n;
+    }
+    while (bytes > 0) {
+      size_t n = 0;
+      if (!readSome(buffer, kReadAhead, &n)) return false;
+      at = 0;
+      end = n;
+      const size_t part = n < bytes ? n : bytes;
+      std::memcpy(to, buffer, part);
+      at = part;
+      to += part;
+      bytes -= part;
     }
     return true;
   }
@@ -146,7 +164,9 @@ void flushRecords(RecordOut* out) {
 
 bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
                    std::string* why) {
-  RecordIn in{fd, std::vector<char>(kFlushBytes)};
+  std::unique_ptr<RecordIn> owned(new RecordIn);
+  RecordIn& in = *owned;
+  in.fd = fd;
   why->clear();
   std::vector<float> vertices;
   std::vector<int32_t> pointOf;

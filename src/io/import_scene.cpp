@@ -14,14 +14,16 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
 
 #include "io/export_scene.h"
-#include "io/import_child.h"
+#include "io/import_join.h"
 #include "io/import_records.h"
 #include "io/import_screen.h"
+#include "io/import_server.h"
 #include "io/read_file.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -172,6 +174,7 @@ struct Conversion {
   RecordOut* out;
   std::vector<float> vertex;
   std::vector<uint32_t> corners, ends;
+  Joining joining;
 };
 
 // One mesh as a node places it, into the current layer: its vertices in
@@ -186,10 +189,26 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
   if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
   const size_t floats = vertexFloats(flags);
-  c->vertex.resize(floats * kRun);
+  c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
+  // At most this many: those alike are sent once.
   putMesh(c->out, flags, mesh->mNumVertices);
-  uint32_t pending = 0;
+  const bool join = joinsVertices(mesh);
+  Joining* j = &c->joining;
+  if (join) joiningBegin(j, mesh);
+  uint32_t pending = 0, sent = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+    if (join) {
+      const uint32_t place = joinVertex(j, mesh, v, flags);
+      j->sentAs[v] = place != UINT32_MAX ? place : sent;
+      if (place != UINT32_MAX) {
+        if (v + 1 == mesh->mNumVertices && pending > 0) {
+          putVertices(c->out, c->vertex.data(), pending, floats);
+          pending = 0;
+        }
+        continue;
+      }
+    }
+    ++sent;
     float* at = c->vertex.data() + pending * floats;
     const aiVector3D& p = mesh->mVertices[v];
     const double in[3] = {p.x, p.y, p.z};
@@ -226,11 +245,13 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
     for (unsigned i = 0; i < face.mNumIndices; ++i)
       inside = inside && face.mIndices[i] < mesh->mNumVertices;
     if (!inside) continue;
+    const uint32_t* sentAs = join ? j->sentAs.data() : nullptr;
+    auto placed = [&](unsigned i) { return sentAs ? sentAs[face.mIndices[i]] : face.mIndices[i]; };
     if (face.mNumIndices == 3) {
-      const uint32_t a = face.mIndices[0], d = face.mIndices[1], e = face.mIndices[2];
+      const uint32_t a = placed(0), d = placed(1), e = placed(2);
       c->corners.insert(c->corners.end(), {turned ? d : a, turned ? a : d, e});
     } else if (face.mNumIndices == 2) {
-      c->ends.insert(c->ends.end(), {face.mIndices[0], face.mIndices[1]});
+      c->ends.insert(c->ends.end(), {placed(0), placed(1)});
     }
     if (c->corners.size() >= 3 * kRun) {
       putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
@@ -332,42 +353,66 @@ bool convertScene(Conversion* c) {
 
 // The scene's records, sent from the reader's process.
 void sendScene(const aiScene* scene, const std::string& path, RecordOut* out) {
-  // About as many points as there are vertices in indexed meshes, and as
-  // faces (twice the points of a closed mesh) where every face has
-  // vertices of its own; a broken file may claim any count, and the table
-  // grows past this instead.
-  size_t vertices = 0, faces = 0;
+  // About as many points as there are vertices in indexed meshes, and
+  // half as many as faces (the points of a closed mesh) where every face
+  // has vertices of its own and they are joined; a broken file may claim
+  // any count, and the table grows past this instead.
+  size_t points = 0;
   for (unsigned i = 0; i < scene->mNumMeshes; ++i) {
-    if (scene->mMeshes[i] == nullptr) continue;
-    vertices += scene->mMeshes[i]->mNumVertices;
-    faces += scene->mMeshes[i]->mNumFaces;
+    const aiMesh* mesh = scene->mMeshes[i];
+    if (mesh == nullptr) continue;
+    const size_t most = joinsVertices(mesh) ? mesh->mNumFaces / 2 + 1 : mesh->mNumFaces;
+    points += mesh->mNumVertices < most ? mesh->mNumVertices : most;
   }
-  putReserve(out, vertices < faces ? vertices : faces);
-  Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}};
+  putReserve(out, points);
+  Conversion c{scene, kindOf(lowerExtension(path)), importedModelName(path.c_str()), out, {}, {}, {}, {}};
   if (scene->mRootNode != nullptr && convertScene(&c)) putDone(out);
 }
 
 // What runs in the reader's process: assimp reads, the scene goes back as
 // records. Everything assimp throws is caught and said.
 template <class Read>
-void readAndSend(const std::string& path, Read read, RecordOut* out) {
+void readAndSend(const std::string& path, Read read, RecordOut* out, bool reused) {
   try {
-    // Never freed: this runs in the reader's own process, which ends as
-    // soon as the records are sent, and freeing a big scene first would
-    // keep the importer waiting as long again as sending part of it.
-    Assimp::Importer* importer = new Assimp::Importer;
-    const aiScene* scene = read(importer);
+    // Never freed where the process ends as soon as the records are sent:
+    // freeing a big scene first would keep the importer waiting as long
+    // again as sending part of it. A reader that reads on frees it after.
+    std::unique_ptr<Assimp::Importer> importer(new Assimp::Importer);
+    const aiScene* scene = read(importer.get());
     if (scene == nullptr) {
       putError(out, importer->GetErrorString());
-      return;
+    } else {
+      sendScene(scene, path, out);
     }
-    sendScene(scene, path, out);
+    if (!reused) importer.release();
   } catch (const std::bad_alloc&) {
     putError(out, "out of memory");
   } catch (const std::exception& e) {
     putError(out, e.what());
   } catch (...) {
     putError(out, "the reader failed");
+  }
+}
+
+// The reader's side of a job: the file, or the bytes as their format.
+void readJob(const ReaderJob& job, RecordOut* out) {
+  if (job.fromMemory) {
+    readAndSend(
+        job.path,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new NoFiles);
+          return importer->ReadFileFromMemory(job.bytes, job.size, kReadSteps,
+                                              job.extension.c_str());
+        },
+        out, job.reused);
+  } else {
+    readAndSend(
+        job.path,
+        [&](Assimp::Importer* importer) {
+          importer->SetIOHandler(new RegularFilesOnly);
+          return importer->ReadFile(job.path, kReadSteps);
+        },
+        out, job.reused);
   }
 }
 
@@ -381,9 +426,9 @@ unsigned readerSeconds(uint64_t bytes) {
 
 // The records of the reader's process as a new model named after `path`,
 // in its directory; null with "could not import: <path>: <why>".
-template <class Read>
-Model* importFrom(const std::string& path, uint64_t bytes, Read read,
-                  const char* imageDirectory, ImportReport* report) {
+Model* importFrom(const ReaderJob& job, uint64_t bytes, const char* imageDirectory,
+                  ImportReport* report) {
+  const std::string& path = job.path;
   const std::string name = importedModelName(path.c_str());
   const size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
@@ -395,8 +440,8 @@ Model* importFrom(const std::string& path, uint64_t bytes, Read read,
   std::string why;
   bool done = false;
   try {
-    done = importInChild([&](RecordOut* out) { readAndSend(path, read, out); }, &builder,
-                         imageDirectory, &why, readerSeconds(bytes));
+    done = importThroughServer(readJob, job, &builder, imageDirectory, &why,
+                               readerSeconds(bytes));
   } catch (...) {
     freeModel(model);
     throw;  // guarded() says why
@@ -491,15 +536,9 @@ Model* importModelFile(const char* path, const char* imageDirectory,
     return refused(file, broken);
   if (const char* broken = screenGltfFile(file, head, got, fileSize))
     return refused(file, broken);
-  return guarded(file, [&] {
-    return importFrom(
-        file, fileSize,
-        [&](Assimp::Importer* importer) {
-          importer->SetIOHandler(new RegularFilesOnly);
-          return importer->ReadFile(file, kReadSteps);
-        },
-        imageDirectory, report);
-  });
+  ReaderJob job;
+  job.path = file;
+  return guarded(file, [&] { return importFrom(job, fileSize, imageDirectory, report); });
 }
 
 Model* importModelBytes(const void* data, size_t size, const char* extension,
@@ -520,13 +559,11 @@ Model* importModelBytes(const void* data, size_t size, const char* extension,
     broken = screenGltf(json, size);
   }
   if (broken != nullptr) return refused(name, broken);
-  return guarded(name, [&] {
-    return importFrom(
-        name, size,
-        [&](Assimp::Importer* importer) {
-          importer->SetIOHandler(new NoFiles);
-          return importer->ReadFileFromMemory(data, size, kReadSteps, ext.c_str());
-        },
-        nullptr, report);
-  });
+  ReaderJob job;
+  job.path = name;
+  job.extension = ext;
+  job.bytes = data;
+  job.size = size;
+  job.fromMemory = true;
+  return guarded(name, [&] { return importFrom(job, size, nullptr, report); });
 }

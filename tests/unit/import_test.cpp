@@ -21,6 +21,7 @@
 #include "io/import_records.h"
 #include "io/import_scene.h"
 #include "io/import_screen.h"
+#include "io/import_server.h"
 #include "model/children.h"
 #include "model/last_error.h"
 #include "model/transform.h"
@@ -369,6 +370,56 @@ TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
   freeModel(m);
   freeModel(n);
   freeModel(t);
+}
+
+// assimp gives each OBJ face corner a vertex of its own; joined before the
+// importer sees them, corners alike stay one point and a seam stays two.
+TEST(ImportJoin, CornersAlikeAreOnePointButASeamKeepsItsOwn) {
+  const std::string dir = test_files::tempDir("join");
+  test_files::writeFile(dir + "seam.obj",
+                        "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 1 1 0\n"
+                        "vt 0 0\nvt 1 0\nvt 0 1\nvt 0.5 0.5\n"
+                        "f 1/1 2/2 3/3\nf 2/2 4/4 3/4\n");
+  ImportReport report;
+  Model* back = importModelFile((dir + "seam.obj").c_str(), nullptr, &report);
+  ASSERT_NE(back, nullptr) << lastErrorText();
+  EXPECT_EQ(report.counts.points, 5);
+  EXPECT_EQ(triangles(back), 2);
+  freeModel(back);
+}
+
+// Jobs in a row through the reader server, forking a reader for each and
+// reading in the server itself: each import gets its own records and its
+// own reason, whatever the job before it left behind.
+TEST(ImportServer, JobsInARowKeepTheirOwnRecordsAndReasons) {
+  const std::string dir = test_files::tempDir("server");
+  Model* m = sampleModel();
+  const std::string path = dir + "a.glb";
+  ASSERT_EQ(exportModel(m, {ExportFormat::kGlb, path.c_str(), true}), 1);
+  freeModel(m);
+  const std::string glb = test_files::readFile(path);
+  const std::string junk = "v 0 0 0\nf 1 2 9\n";
+  std::string reason;
+  for (bool itself : {false, true}) {
+    SCOPED_TRACE(itself);
+    setReaderServerReadsItself(itself);
+    for (int round = 0; round < 2; ++round) {
+      Model* back = importModelFile(path.c_str(), nullptr, nullptr);
+      ASSERT_NE(back, nullptr) << lastErrorText();
+      EXPECT_EQ(triangles(back), 12 + 12 + 2 * 12);
+      freeModel(back);
+      EXPECT_EQ(importModelBytes(junk.data(), junk.size(), "obj", nullptr), nullptr);
+      ASSERT_NE(lastErrorText(), nullptr);
+      if (round == 0 && !itself) reason = lastErrorText();
+      EXPECT_EQ(lastErrorText(), reason);
+      back = importModelBytes(glb.data(), glb.size(), "glb", nullptr);
+      ASSERT_NE(back, nullptr) << lastErrorText();
+      EXPECT_EQ(triangles(back), 12 + 12 + 2 * 12);
+      freeModel(back);
+    }
+  }
+  setReaderServerReadsItself(false);
+  EXPECT_EQ(reason.rfind("could not import: memory.obj: ", 0), 0u) << reason;
 }
 
 // ---- The look before assimp ----------------------------------------------------
