@@ -68,15 +68,23 @@ bool receiveAll(int fd, void* data, size_t bytes) {
   return true;
 }
 
-// The header with the records pipe's end attached.
-bool sendHeader(int fd, const JobHeader& header, int records) {
-  iovec part{const_cast<JobHeader*>(&header), sizeof header};
+// A job header and room for one descriptor sent beside it.
+struct HeaderMessage {
+  iovec part;
   alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
   msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = room;
-  message.msg_controllen = sizeof room;
+  explicit HeaderMessage(JobHeader* header) : part{header, sizeof *header} {
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = room;
+    message.msg_controllen = sizeof room;
+  }
+};
+
+// The header with the records pipe's end attached.
+bool sendHeader(int fd, const JobHeader& header, int records) {
+  HeaderMessage sent(const_cast<JobHeader*>(&header));
+  msghdr& message = sent.message;
   cmsghdr* attached = CMSG_FIRSTHDR(&message);
   attached->cmsg_level = SOL_SOCKET;
   attached->cmsg_type = SCM_RIGHTS;
@@ -91,13 +99,8 @@ bool sendHeader(int fd, const JobHeader& header, int records) {
 }
 
 bool receiveHeader(int fd, JobHeader* header, int* records) {
-  iovec part{header, sizeof *header};
-  alignas(cmsghdr) char room[CMSG_SPACE(sizeof(int))] = {};
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = room;
-  message.msg_controllen = sizeof room;
+  HeaderMessage received(header);
+  msghdr& message = received.message;
   ssize_t n;
   while ((n = ::recvmsg(fd, &message, MSG_CMSG_CLOEXEC)) < 0 && errno == EINTR) {
   }

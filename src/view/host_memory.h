@@ -5,6 +5,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 // A hint only: ignored below a few MiB and where the system has no such
@@ -15,4 +18,23 @@ template <class T>
 void reserveLarge(std::vector<T>* v, size_t count) {
   v->reserve(count);
   adviseLargePages(v->data(), v->capacity() * sizeof(T));
+}
+
+// Runs work(begin, end) over [0, count): in two halves on two threads
+// when count is large enough to pay for a thread, else (or when no thread
+// can be had) on this one. `work` must not throw.
+template <class Work>
+void inTwoHalves(int32_t count, Work work) {
+  constexpr int32_t kWorthASecondThread = 1 << 16;
+  if (count >= kWorthASecondThread) {
+    try {
+      std::thread later(work, count / 2, count);
+      work(0, count / 2);
+      later.join();
+      return;
+    } catch (const std::system_error&) {
+      // No thread to be had: this one does it all.
+    }
+  }
+  work(0, count);
 }

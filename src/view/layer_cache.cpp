@@ -368,22 +368,10 @@ void writeSmoothed(const LayerSources& src, const float* positions,
                    bool automatic, float normalLength, LayerVertices* out,
                    DrawVertex* triangles) {
   const int32_t faces = static_cast<int32_t>(out->smooth.polygonSlots.size());
-  auto write = [&](int32_t begin, int32_t end) {
+  inTwoHalves(faces, [&](int32_t begin, int32_t end) {
     writeSmoothedFaces(src, positions, automatic, normalLength, begin, end,
                        out, triangles);
-  };
-  constexpr int32_t kFacesForTwoThreads = 1 << 16;
-  if (faces >= kFacesForTwoThreads) {
-    try {
-      std::thread later(write, faces / 2, faces);
-      write(0, faces / 2);
-      later.join();
-      return;
-    } catch (const std::system_error&) {
-      // No thread to be had: one does it all.
-    }
-  }
-  write(0, faces);
+  });
 }
 
 // Where every smoothed face goes, its selection counted; the triangle

@@ -3,12 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
-#include <new>
-#include <system_error>
-#include <thread>
-#include <functional>
 
 #include "model/geometry.h"
 #include "model/posing.h"
@@ -23,11 +18,10 @@ namespace {
 // polygons buildLayerVertices leaves out.
 template <class Visit>
 void forEachLayerTriangle(const Model* model, const Layer* layer,
-                          const float* positions, Visit visit,
-                          int32_t beginSlot = 0, int32_t endSlot = INT32_MAX) {
+                          const float* positions, Visit visit) {
   layer_parts::Corner corners[kMaxPolygonPoints];
-  for (int32_t s = tableNextSlot(&layer->triangles, beginSlot - 1);
-       s >= 0 && s < endSlot; s = tableNextSlot(&layer->triangles, s)) {
+  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+       s = tableNextSlot(&layer->triangles, s)) {
     const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
     const int32_t count = t->count;
     if (count < 3 || count > kMaxPolygonPoints) continue;
@@ -132,20 +126,9 @@ void writeLayerTexCoords(const Model* model, const Layer* layer,
                          const Image* image,
                          const std::vector<PolygonPlace>& places, float* to) {
   const std::vector<float> bySlot = uveesBySlot(model, image);
-  const int32_t slots = static_cast<int32_t>(places.size());
-  constexpr int32_t kSlotsForTwoThreads = 1 << 16;
-  if (slots >= kSlotsForTwoThreads) {
-    try {
-      std::thread later(writePlacedCoords, model, layer, std::cref(bySlot),
-                        std::cref(places), slots / 2, slots, to);
-      writePlacedCoords(model, layer, bySlot, places, 0, slots / 2, to);
-      later.join();
-      return;
-    } catch (const std::system_error&) {
-      // No thread to be had: one does it all.
-    }
-  }
-  writePlacedCoords(model, layer, bySlot, places, 0, slots, to);
+  inTwoHalves(static_cast<int32_t>(places.size()), [&](int32_t begin, int32_t end) {
+    writePlacedCoords(model, layer, bySlot, places, begin, end, to);
+  });
 }
 
 void buildLayerTexCoords(const Model* model, const Layer* layer,
@@ -153,51 +136,15 @@ void buildLayerTexCoords(const Model* model, const Layer* layer,
   out->clear();
   const std::vector<float> bySlot = uveesBySlot(model, image);
   reserveLarge(out, 6 * layerStripTriangles(layer));
-  auto coordsOf = [&](int32_t begin, int32_t end, std::vector<float>* to) {
-    forEachLayerTriangle(
-        model, layer, nullptr,
-        [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
-            const layer_parts::Corner& c) {
-          for (const layer_parts::Corner* corner : {&a, &b, &c}) {
-            const size_t slot = static_cast<size_t>(corner->slot);
-            to->push_back(bySlot[2 * slot]);
-            to->push_back(bySlot[2 * slot + 1]);
-          }
-        },
-        begin, end);
-  };
-  // A big layer is done in two halves of its polygon table at once, the
-  // later half appended after.
-  const int32_t slots = layer->triangles.capacity;
-  constexpr int32_t kSlotsForTwoThreads = 1 << 16;
-  if (slots >= kSlotsForTwoThreads) {
-    std::vector<float> later;
-    bool laterFailed = false, failed = false;
-    std::thread second;
-    try {
-      second = std::thread([&] {
-        try {
-          reserveLarge(&later, out->capacity() / 2);
-          coordsOf(slots / 2, slots, &later);
-        } catch (const std::bad_alloc&) {
-          laterFailed = true;
-        }
-      });
-    } catch (const std::system_error&) {
-      coordsOf(0, slots, out);  // no thread to be had: one does it all
-      return;
-    }
-    try {
-      coordsOf(0, slots / 2, out);
-    } catch (const std::bad_alloc&) {
-      failed = true;
-    }
-    second.join();
-    if (failed || laterFailed) throw std::bad_alloc();
-    out->insert(out->end(), later.begin(), later.end());
-    return;
-  }
-  coordsOf(0, slots, out);
+  forEachLayerTriangle(model, layer, nullptr,
+                       [&](const layer_parts::Corner& a, const layer_parts::Corner& b,
+                           const layer_parts::Corner& c) {
+                         for (const layer_parts::Corner* corner : {&a, &b, &c}) {
+                           const size_t slot = static_cast<size_t>(corner->slot);
+                           out->push_back(bySlot[2 * slot]);
+                           out->push_back(bySlot[2 * slot + 1]);
+                         }
+                       });
 }
 
 void buildLayerTangents(const Model* model, const Layer* layer,

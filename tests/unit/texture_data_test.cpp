@@ -102,9 +102,9 @@ TEST_F(LayerData, CoordinatesFollowTheTriangleVerticesOneForOne) {
   for (int i = 0; i < 18; ++i) EXPECT_FLOAT_EQ(uv[i], expected[i]) << i;
 }
 
-// A big layer's coordinates are made in two halves at once, or written in
-// place by two threads; the halves must meet where the vertices do, gaps
-// in the polygon table included.
+// A big layer's coordinates are written in place by two threads; the
+// halves must meet where the vertices do, gaps in the polygon table
+// included.
 TEST_F(LayerData, CoordinatesOfABigLayerStillFollowItsVertices) {
   addLayer(m, "big", 255, 0, 0, 1, 0, 0);
   const int side = 260;  // 67,600 quads: two threads
