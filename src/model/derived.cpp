@@ -72,6 +72,34 @@ float axisCoordinate(int32_t code, const Point* p, const float* bounds) {
   }
 }
 
+}  // namespace
+
+bool automaticUveePlane(int32_t code, const float* bounds, float plane[4]) {
+  int32_t axis = 0;
+  bool reversed = false;
+  switch (code) {
+    case kAxisX: axis = 0; break;
+    case kAxisY: axis = 1; reversed = true; break;
+    case kAxisZ: axis = 2; reversed = true; break;
+    case kAxisMinusX: axis = 0; reversed = true; break;
+    case kAxisMinusY: axis = 1; break;
+    case kAxisMinusZ: axis = 2; break;
+    default:
+      plane[0] = plane[1] = plane[2] = plane[3] = 0.0f;
+      return true;
+  }
+  const float low = bounds[axis], extent = bounds[axis + 3] - low;
+  const float scale = 1.0f / extent;
+  if (!std::isfinite(low) || !std::isfinite(scale) || extent == 0.0f) return false;
+  plane[0] = plane[1] = plane[2] = 0.0f;
+  // t = (c - low) / extent, or 1 - that.
+  plane[axis] = reversed ? -scale : scale;
+  plane[3] = reversed ? 1.0f + low * scale : -low * scale;
+  return true;
+}
+
+namespace {
+
 void refillAutomaticUvees(const Model* model, const Layer* layer,
                           Image* image) {
   tableRelease(&image->uvees);

@@ -89,6 +89,12 @@ void flushDerived(Model* model);
 // date. Null when the image or the point has none.
 const float* layerBounds(Model* model, Layer* layer);
 const Uvee* layerUvee(Model* model, Layer* layer, int32_t image, int32_t point);
+// The automatic uvee along an image axis code as a plane: the coordinate
+// of a point p is plane . (p, 1), which equals the stored uvee to within
+// rounding. False when the layer's extent along the axis is zero or not
+// finite (the stored uvees are not a plane then); an unknown code gives
+// the zero plane, as it gives 0.
+bool automaticUveePlane(int32_t code, const float* bounds, float plane[4]);
 // Marks the automatic uvees of the whole model as due (the add triangle and
 // add line commands do this after every polygon or line).
 void markUveesStale(Model* model);

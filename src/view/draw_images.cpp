@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "model/geometry.h"
 #include "view/layer_uvs.h"
 #include "view/model_displays.h"
 #include "view/shaders.h"
@@ -179,6 +180,17 @@ void cubeLookupInScene(const float* scene) {
   glMatrixMode(GL_MODELVIEW);
 }
 
+// Automatic uvees follow the stored points linearly, so the GL makes them
+// from the vertices themselves: no array of coordinates to build, fill and
+// keep. Not for a posed model, whose vertices have left the points the
+// uvees were taken from.
+bool uveesArePlanes(const ImageDraw& draw, const Layer* layer, const Image* image,
+                    float planes[2][4]) {
+  return !draw.posed && !image->hasUvees &&
+         automaticUveePlane(image->axisU, layer->bounds, planes[0]) &&
+         automaticUveePlane(image->axisV, layer->bounds, planes[1]);
+}
+
 bool cutsSurface(const Image* image) {
   return image->extraKind == kExtraInvisibleColour ||
          (image->extraKind == kExtraAlphaTexture && image->alpha.loaded);
@@ -208,7 +220,9 @@ int32_t bindLayerImages(const ImageDraw& draw, const Model* model,
     if (texture == 0) continue;  // no pixels: the surface stays plain
     if (role.lookup == kByCube && !cube) continue;
     const FloatRun* coords = nullptr;
-    if (role.lookup == kByUvees) {
+    float planes[2][4];
+    const bool planar = role.lookup == kByUvees && uveesArePlanes(draw, layer, image, planes);
+    if (role.lookup == kByUvees && !planar) {
       coords = coordsFor(draw, model, layer, numbered.first, image, runs);
       if (empty(*coords)) continue;
     }
@@ -220,7 +234,11 @@ int32_t bindLayerImages(const ImageDraw& draw, const Model* model,
     setCombiner(role.bake, image->strength);
     if (GLEW_VERSION_1_4)
       glTexEnvf(GL_TEXTURE_FILTER_CONTROL, GL_TEXTURE_LOD_BIAS, bias);
-    if (coords != nullptr) {
+    if (planar) {
+      generate(GL_OBJECT_LINEAR, false);
+      glTexGenfv(GL_S, GL_OBJECT_PLANE, planes[0]);
+      glTexGenfv(GL_T, GL_OBJECT_PLANE, planes[1]);
+    } else if (coords != nullptr) {
       glTexCoordPointer(2, GL_FLOAT, 0, floatsAt(*coords, 0));
       glEnableClientState(GL_TEXTURE_COORD_ARRAY);
     } else if (role.lookup == kBySphere) {

@@ -70,6 +70,7 @@ struct ImageDraw {
   const DisplayFlags* flags;
   const float* scene;  // the camera's matrix, column order
   bool mirrorHalf;
+  bool posed;  // the vertices are posed copies of the points
   // Where the layer's polygons lie in its triangle vertices, and how many
   // there are: texture coordinates are written straight into their buffer.
   const std::vector<PolygonPlace>* places;

@@ -87,6 +87,41 @@ void keepSelectedTriangles(const Layer* layer,
   d->selected.count = static_cast<int32_t>(kept.size());
 }
 
+// Builds the layer into `scratch`, leaving its triangles to be written
+// where the caller wants them when it can. For a big layer whose triangles
+// will go straight into the GL's memory, a fresh buffer is made and mapped
+// while a second thread indexes the faces (the driver clears a new store
+// before handing it out: tens of milliseconds at a million triangles).
+// Then the mapping (room for `*mappedVertices`, enough unless polygons
+// were left out) is returned, for the caller to unmap; else null.
+void* buildBesideFreshBuffer(const Model* model, const Layer* layer,
+                             const float* positions, NormalMode mode,
+                             float normalLength, const uint8_t selection[3],
+                             LayerVertices* scratch, ModelDisplays* store,
+                             VertexRun* run, size_t* mappedVertices) {
+  constexpr int32_t kWorthAThread = 1 << 16;
+  *mappedVertices = 0;
+  if (tableCount(&layer->triangles) < kWorthAThread ||
+      !layerTrianglesDeferrable(layer, mode, normalLength)) {
+    buildLayerVertices(model, layer, positions, mode, normalLength, selection,
+                       scratch, true);
+    return nullptr;
+  }
+  const size_t vertices = 3 * layerStripTriangles(layer);
+  void* to = nullptr;
+  try {
+    buildLayerVertices(model, layer, positions, mode, normalLength, selection,
+                       scratch, true, [&] {
+                         to = mapFreshBuffer(&run->buffer, vertices * sizeof(DrawVertex));
+                       });
+  } catch (const std::bad_alloc&) {
+    unmapFreshBuffer(&run->buffer, to != nullptr, &store->doomed);
+    throw;
+  }
+  if (to != nullptr) *mappedVertices = vertices;
+  return to;
+}
+
 // Brings the layer's runs up to date; false when it cannot be drawn.
 // Marking or unmarking a polygon or line touches its layer, so only a new
 // selection colour is left to watch here.
@@ -103,8 +138,10 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   d->valid = false;
   LayerVertices& scratch = store->scratch;
   try {
-    buildLayerVertices(model, layer, positions, mode, normalLength, selection,
-                       &scratch, true);
+    size_t mappedVertices = 0;
+    void* mapped = buildBesideFreshBuffer(model, layer, positions, mode, normalLength,
+                                          selection, &scratch, store, &d->triangles,
+                                          &mappedVertices);
     if (scratch.deferredTriangles > 0) {
       // Written into the GL's memory unless a copy is kept on the host
       // anyway: the selected polygons of a layer with images.
@@ -112,13 +149,21 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
         writeDeferredTriangles(model, layer, selection, &scratch, to);
       };
       const bool keep = scratch.selectedItems > 0 && tableCount(&layer->images) > 0;
-      if (keep ||
-          !uploadWritten(store, &d->triangles, scratch.deferredTriangles, write)) {
+      bool written = false;
+      if (mapped != nullptr) {
+        const bool fits = !keep && scratch.deferredTriangles <= mappedVertices;
+        if (fits) write(static_cast<DrawVertex*>(mapped));
+        written = unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed) && fits;
+        if (written) takeWritten(&d->triangles, scratch.deferredTriangles);
+      }
+      if (!written && (keep || !uploadWritten(store, &d->triangles,
+                                              scratch.deferredTriangles, write))) {
         scratch.triangles.resize(scratch.deferredTriangles);
         write(scratch.triangles.data());
         upload(store, &d->triangles, scratch.triangles);
       }
     } else {
+      if (mapped != nullptr) unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed);
       upload(store, &d->triangles, scratch.triangles);
     }
     upload(store, &d->lines, scratch.lines);
@@ -269,8 +314,8 @@ void drawLayerHalf(LayerDisplay& d, Layer* layer, DrawContext* ctx,
     if (!outlines) {
       const ImageDraw images = {ctx->store->textures, &ctx->store->doomed,
                                 flags,      ctx->scene,
-                                mirrorHalf, &d.places,
-                                d.triangles.count};
+                                mirrorHalf, ctx->positions != nullptr,
+                                &d.places,  d.triangles.count};
       units = bindLayerImages(images, ctx->model, layer, &d.images, &fromEye);
       program = useProgram(d, layer, ctx);
     }

@@ -274,7 +274,7 @@ void append(std::vector<T>* to, const std::vector<T>& from) {
 
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
                              const float* positions, size_t triangles,
-                             SmoothScratch* smooth) {
+                             SmoothScratch* smooth, std::function<void()>* meanwhile) {
   smooth->begin(model->points.capacity);
   // Triangles give the sizes exactly; longer polygons need less.
   const size_t faces = static_cast<size_t>(tableCount(&layer->triangles));
@@ -321,7 +321,29 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
     }
   }
   if (!gathered) gatherFaces(model, layer, positions, 0, slots, smooth);
-  smooth->index();
+  if (!*meanwhile) {
+    smooth->index();
+    return;
+  }
+  // The faces are indexed on a second thread while this one runs the
+  // caller's work.
+  bool indexFailed = false;
+  std::thread indexer;
+  try {
+    indexer = std::thread([&] {
+      try {
+        smooth->index();
+      } catch (const std::bad_alloc&) {
+        indexFailed = true;
+      }
+    });
+  } catch (const std::system_error&) {
+    smooth->index();
+  }
+  (*meanwhile)();
+  *meanwhile = nullptr;
+  if (indexer.joinable()) indexer.join();
+  if (indexFailed) throw std::bad_alloc();
 }
 
 // Faces [begin, end) of the smoothing pass written where they go: a face's
@@ -392,7 +414,7 @@ void placeSmoothed(float normalLength, LayerVertices* out) {
 
 void buildPolygons(const LayerSources& src, const float* positions,
                    NormalMode mode, float normalLength, bool deferTriangles,
-                   LayerVertices* out) {
+                   std::function<void()>* meanwhile, LayerVertices* out) {
   const Model* model = src.model;
   const Layer* layer = src.layer;
   const size_t triangles = layerStripTriangles(layer);
@@ -402,7 +424,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
   bool automatic = false;
   mode = effectiveMode(layer, mode, &automatic);
   if (mode == kNormalsStoredElseSmooth)
-    accumulateSmoothNormals(model, layer, positions, triangles, &out->smooth);
+    accumulateSmoothNormals(model, layer, positions, triangles, &out->smooth, meanwhile);
 
   if (mode == kNormalsStoredElseSmooth) {
     placeSmoothed(normalLength, out);
@@ -470,7 +492,8 @@ void buildLines(const LayerSources& src, const float* positions,
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
-                        LayerVertices* out, bool deferTriangles) {
+                        LayerVertices* out, bool deferTriangles,
+                        std::function<void()> meanwhile) {
   out->triangles.clear();
   out->lines.clear();
   out->normalLines.clear();
@@ -479,8 +502,15 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   out->deferredTriangles = 0;
 
   const LayerSources src = layerSources(model, layer, selection);
-  buildPolygons(src, positions, mode, normalLength, deferTriangles, out);
+  buildPolygons(src, positions, mode, normalLength, deferTriangles, &meanwhile, out);
   buildLines(src, positions, out);
+  if (meanwhile) meanwhile();
+}
+
+bool layerTrianglesDeferrable(const Layer* layer, NormalMode mode, float normalLength) {
+  bool automatic = false;
+  return effectiveMode(layer, mode, &automatic) == kNormalsStoredElseSmooth &&
+         !(normalLength > 0.0f);
 }
 
 void writeDeferredTriangles(const Model* model, const Layer* layer,

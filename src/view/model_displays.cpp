@@ -79,12 +79,10 @@ void upload(ModelDisplays* store, VertexRun* run,
   run->host = data;
 }
 
-bool writeMappedBuffer(GLuint* buffer, size_t bytes,
-                       const std::function<void(void*)>& write,
-                       std::vector<GLuint>* doomed) {
+void* mapFreshBuffer(GLuint* buffer, size_t bytes) {
   if (bytes == 0 || !haveBuffers() || glMapBufferRange == nullptr ||
       glUnmapBuffer == nullptr)
-    return false;
+    return nullptr;
   for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
   }
   const GLsizeiptr size = static_cast<GLsizeiptr>(bytes);
@@ -93,20 +91,40 @@ bool writeMappedBuffer(GLuint* buffer, size_t bytes,
   glBufferData(GL_ARRAY_BUFFER, size, nullptr, GL_STATIC_DRAW);
   void* to = glMapBufferRange(GL_ARRAY_BUFFER, 0, size,
                               GL_MAP_WRITE_BIT | GL_MAP_INVALIDATE_BUFFER_BIT);
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  // Often fresh pages of the driver's: large ones fault far less often
+  // (a hint the system ignores for memory that cannot take it).
+  if (to != nullptr) adviseLargePages(to, bytes);
+  return to;
+}
+
+bool unmapFreshBuffer(GLuint* buffer, bool mapped, std::vector<GLuint>* doomed) {
   bool written = false;
-  if (to != nullptr) {
-    // Often fresh pages of the driver's: large ones fault far less often
-    // (a hint the system ignores for memory that cannot take it).
-    adviseLargePages(to, bytes);
-    write(to);
+  if (mapped) {
+    glBindBuffer(GL_ARRAY_BUFFER, *buffer);
     // False: the store was lost while mapped (a mode switch): write again.
     written = glUnmapBuffer(GL_ARRAY_BUFFER) == GL_TRUE;
+    glBindBuffer(GL_ARRAY_BUFFER, 0);
   }
-  glBindBuffer(GL_ARRAY_BUFFER, 0);
   if (written && glGetError() == GL_NO_ERROR) return true;
-  doomed->push_back(*buffer);
+  if (*buffer != 0) doomed->push_back(*buffer);
   *buffer = 0;
   return false;
+}
+
+bool writeMappedBuffer(GLuint* buffer, size_t bytes,
+                       const std::function<void(void*)>& write,
+                       std::vector<GLuint>* doomed) {
+  if (bytes == 0 || !haveBuffers()) return false;
+  void* to = mapFreshBuffer(buffer, bytes);
+  if (to != nullptr) write(to);
+  return unmapFreshBuffer(buffer, to != nullptr, doomed);
+}
+
+void takeWritten(VertexRun* run, size_t count) {
+  run->host.clear();
+  run->host.shrink_to_fit();
+  run->count = static_cast<int32_t>(count);
 }
 
 bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
@@ -115,9 +133,7 @@ bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
                          [&](void* to) { write(static_cast<DrawVertex*>(to)); },
                          &store->doomed))
     return false;
-  run->host.clear();
-  run->host.shrink_to_fit();
-  run->count = static_cast<int32_t>(count);
+  takeWritten(run, count);
   return true;
 }
 

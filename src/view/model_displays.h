@@ -99,6 +99,12 @@ void releaseById(ModelDisplays* store, int32_t id);
 void deleteDoomedBuffers(ModelDisplays* store);
 // Replaces the run's vertices, keeping its buffer name.
 void upload(ModelDisplays* store, VertexRun* run, const std::vector<DrawVertex>& data);
+// Gives the buffer (made when 0) `bytes` of new storage and maps it for
+// writing; null when the GL cannot hand it out. unmapFreshBuffer ends the
+// mapping (`mapped`: whether there was one) and is false when the store
+// did not survive it or the GL failed: the buffer is then doomed and 0.
+void* mapFreshBuffer(GLuint* buffer, size_t bytes);
+bool unmapFreshBuffer(GLuint* buffer, bool mapped, std::vector<GLuint>* doomed);
 // Gives the buffer (made when 0) `bytes` of new storage that `write`
 // fills through a mapping; false when the GL cannot hand it out (no
 // buffers, no mapping, an error): the buffer is then doomed and 0.
@@ -110,6 +116,8 @@ bool writeMappedBuffer(GLuint* buffer, size_t bytes,
 // an error): then the run is empty and the vertices are to be uploaded.
 bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
                    const std::function<void(DrawVertex*)>& write);
+// The run's buffer now holds `count` vertices written through a mapping.
+void takeWritten(VertexRun* run, size_t count);
 // Rewrites vertices in place, run by run; false when a run lies outside.
 bool patchRun(VertexRun* run, const VertexPatch& patch);
 // After pure moves of stored points since the layer or the markers were

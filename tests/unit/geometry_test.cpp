@@ -212,6 +212,18 @@ TEST_F(Images, AutomaticUveesFollowTheAxisTableExactly) {
     EXPECT_FLOAT_EQ(uvee("a", code + 1, 3)->v, 0.25f);
   }
   EXPECT_EQ(tableCount(&image("a", 9)->uvees), 1) << "own uvees are kept";
+  // The view makes automatic uvees from their planes: the same numbers.
+  const float at[3][3] = {{0, 0, 0}, {2, 4, 8}, {0.5f, 1, 6}};
+  for (int code = 0; code <= 7; ++code) {
+    float plane[4];
+    ASSERT_TRUE(automaticUveePlane(code, findLayer(m, "a")->bounds, plane));
+    for (int n = 1; n <= 3; ++n) {
+      const float* p = at[n - 1];
+      EXPECT_NEAR(plane[0] * p[0] + plane[1] * p[1] + plane[2] * p[2] + plane[3],
+                  uvee("a", code + 1, n)->u, 1e-6f)
+          << "code " << code << " point " << n;
+    }
+  }
 
   // A flat layer divides by a zero extent; that must not bring us down.
   addLayer(m, "flat", 0, 0, 0, 1, 0, 0);
@@ -223,6 +235,10 @@ TEST_F(Images, AutomaticUveesFollowTheAxisTableExactly) {
   markUveesStale(m);
   flushDerived(m);
   EXPECT_TRUE(std::isnan(uvee("flat", 1, 1)->u));
+  float plane[4];
+  EXPECT_FALSE(automaticUveePlane(kAxisZ, findLayer(m, "flat")->bounds, plane))
+      << "no plane gives what a zero extent gives";
+  EXPECT_TRUE(automaticUveePlane(kAxisX, findLayer(m, "flat")->bounds, plane));
 }
 
 TEST_F(Images, CubeMapNeedsAllSixFacesWhilePlainImageMayBeMissing) {
