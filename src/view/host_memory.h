@@ -6,19 +6,46 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <system_error>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 // A hint only: ignored below a few MiB and where the system has no such
 // pages.
 void adviseLargePages(void* data, size_t bytes);
 
-template <class T>
-void reserveLarge(std::vector<T>* v, size_t count) {
+template <class Vector>
+void reserveLarge(Vector* v, size_t count) {
   v->reserve(count);
-  adviseLargePages(v->data(), v->capacity() * sizeof(T));
+  adviseLargePages(v->data(), v->capacity() * sizeof(typename Vector::value_type));
 }
+
+// Leaves the new elements of a resize of plain values unset: big arrays
+// about to be written in full are not cleared first.
+template <class T>
+struct UnsetAllocator : std::allocator<T> {
+  template <class U>
+  struct rebind {
+    using other = UnsetAllocator<U>;
+  };
+  UnsetAllocator() = default;
+  template <class U>
+  UnsetAllocator(const UnsetAllocator<U>&) noexcept {}
+  template <class U>
+  void construct(U* at) noexcept(std::is_nothrow_default_constructible<U>::value) {
+    ::new (static_cast<void*>(at)) U;
+  }
+  template <class U, class... Args>
+  void construct(U* at, Args&&... args) {
+    ::new (static_cast<void*>(at)) U(std::forward<Args>(args)...);
+  }
+};
+template <class T>
+using UnsetVector = std::vector<T, UnsetAllocator<T>>;
 
 // Runs work(begin, end) over [0, count): in two halves on two threads
 // when count is large enough to pay for a thread, else (or when no thread

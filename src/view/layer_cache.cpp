@@ -234,20 +234,24 @@ void SmoothScratch::findUniform() {
 
 namespace {
 
-// What the smoothing pass gathers of a run of the polygon table, in the
-// names SmoothScratch keeps them by.
-struct GatheredFaces {
-  std::vector<float> normals, units;
-  std::vector<int32_t> cornerSlots, faceStart, polygonSlots;
-  int32_t selectedFaces = 0;
+// Where gatherFaces writes: from face `faces` and corner `corners` of the
+// smoothing pass's arrays, sized beforehand.
+struct FaceWriter {
+  SmoothScratch* into;
+  int32_t faces;
+  int32_t corners;
+  int32_t selectedFaces;
 };
 
 // The drawn polygons in slots [begin, end): each one's normal (twice its
 // area long), unit normal, point slots, where its corners start and its
-// slot, appended to `into`.
-template <class Faces>
+// slot, written on from where `at` stands.
 void gatherFaces(const Model* model, const Layer* layer, const float* positions,
-                 int32_t begin, int32_t end, Faces* into) {
+                 int32_t begin, int32_t end, FaceWriter* at) {
+  SmoothScratch* into = at->into;
+  float* normals = into->normals.data();
+  float* units = into->units.data();
+  int32_t* cornerSlots = into->cornerSlots.data();
   Corner corners[kMaxPolygonPoints];
   for (int32_t s = tableNextSlot(&layer->triangles, begin - 1); s >= 0 && s < end;
        s = tableNextSlot(&layer->triangles, s)) {
@@ -255,21 +259,49 @@ void gatherFaces(const Model* model, const Layer* layer, const float* positions,
     if (t->count < 3 || t->count > kMaxPolygonPoints) continue;
     if (!resolveCorners(model, positions, polygonPoints(t), t->count, corners))
       continue;
-    float n[3];
+    const size_t f = static_cast<size_t>(at->faces++);
+    float* n = normals + 3 * f;
     stripNormal(corners, t->count, n);
-    into->normals.insert(into->normals.end(), n, n + 3);
-    normalise(n);
-    into->units.insert(into->units.end(), n, n + 3);
-    into->faceStart.push_back(static_cast<int32_t>(into->cornerSlots.size()));
-    into->polygonSlots.push_back(s);
-    if (t->flags & kItemSelected) ++into->selectedFaces;
-    for (int32_t i = 0; i < t->count; ++i) into->cornerSlots.push_back(corners[i].slot);
+    std::copy_n(n, 3, units + 3 * f);
+    normalise(units + 3 * f);
+    into->faceStart[f] = at->corners;
+    into->polygonSlots[f] = s;
+    if (t->flags & kItemSelected) ++at->selectedFaces;
+    for (int32_t i = 0; i < t->count; ++i) cornerSlots[at->corners++] = corners[i].slot;
   }
 }
 
-template <class T>
-void append(std::vector<T>* to, const std::vector<T>& from) {
-  to->insert(to->end(), from.begin(), from.end());
+// Faces and corners of the drawable polygons in slots [begin, end), at
+// most (those naming a missing point are left out later).
+void countFaces(const Layer* layer, int32_t begin, int32_t end, int32_t* faces,
+                int32_t* corners) {
+  *faces = *corners = 0;
+  for (int32_t s = tableNextSlot(&layer->triangles, begin - 1); s >= 0 && s < end;
+       s = tableNextSlot(&layer->triangles, s)) {
+    const int32_t count = tableAt<Triangle>(&layer->triangles, s)->count;
+    if (count < 3 || count > kMaxPolygonPoints) continue;
+    ++*faces;
+    *corners += count;
+  }
+}
+
+// Moves the later half's faces down to follow the earlier half's, which
+// left out `faceGap` faces and `cornerGap` corners of what was counted.
+void closeGap(SmoothScratch* smooth, const FaceWriter& earlier, const FaceWriter& later,
+              int32_t laterFirstFace, int32_t laterFirstCorner) {
+  const int32_t faces = later.faces - laterFirstFace;
+  const int32_t corners = later.corners - laterFirstCorner;
+  const int32_t cornerGap = laterFirstCorner - earlier.corners;
+  auto down = [](auto& v, size_t from, size_t to, size_t count) {
+    std::copy(v.begin() + from, v.begin() + from + count, v.begin() + to);
+  };
+  down(smooth->normals, 3 * laterFirstFace, 3 * earlier.faces, 3 * faces);
+  down(smooth->units, 3 * laterFirstFace, 3 * earlier.faces, 3 * faces);
+  down(smooth->polygonSlots, laterFirstFace, earlier.faces, faces);
+  down(smooth->faceStart, laterFirstFace, earlier.faces, faces);
+  down(smooth->cornerSlots, laterFirstCorner, earlier.corners, corners);
+  for (int32_t f = earlier.faces; f < earlier.faces + faces; ++f)
+    smooth->faceStart[f] -= cornerGap;
 }
 
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
@@ -278,49 +310,49 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   smooth->begin(model->points.capacity);
   // Triangles give the sizes exactly; longer polygons need less.
   const size_t faces = static_cast<size_t>(tableCount(&layer->triangles));
+  const size_t corners = triangles + 2 * faces;
   reserveLarge(&smooth->normals, 3 * faces);
   reserveLarge(&smooth->units, 3 * faces);
-  reserveLarge(&smooth->cornerSlots, triangles + 2 * faces);
+  reserveLarge(&smooth->cornerSlots, corners);
   reserveLarge(&smooth->faceStart, faces);
   reserveLarge(&smooth->polygonSlots, faces);
+  smooth->normals.resize(3 * faces);
+  smooth->units.resize(3 * faces);
+  smooth->cornerSlots.resize(corners);
+  smooth->faceStart.resize(faces);
+  smooth->polygonSlots.resize(faces);
   // A big layer is gathered in two halves of its table at once, the later
-  // half appended after.
+  // half written after the most the earlier one can take.
   const int32_t slots = layer->triangles.capacity;
   constexpr int32_t kSlotsForTwoThreads = 1 << 16;
+  FaceWriter earlier = {smooth, 0, 0, 0};
   bool gathered = false;
   if (slots >= kSlotsForTwoThreads) {
-    GatheredFaces later;
-    bool laterFailed = false, failed = false;
-    std::thread second;
+    int32_t laterFace = 0, laterCorner = 0;
+    countFaces(layer, 0, slots / 2, &laterFace, &laterCorner);
+    FaceWriter later = {smooth, laterFace, laterCorner, 0};
     try {
-      second = std::thread([&] {
-        try {
-          gatherFaces(model, layer, positions, slots / 2, slots, &later);
-        } catch (const std::bad_alloc&) {
-          laterFailed = true;
-        }
-      });
-      try {
-        gatherFaces(model, layer, positions, 0, slots / 2, smooth);
-      } catch (const std::bad_alloc&) {
-        failed = true;
-      }
+      std::thread second(
+          [&] { gatherFaces(model, layer, positions, slots / 2, slots, &later); });
+      gatherFaces(model, layer, positions, 0, slots / 2, &earlier);
       second.join();
-      if (failed || laterFailed) throw std::bad_alloc();
-      const int32_t before = static_cast<int32_t>(smooth->cornerSlots.size());
-      for (int32_t& start : later.faceStart) start += before;
-      append(&smooth->normals, later.normals);
-      append(&smooth->units, later.units);
-      append(&smooth->cornerSlots, later.cornerSlots);
-      append(&smooth->faceStart, later.faceStart);
-      append(&smooth->polygonSlots, later.polygonSlots);
-      smooth->selectedFaces += later.selectedFaces;
+      if (earlier.faces < laterFace)
+        closeGap(smooth, earlier, later, laterFace, laterCorner);
+      earlier.faces += later.faces - laterFace;
+      earlier.corners += later.corners - laterCorner;
+      earlier.selectedFaces += later.selectedFaces;
       gathered = true;
     } catch (const std::system_error&) {
       // No thread to be had: one does it all.
     }
   }
-  if (!gathered) gatherFaces(model, layer, positions, 0, slots, smooth);
+  if (!gathered) gatherFaces(model, layer, positions, 0, slots, &earlier);
+  smooth->normals.resize(3 * static_cast<size_t>(earlier.faces));
+  smooth->units.resize(3 * static_cast<size_t>(earlier.faces));
+  smooth->faceStart.resize(static_cast<size_t>(earlier.faces));
+  smooth->polygonSlots.resize(static_cast<size_t>(earlier.faces));
+  smooth->cornerSlots.resize(static_cast<size_t>(earlier.corners));
+  smooth->selectedFaces = earlier.selectedFaces;
   if (!*meanwhile) {
     smooth->index();
     return;

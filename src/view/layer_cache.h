@@ -72,16 +72,16 @@ inline void addUncreased(const float* u, const float* unitG,
 // valid by generation, so a small layer of a big model costs only what it
 // touches.
 struct SmoothScratch {
-  std::vector<float> normals;        // 3 per face
-  std::vector<float> units;          // 3 per face
-  std::vector<int32_t> cornerSlots;  // every corner of every face, in order
-  std::vector<int32_t> faceStart;    // per face: its first corner
+  UnsetVector<float> normals;        // 3 per face
+  UnsetVector<float> units;          // 3 per face
+  UnsetVector<int32_t> cornerSlots;  // every corner of every face, in order
+  UnsetVector<int32_t> faceStart;    // per face: its first corner
   std::vector<uint32_t> stamp;       // per slot
   std::vector<int32_t> first;        // per slot: start in `faces`
   std::vector<int32_t> count;        // per slot
   std::vector<int32_t> touched;
   std::vector<int32_t> faces;  // face numbers grouped by slot
-  std::vector<int32_t> polygonSlots;  // per face: its slot in the layer
+  UnsetVector<int32_t> polygonSlots;  // per face: its slot in the layer
   // Per slot: 1 when every face there meets every other at well under the
   // crease angle, so that all its corners share one normal, kept in `unit`
   // (3 per slot) already of unit length. Most points of a smooth surface

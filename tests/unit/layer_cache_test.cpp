@@ -196,17 +196,26 @@ TEST_F(LayerCache, SharedPointNormalsMatchThePerCornerWalkOnFoldedMeshes) {
                                 a + 2 * (side + 1) + 1};
       addTriangle(m, "a", 6, strip, 0);
     }
+    // Polygons naming a missing point are left out: in the big round, some
+    // in the earlier half of the table, whose faces the later half's follow.
+    if (side > 12) {
+      for (int32_t gone : {5, 1000, 20000}) ASSERT_TRUE(tableRemove(&m->points, gone));
+    }
     build(kNormalsStoredElseSmooth);
 
     const Layer* layer = findLayer(m, "a");
+    int32_t leftOut = 0;
     std::vector<std::vector<layer_parts::Corner>> polygons;
     std::vector<std::array<float, 6>> faces;  // sum-normal, then unit
     for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
          s = tableNextSlot(&layer->triangles, s)) {
       const Triangle* t = tableAt<Triangle>(&layer->triangles, s);
       std::vector<layer_parts::Corner> corners(t->count);
-      ASSERT_TRUE(
-          layer_parts::resolveCorners(m, nullptr, polygonPoints(t), t->count, corners.data()));
+      if (!layer_parts::resolveCorners(m, nullptr, polygonPoints(t), t->count,
+                                       corners.data())) {
+        ++leftOut;
+        continue;
+      }
       std::array<float, 6> f;
       layer_parts::stripNormal(corners.data(), t->count, f.data());
       std::copy_n(f.data(), 3, f.data() + 3);
@@ -239,6 +248,9 @@ TEST_F(LayerCache, SharedPointNormalsMatchThePerCornerWalkOnFoldedMeshes) {
                         });
     }
     EXPECT_EQ(vertex, v.triangles.size());
+    if (side > 12) {
+      EXPECT_GT(leftOut, 6);
+    }
   }
 }
 
