@@ -311,11 +311,10 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   // Triangles give the sizes exactly; longer polygons need less.
   const size_t faces = static_cast<size_t>(tableCount(&layer->triangles));
   const size_t corners = triangles + 2 * faces;
-  reserveLarge(&smooth->normals, 3 * faces);
-  reserveLarge(&smooth->units, 3 * faces);
-  reserveLarge(&smooth->cornerSlots, corners);
-  reserveLarge(&smooth->faceStart, faces);
-  reserveLarge(&smooth->polygonSlots, faces);
+  // Written by two threads at once, and indexed while the driver clears a
+  // buffer: with large pages asked for, one thread's faults were seen to
+  // stall behind the other's (two or three times the time), so these keep
+  // small pages.
   smooth->normals.resize(3 * faces);
   smooth->units.resize(3 * faces);
   smooth->cornerSlots.resize(corners);

@@ -126,7 +126,6 @@ struct SmoothScratch {
       running += count[slot];
       count[slot] = 0;
     }
-    reserveLarge(&faces, static_cast<size_t>(running));
     faces.resize(static_cast<size_t>(running));
     const int32_t faceCount = static_cast<int32_t>(faceStart.size());
     for (int32_t f = 0; f < faceCount; ++f) {
