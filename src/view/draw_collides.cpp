@@ -119,7 +119,7 @@ int32_t drawCollideOutlines(const Model* model, const float modelMatrix[16],
     const DrawVertex* v = scratch->data();
     const GLsizei stride = sizeof(DrawVertex);
     glVertexPointer(3, GL_FLOAT, stride, reinterpret_cast<const char*>(v) + offsetof(DrawVertex, position));
-    glNormalPointer(GL_FLOAT, stride, reinterpret_cast<const char*>(v) + offsetof(DrawVertex, normal));
+    glNormalPointer(GL_SHORT, stride, reinterpret_cast<const char*>(v) + offsetof(DrawVertex, normal));
     glColorPointer(4, GL_UNSIGNED_BYTE, stride,
                    reinterpret_cast<const char*>(v) + offsetof(DrawVertex, colour));
     glDrawArrays(GL_LINES, 0, static_cast<GLsizei>(scratch->size()));

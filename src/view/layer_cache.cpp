@@ -31,11 +31,10 @@ inline void setVertex(DrawVertex* v, const float* position,
                       const float* normal, const uint8_t* colour,
                       bool outline, bool selected) {
   std::memcpy(v->position, position, sizeof v->position);
-  std::memcpy(v->normal, normal, sizeof v->normal);
   std::memcpy(v->colour, colour, sizeof v->colour);
+  for (int i = 0; i < 3; ++i) v->normal[i] = normalShort(normal[i]);
   v->outline = outline ? 1 : 0;
   v->selected = selected ? 1 : 0;
-  v->unused[0] = v->unused[1] = 0;
 }
 
 void emitVertex(std::vector<DrawVertex>* to, const float* position,

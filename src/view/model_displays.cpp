@@ -237,7 +237,7 @@ void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
   if (haveBuffers()) glBindBuffer(GL_ARRAY_BUFFER, run.buffer);
   const GLsizei stride = sizeof(DrawVertex);
   glVertexPointer(3, GL_FLOAT, stride, at(run, offsetof(DrawVertex, position)));
-  glNormalPointer(GL_FLOAT, stride, at(run, offsetof(DrawVertex, normal)));
+  glNormalPointer(GL_SHORT, stride, at(run, offsetof(DrawVertex, normal)));
   glColorPointer(4, GL_UNSIGNED_BYTE, stride,
                  at(run, offsetof(DrawVertex, colour)));
   if (outlines) {

@@ -15,7 +15,7 @@ inline void enableDrawVertexArrays() {
   glEnableClientState(GL_COLOR_ARRAY);
   const GLsizei stride = sizeof(DrawVertex);
   glVertexPointer(3, GL_FLOAT, stride, reinterpret_cast<void*>(offsetof(DrawVertex, position)));
-  glNormalPointer(GL_FLOAT, stride, reinterpret_cast<void*>(offsetof(DrawVertex, normal)));
+  glNormalPointer(GL_SHORT, stride, reinterpret_cast<void*>(offsetof(DrawVertex, normal)));
   glColorPointer(4, GL_UNSIGNED_BYTE, stride,
                  reinterpret_cast<void*>(offsetof(DrawVertex, colour)));
 }
