@@ -11,6 +11,7 @@
 
 #include "io/export_scene.h"
 #include "io/text_out.h"
+#include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/transform.h"
 
@@ -21,6 +22,8 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 
 struct PlyPlan {
   int64_t faces = 0;
+  int32_t halves = 0;
+  HalfPoints points;  // the last half's, kept for a one-half export
   std::vector<int32_t> slots;     // every half's points, one after another:
                                   // the vertices
   std::vector<size_t> perHalf;    // how many of them each half has
@@ -30,12 +33,15 @@ struct PlyPlan {
 };
 
 bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
-  HalfPoints points;
+  HalfPoints& points = p->points;
   return forEachFlatHalf(placed, [&](const HalfView& v) {
     if (!collectHalfPoints(v, false, &points)) return false;
+    ++p->halves;
     p->slots.insert(p->slots.end(), points.slots.begin(), points.slots.end());
     p->perHalf.push_back(points.slots.size());
-    forEachHalfTriangle(v, [&](int32_t, int32_t, int32_t) { ++p->faces; });
+    const KeyedTable* polygons = &v.layer->triangles;
+    for (int32_t s = tableNextSlot(polygons, -1); s >= 0; s = tableNextSlot(polygons, s))
+      p->faces += stripTriangleCount(tableAt<Triangle>(polygons, s)->count);
     p->normals = p->normals || halfHasStoredNormals(v);
     if (halfHasUvees(v)) {
       if (!p->uvs && v.image->main.file[0] != '\0') p->texture = v.image->main.file;
@@ -109,11 +115,16 @@ bool writePly(const Model* model, const char* path, const char* title) {
   header(&out, p, title);
   Chunk chunk(&out);
 
-  HalfPoints points;
+  // Each half's points again as the plan found them; with one half they
+  // are still at hand.
+  HalfPoints& points = p.points;
+  auto adopt = [&](const HalfView& v, size_t half, size_t first) {
+    if (p.halves > 1) adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
+  };
   std::vector<float> normals;
   size_t half = 0, first = 0;
   forEachFlatHalf(placed, [&](const HalfView& v) {
-    adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
+    adopt(v, half, first);
     first += p.perHalf[half++];
     if (p.normals) halfVertexNormals(v, points, &normals);
     const bool uvs = halfHasUvees(v);
@@ -162,7 +173,7 @@ bool writePly(const Model* model, const char* path, const char* title) {
   int32_t base = 0;
   half = first = 0;
   forEachFlatHalf(placed, [&](const HalfView& v) {
-    adoptHalfPoints(v, p.slots.data() + first, p.perHalf[half], &points);
+    adopt(v, half, first);
     first += p.perHalf[half++];
     forEachHalfTriangle(v, [&](int32_t a, int32_t b, int32_t c) {
       char* record = chunk.room(13);
