@@ -1,6 +1,9 @@
 #include "io/import_join.h"
 
 #include <cstring>
+#include <new>
+#include <system_error>
+#include <thread>
 
 #include "io/import_records.h"
 
@@ -39,52 +42,93 @@ inline bool alike(const aiMesh* mesh, unsigned a, unsigned b, uint8_t flags) {
          std::memcmp(&mesh->mColors[0][a], &mesh->mColors[0][b], 16) == 0;
 }
 
-// Slots hold the first vertex + 1 and its hash, so that most vertices
-// unlike it are told apart without reading theirs.
-void joiningPlace(Joining* j, uint32_t first, uint32_t hash) {
-  const size_t mask = j->slots.size() / 2 - 1;
-  size_t b = hash & mask;
-  while (j->slots[2 * b] != 0) b = (b + 1) & mask;
-  j->slots[2 * b] = first + 1;
-  j->slots[2 * b + 1] = hash;
+// Vertices of one part of the hashes (those whose top bit is `part`, or
+// all when `parts` is 1), in order: each finds the first alike it through
+// an open-addressed table of first vertices, whose slots hold the vertex + 1
+// and its hash, so that most vertices unlike it are told apart without
+// reading theirs.
+void joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, uint32_t parts) {
+  const unsigned n = mesh->mNumVertices;
+  size_t capacity = 1024;
+  while (capacity < n / 4 / parts) capacity *= 2;
+  std::vector<uint32_t> slots(2 * capacity, 0);
+  size_t firsts = 0;
+  auto place = [&](std::vector<uint32_t>& table, uint32_t v, uint32_t hash) {
+    const size_t mask = table.size() / 2 - 1;
+    size_t b = hash & mask;
+    while (table[2 * b] != 0) b = (b + 1) & mask;
+    table[2 * b] = v + 1;
+    table[2 * b + 1] = hash;
+  };
+  const uint32_t* hashes = j->hashes.data();
+  uint32_t* first = j->first.data();
+  for (unsigned v = 0; v < n; ++v) {
+    const uint32_t hash = hashes[v];
+    if (parts > 1 && (hash >> 31) != part) continue;
+    const size_t mask = slots.size() / 2 - 1;
+    bool found = false;
+    for (size_t b = hash & mask; slots[2 * b] != 0; b = (b + 1) & mask) {
+      const uint32_t f = slots[2 * b] - 1;
+      if (slots[2 * b + 1] == hash && alike(mesh, f, v, flags)) {
+        first[v] = f;
+        found = true;
+        break;
+      }
+    }
+    if (found) continue;
+    first[v] = v;
+    if (2 * ++firsts > capacity) {
+      // Half full: twice the room, every first vertex placed again.
+      capacity *= 2;
+      std::vector<uint32_t> grown(2 * capacity, 0);
+      for (size_t b = 0; b < slots.size() / 2; ++b)
+        if (slots[2 * b] != 0) place(grown, slots[2 * b] - 1, slots[2 * b + 1]);
+      slots.swap(grown);
+    }
+    place(slots, v, hash);
+  }
 }
 
 }  // namespace
 
-uint32_t joinVertex(Joining* j, const aiMesh* mesh, unsigned v, uint8_t flags) {
-  const uint32_t hash = hashOf(mesh, v, flags);
-  uint32_t& recent = j->recent[hash & (j->recent.size() - 1)];
-  if (recent != 0 && alike(mesh, recent - 1, v, flags)) return j->sentAs[recent - 1];
-  const size_t mask = j->slots.size() / 2 - 1;
-  for (size_t b = hash & mask; j->slots[2 * b] != 0; b = (b + 1) & mask) {
-    const uint32_t first = j->slots[2 * b] - 1;
-    if (j->slots[2 * b + 1] == hash && alike(mesh, first, v, flags)) {
-      recent = first + 1;
-      return j->sentAs[first];
+void joinMesh(Joining* j, const aiMesh* mesh, uint8_t flags) {
+  const unsigned n = mesh->mNumVertices;
+  j->hashes.resize(n);
+  j->first.resize(n);
+  j->sentAs.resize(n);
+  auto hash = [&](unsigned begin, unsigned end) {
+    for (unsigned v = begin; v < end; ++v) j->hashes[v] = hashOf(mesh, v, flags);
+  };
+  constexpr unsigned kWorthASecondThread = 1u << 16;
+  if (n >= kWorthASecondThread) {
+    try {
+      std::thread hashing(hash, n / 2, n);
+      hash(0, n / 2);
+      hashing.join();
+      bool short1 = false, short0 = false;
+      std::thread joining([&] {
+        try {
+          joinPart(j, mesh, flags, 1, 2);
+        } catch (const std::bad_alloc&) {
+          short1 = true;
+        }
+      });
+      try {
+        joinPart(j, mesh, flags, 0, 2);
+      } catch (const std::bad_alloc&) {
+        short0 = true;
+      }
+      joining.join();
+      if (short0 || short1) throw std::bad_alloc();
+      return;
+    } catch (const std::system_error&) {
+      // No thread to be had: one does it all (the hashes made are kept).
     }
   }
-  recent = v + 1;
-  j->firsts.push_back(v);
-  if (4 * j->firsts.size() > j->slots.size()) {
-    j->slots.assign(2 * j->slots.size(), 0);
-    for (uint32_t first : j->firsts) joiningPlace(j, first, hashOf(mesh, first, flags));
-  } else {
-    joiningPlace(j, v, hash);
-  }
-  return UINT32_MAX;
+  hash(0, n);
+  joinPart(j, mesh, flags, 0, 1);
 }
 
 bool joinsVertices(const aiMesh* mesh) {
   return mesh->mNumFaces > 0 && mesh->mNumVertices >= 3ull * mesh->mNumFaces;
 }
-
-void joiningBegin(Joining* j, const aiMesh* mesh) {
-  size_t slots = 1024;
-  while (slots < mesh->mNumVertices / 4) slots *= 2;
-  j->slots.assign(2 * slots, 0);
-  j->recent.assign(4096, 0);
-  j->firsts.clear();
-  j->firsts.reserve(mesh->mNumVertices / 4);
-  j->sentAs.resize(mesh->mNumVertices);
-}
-

@@ -11,17 +11,17 @@
 #include <vector>
 
 struct Joining {
-  std::vector<uint32_t> slots;   // pairs: a first vertex + 1 (0 empty), its hash
-  std::vector<uint32_t> recent;  // the same for the last few, by hash
-  std::vector<uint32_t> firsts;  // the first vertices, in the order sent
+  std::vector<uint32_t> hashes;  // per vertex
+  // Per vertex: the first vertex alike it (itself when it is the first).
+  std::vector<uint32_t> first;
   std::vector<uint32_t> sentAs;  // the mesh's vertex -> its place as sent
 };
 
 // Meshes with a vertex for every corner of their faces are joined; others
 // share their vertices already.
 bool joinsVertices(const aiMesh* mesh);
-void joiningBegin(Joining* j, const aiMesh* mesh);
-// The place the vertex was sent as, or UINT32_MAX when it is the first
-// of its numbers (then it is to be sent next). `flags` (import_records.h)
-// say which of its numbers count.
-uint32_t joinVertex(Joining* j, const aiMesh* mesh, unsigned v, uint8_t flags);
+// Finds the first vertex alike each of the mesh's (`first`) and sizes
+// `sentAs`. `flags` (import_records.h) say which of its numbers count. A
+// big mesh is hashed and joined on two threads, each joining the vertices
+// of half the hashes.
+void joinMesh(Joining* j, const aiMesh* mesh, uint8_t flags);

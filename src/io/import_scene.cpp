@@ -194,13 +194,13 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   putMesh(c->out, flags, mesh->mNumVertices);
   const bool join = joinsVertices(mesh);
   Joining* j = &c->joining;
-  if (join) joiningBegin(j, mesh);
+  if (join) joinMesh(j, mesh, flags);
   uint32_t pending = 0, sent = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
     if (join) {
-      const uint32_t place = joinVertex(j, mesh, v, flags);
-      j->sentAs[v] = place != UINT32_MAX ? place : sent;
-      if (place != UINT32_MAX) {
+      const uint32_t first = j->first[v];
+      j->sentAs[v] = first != v ? j->sentAs[first] : sent;
+      if (first != v) {
         if (v + 1 == mesh->mNumVertices && pending > 0) {
           putVertices(c->out, c->vertex.data(), pending, floats);
           pending = 0;

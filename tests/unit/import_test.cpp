@@ -388,6 +388,46 @@ TEST(ImportJoin, CornersAlikeAreOnePointButASeamKeepsItsOwn) {
   freeModel(back);
 }
 
+// A mesh big enough to be joined on two threads, each taking half the
+// hashes: every corner must still find its own point, and no two points
+// may be one.
+TEST(ImportJoin, ABigMeshJoinedOnTwoThreadsKeepsEveryCornerOnItsPoint) {
+  const std::string dir = test_files::tempDir("join");
+  constexpr int kSide = 150;  // 135,000 corners
+  std::string text;
+  for (int y = 0; y <= kSide; ++y)
+    for (int x = 0; x <= kSide; ++x)
+      text += "v " + std::to_string(x) + " " + std::to_string(y) + " 0\n";
+  for (int y = 0; y < kSide; ++y)
+    for (int x = 0; x < kSide; ++x) {
+      const int a = 1 + y * (kSide + 1) + x, b = a + 1, c = a + kSide + 1, d = c + 1;
+      text += "f " + std::to_string(a) + " " + std::to_string(b) + " " + std::to_string(d) +
+              "\nf " + std::to_string(a) + " " + std::to_string(d) + " " +
+              std::to_string(c) + "\n";
+    }
+  test_files::writeFile(dir + "grid.obj", text);
+  ImportReport report;
+  Model* back = importModelFile((dir + "grid.obj").c_str(), nullptr, &report);
+  ASSERT_NE(back, nullptr) << lastErrorText();
+  EXPECT_EQ(report.counts.points, (kSide + 1) * (kSide + 1));
+  EXPECT_EQ(positions(back).size(), static_cast<size_t>((kSide + 1) * (kSide + 1)));
+  int32_t unitHalves = 0;
+  tableForEach<const Layer>(&back->layers, [&](const Layer* layer, int32_t) {
+    tableForEach<const Triangle>(&layer->triangles, [&](const Triangle* t, int32_t) {
+      const int32_t* n = polygonPoints(t);
+      const Point* p[3] = {findPoint(back, n[0]), findPoint(back, n[1]), findPoint(back, n[2])};
+      const double u[3] = {p[1]->x - p[0]->x, p[1]->y - p[0]->y, p[1]->z - p[0]->z};
+      const double w[3] = {p[2]->x - p[0]->x, p[2]->y - p[0]->y, p[2]->z - p[0]->z};
+      const double c[3] = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2],
+                           u[0] * w[1] - u[1] * w[0]};
+      const double twiceArea = std::sqrt(c[0] * c[0] + c[1] * c[1] + c[2] * c[2]);
+      if (t->count == 3 && std::fabs(twiceArea - 1.0) < 1e-9) ++unitHalves;
+    });
+  });
+  EXPECT_EQ(unitHalves, 2 * kSide * kSide) << "every triangle half a unit square";
+  freeModel(back);
+}
+
 // Jobs in a row through the reader server, forking a reader for each and
 // reading in the server itself: each import gets its own records and its
 // own reason, whatever the job before it left behind.
