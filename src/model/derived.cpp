@@ -55,21 +55,29 @@ void refreshBounds(Model* model, Layer* layer) {
   touchLayer(model, layer);
 }
 
-// One texture coordinate by the image's axis code. The y and z rows run
-// opposite to x on purpose: that is how existing models were textured.
-float axisCoordinate(int32_t code, const Point* p, const float* bounds) {
-  const float dx = bounds[3] - bounds[0];
-  const float dy = bounds[4] - bounds[1];
-  const float dz = bounds[5] - bounds[2];
+// Which coordinate an image axis code reads and whether it runs from the
+// far side: the y and z rows run opposite to x on purpose, as existing
+// models were textured. False for a code that names no axis.
+bool axisOfCode(int32_t code, int32_t* axis, bool* reversed) {
   switch (code) {
-    case kAxisX: return (p->x - bounds[0]) / dx;
-    case kAxisY: return 1.0f - (p->y - bounds[1]) / dy;
-    case kAxisZ: return 1.0f - (p->z - bounds[2]) / dz;
-    case kAxisMinusX: return 1.0f - (p->x - bounds[0]) / dx;
-    case kAxisMinusY: return (p->y - bounds[1]) / dy;
-    case kAxisMinusZ: return (p->z - bounds[2]) / dz;
-    default: return 0.0f;
+    case kAxisX: *axis = 0; *reversed = false; return true;
+    case kAxisY: *axis = 1; *reversed = true; return true;
+    case kAxisZ: *axis = 2; *reversed = true; return true;
+    case kAxisMinusX: *axis = 0; *reversed = true; return true;
+    case kAxisMinusY: *axis = 1; *reversed = false; return true;
+    case kAxisMinusZ: *axis = 2; *reversed = false; return true;
+    default: return false;
   }
+}
+
+// One texture coordinate by the image's axis code (0 for no axis).
+float axisCoordinate(int32_t code, const Point* p, const float* bounds) {
+  int32_t axis = 0;
+  bool reversed = false;
+  if (!axisOfCode(code, &axis, &reversed)) return 0.0f;
+  const float at[3] = {p->x, p->y, p->z};
+  const float t = (at[axis] - bounds[axis]) / (bounds[axis + 3] - bounds[axis]);
+  return reversed ? 1.0f - t : t;
 }
 
 }  // namespace
@@ -77,21 +85,11 @@ float axisCoordinate(int32_t code, const Point* p, const float* bounds) {
 bool automaticUveePlane(int32_t code, const float* bounds, float plane[4]) {
   int32_t axis = 0;
   bool reversed = false;
-  switch (code) {
-    case kAxisX: axis = 0; break;
-    case kAxisY: axis = 1; reversed = true; break;
-    case kAxisZ: axis = 2; reversed = true; break;
-    case kAxisMinusX: axis = 0; reversed = true; break;
-    case kAxisMinusY: axis = 1; break;
-    case kAxisMinusZ: axis = 2; break;
-    default:
-      plane[0] = plane[1] = plane[2] = plane[3] = 0.0f;
-      return true;
-  }
+  plane[0] = plane[1] = plane[2] = plane[3] = 0.0f;
+  if (!axisOfCode(code, &axis, &reversed)) return true;
   const float low = bounds[axis], extent = bounds[axis + 3] - low;
   const float scale = 1.0f / extent;
   if (!std::isfinite(low) || !std::isfinite(scale) || extent == 0.0f) return false;
-  plane[0] = plane[1] = plane[2] = 0.0f;
   // t = (c - low) / extent, or 1 - that.
   plane[axis] = reversed ? -scale : scale;
   plane[3] = reversed ? 1.0f + low * scale : -low * scale;

@@ -30,11 +30,7 @@ uint8_t toByte(float c) {
 inline void setVertex(DrawVertex* v, const float* position,
                       const float* normal, const uint8_t* colour,
                       bool outline, bool selected) {
-  std::memcpy(v->position, position, sizeof v->position);
-  std::memcpy(v->colour, colour, sizeof v->colour);
-  for (int i = 0; i < 3; ++i) v->normal[i] = normalShort(normal[i]);
-  v->outline = outline ? 1 : 0;
-  v->selected = selected ? 1 : 0;
+  *v = DrawVertex(position, normal, colour, outline ? 1 : 0, selected ? 1 : 0);
 }
 
 void emitVertex(std::vector<DrawVertex>* to, const float* position,
@@ -284,8 +280,9 @@ void countFaces(const Layer* layer, int32_t begin, int32_t end, int32_t* faces,
   }
 }
 
-// Moves the later half's faces down to follow the earlier half's, which
-// left out `faceGap` faces and `cornerGap` corners of what was counted.
+// Moves the later half's faces, written from `laterFirstFace` and
+// `laterFirstCorner` on, down to follow the earlier half's, which left out
+// polygons naming a missing point and so took less than was counted.
 void closeGap(SmoothScratch* smooth, const FaceWriter& earlier, const FaceWriter& later,
               int32_t laterFirstFace, int32_t laterFirstCorner) {
   const int32_t faces = later.faces - laterFirstFace;
