@@ -89,36 +89,33 @@ void keepSelectedTriangles(const Layer* layer,
 
 // Builds the layer into `scratch`, leaving its triangles to be written
 // where the caller wants them when it can. For a big layer whose triangles
-// will go straight into the GL's memory, a fresh buffer is made and mapped
-// while a second thread indexes the faces (the driver clears a new store
-// before handing it out: tens of milliseconds at a million triangles).
-// Then the mapping (room for `*mappedVertices`, enough unless polygons
-// were left out) is returned, for the caller to unmap; else null.
+// will go straight into the GL's memory, a fresh buffer of their size is
+// made and mapped while a second thread indexes the faces (the driver
+// clears a new store before handing it out: tens of milliseconds at a
+// million triangles); the mapping is returned for the caller to write and
+// unmap. Else null.
 void* buildBesideFreshBuffer(const Model* model, const Layer* layer,
                              const float* positions, NormalMode mode,
                              float normalLength, const uint8_t selection[3],
                              LayerVertices* scratch, ModelDisplays* store,
-                             VertexRun* run, size_t* mappedVertices) {
+                             VertexRun* run) {
   constexpr int32_t kWorthAThread = 1 << 16;
-  *mappedVertices = 0;
-  if (tableCount(&layer->triangles) < kWorthAThread ||
-      !layerTrianglesDeferrable(layer, mode, normalLength)) {
+  if (tableCount(&layer->triangles) < kWorthAThread) {
     buildLayerVertices(model, layer, positions, mode, normalLength, selection,
                        scratch, true);
     return nullptr;
   }
-  const size_t vertices = 3 * layerStripTriangles(layer);
   void* to = nullptr;
   try {
     buildLayerVertices(model, layer, positions, mode, normalLength, selection,
-                       scratch, true, [&] {
-                         to = mapFreshBuffer(&run->buffer, vertices * sizeof(DrawVertex));
+                       scratch, true, [&](size_t vertices) {
+                         if (vertices > 0)
+                           to = mapFreshBuffer(&run->buffer, vertices * sizeof(DrawVertex));
                        });
   } catch (const std::bad_alloc&) {
-    unmapFreshBuffer(&run->buffer, to != nullptr, &store->doomed);
+    if (to != nullptr) unmapFreshBuffer(&run->buffer, true, &store->doomed);
     throw;
   }
-  if (to != nullptr) *mappedVertices = vertices;
   return to;
 }
 
@@ -138,32 +135,29 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   d->valid = false;
   LayerVertices& scratch = store->scratch;
   try {
-    size_t mappedVertices = 0;
     void* mapped = buildBesideFreshBuffer(model, layer, positions, mode, normalLength,
-                                          selection, &scratch, store, &d->triangles,
-                                          &mappedVertices);
-    if (scratch.deferredTriangles > 0) {
-      // Written into the GL's memory unless a copy is kept on the host
-      // anyway: the selected polygons of a layer with images.
-      auto write = [&](DrawVertex* to) {
-        writeDeferredTriangles(model, layer, selection, &scratch, to);
-      };
-      const bool keep = scratch.selectedItems > 0 && tableCount(&layer->images) > 0;
-      bool written = false;
-      if (mapped != nullptr) {
-        const bool fits = !keep && scratch.deferredTriangles <= mappedVertices;
-        if (fits) write(static_cast<DrawVertex*>(mapped));
-        written = unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed) && fits;
-        if (written) takeWritten(&d->triangles, scratch.deferredTriangles);
-      }
-      if (!written && (keep || !uploadWritten(store, &d->triangles,
-                                              scratch.deferredTriangles, write))) {
-        scratch.triangles.resize(scratch.deferredTriangles);
+                                          selection, &scratch, store, &d->triangles);
+    const size_t deferred = scratch.deferredTriangles;
+    auto write = [&](DrawVertex* to) {
+      writeDeferredTriangles(model, layer, selection, &scratch, to);
+    };
+    // Deferred vertices go into the GL's memory unless a copy is kept on
+    // the host anyway: the selected polygons of a layer with images.
+    const bool keep =
+        deferred > 0 && scratch.selectedItems > 0 && tableCount(&layer->images) > 0;
+    bool done = false;
+    if (mapped != nullptr) {
+      if (!keep) write(static_cast<DrawVertex*>(mapped));
+      done = unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed) && !keep;
+      if (done) takeWritten(&d->triangles, deferred);
+    }
+    if (!done && deferred > 0 && !keep)
+      done = uploadWritten(store, &d->triangles, deferred, write);
+    if (!done) {
+      if (deferred > 0) {
+        scratch.triangles.resize(deferred);
         write(scratch.triangles.data());
-        upload(store, &d->triangles, scratch.triangles);
       }
-    } else {
-      if (mapped != nullptr) unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed);
       upload(store, &d->triangles, scratch.triangles);
     }
     upload(store, &d->lines, scratch.lines);

@@ -192,17 +192,6 @@ bool emitPolygon(const LayerSources& src, const Triangle* t,
 
 using namespace layer_parts;
 
-size_t layerStripTriangles(const Layer* layer) {
-  size_t triangles = 0;
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s)) {
-    const int32_t count = tableAt<Triangle>(&layer->triangles, s)->count;
-    if (count >= 3 && count <= kMaxPolygonPoints)
-      triangles += static_cast<size_t>(count - 2);
-  }
-  return triangles;
-}
-
 void SmoothScratch::findUniform() {
   if (uniform.size() < stamp.size()) {
     uniform.resize(stamp.size());
@@ -280,6 +269,16 @@ void countFaces(const Layer* layer, int32_t begin, int32_t end, int32_t* faces,
   }
 }
 
+}  // namespace
+
+size_t layerStripTriangles(const Layer* layer) {
+  int32_t faces = 0, corners = 0;
+  countFaces(layer, 0, layer->triangles.capacity, &faces, &corners);
+  return static_cast<size_t>(corners) - 2 * static_cast<size_t>(faces);
+}
+
+namespace {
+
 // Moves the later half's faces, written from `laterFirstFace` and
 // `laterFirstCorner` on, down to follow the earlier half's, which left out
 // polygons naming a missing point and so took less than was counted.
@@ -301,30 +300,30 @@ void closeGap(SmoothScratch* smooth, const FaceWriter& earlier, const FaceWriter
 }
 
 void accumulateSmoothNormals(const Model* model, const Layer* layer,
-                             const float* positions, size_t triangles,
-                             SmoothScratch* smooth, std::function<void()>* meanwhile) {
+                             const float* positions, SmoothScratch* smooth,
+                             std::function<void(size_t)>* meanwhile) {
   smooth->begin(model->points.capacity);
-  // Triangles give the sizes exactly; longer polygons need less.
-  const size_t faces = static_cast<size_t>(tableCount(&layer->triangles));
-  const size_t corners = triangles + 2 * faces;
+  const int32_t slots = layer->triangles.capacity;
+  int32_t earlierFaces = 0, earlierCorners = 0, laterFaces = 0, laterCorners = 0;
+  countFaces(layer, 0, slots / 2, &earlierFaces, &earlierCorners);
+  countFaces(layer, slots / 2, slots, &laterFaces, &laterCorners);
+  const size_t faces = static_cast<size_t>(earlierFaces + laterFaces);
   // Written by two threads at once, and indexed while the driver clears a
   // buffer: with large pages asked for, one thread's faults were seen to
   // stall behind the other's (two or three times the time), so these keep
   // small pages.
   smooth->normals.resize(3 * faces);
   smooth->units.resize(3 * faces);
-  smooth->cornerSlots.resize(corners);
+  smooth->cornerSlots.resize(static_cast<size_t>(earlierCorners + laterCorners));
   smooth->faceStart.resize(faces);
   smooth->polygonSlots.resize(faces);
   // A big layer is gathered in two halves of its table at once, the later
   // half written after the most the earlier one can take.
-  const int32_t slots = layer->triangles.capacity;
   constexpr int32_t kSlotsForTwoThreads = 1 << 16;
   FaceWriter earlier = {smooth, 0, 0, 0};
   bool gathered = false;
   if (slots >= kSlotsForTwoThreads) {
-    int32_t laterFace = 0, laterCorner = 0;
-    countFaces(layer, 0, slots / 2, &laterFace, &laterCorner);
+    const int32_t laterFace = earlierFaces, laterCorner = earlierCorners;
     FaceWriter later = {smooth, laterFace, laterCorner, 0};
     try {
       std::thread second(
@@ -348,7 +347,7 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   smooth->polygonSlots.resize(static_cast<size_t>(earlier.faces));
   smooth->cornerSlots.resize(static_cast<size_t>(earlier.corners));
   smooth->selectedFaces = earlier.selectedFaces;
-  if (!*meanwhile) {
+  if (meanwhile == nullptr || !*meanwhile) {
     smooth->index();
     return;
   }
@@ -367,7 +366,7 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   } catch (const std::system_error&) {
     smooth->index();
   }
-  (*meanwhile)();
+  (*meanwhile)(3 * (static_cast<size_t>(earlier.corners) - 2 * static_cast<size_t>(earlier.faces)));
   *meanwhile = nullptr;
   if (indexer.joinable()) indexer.join();
   if (indexFailed) throw std::bad_alloc();
@@ -441,17 +440,16 @@ void placeSmoothed(float normalLength, LayerVertices* out) {
 
 void buildPolygons(const LayerSources& src, const float* positions,
                    NormalMode mode, float normalLength, bool deferTriangles,
-                   std::function<void()>* meanwhile, LayerVertices* out) {
+                   std::function<void(size_t)>* meanwhile, LayerVertices* out) {
   const Model* model = src.model;
   const Layer* layer = src.layer;
-  const size_t triangles = layerStripTriangles(layer);
-  reserveLarge(&out->triangles, 3 * triangles);
   out->places.assign(static_cast<size_t>(layer->triangles.capacity),
                      PolygonPlace{-1, -1});
   bool automatic = false;
   mode = effectiveMode(layer, mode, &automatic);
   if (mode == kNormalsStoredElseSmooth)
-    accumulateSmoothNormals(model, layer, positions, triangles, &out->smooth, meanwhile);
+    accumulateSmoothNormals(model, layer, positions, &out->smooth,
+                            deferTriangles && !(normalLength > 0.0f) ? meanwhile : nullptr);
 
   if (mode == kNormalsStoredElseSmooth) {
     placeSmoothed(normalLength, out);
@@ -466,6 +464,7 @@ void buildPolygons(const LayerSources& src, const float* positions,
     }
     return;
   }
+  reserveLarge(&out->triangles, 3 * layerStripTriangles(layer));
   Corner corners[kMaxPolygonPoints];
   float normals[kMaxPolygonPoints][3];
   for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
@@ -520,7 +519,7 @@ void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
                         LayerVertices* out, bool deferTriangles,
-                        std::function<void()> meanwhile) {
+                        std::function<void(size_t)> meanwhile) {
   out->triangles.clear();
   out->lines.clear();
   out->normalLines.clear();
@@ -531,13 +530,7 @@ void buildLayerVertices(const Model* model, const Layer* layer,
   const LayerSources src = layerSources(model, layer, selection);
   buildPolygons(src, positions, mode, normalLength, deferTriangles, &meanwhile, out);
   buildLines(src, positions, out);
-  if (meanwhile) meanwhile();
-}
-
-bool layerTrianglesDeferrable(const Layer* layer, NormalMode mode, float normalLength) {
-  bool automatic = false;
-  return effectiveMode(layer, mode, &automatic) == kNormalsStoredElseSmooth &&
-         !(normalLength > 0.0f);
+  if (meanwhile) meanwhile(out->deferredTriangles);
 }
 
 void writeDeferredTriangles(const Model* model, const Layer* layer,

@@ -240,18 +240,14 @@ size_t layerStripTriangles(const Layer* layer);
 // triangle vertices unwritten: `deferredTriangles` says how many, and
 // writeDeferredTriangles writes them wherever the caller wants them (the
 // GL's own memory, saving a copy of the biggest array the view makes).
-// `meanwhile`, when given, is run once on this thread: while a second
-// thread indexes a big smoothed layer's faces, else at the end.
+// `meanwhile`, when given, is run once on this thread with the number of
+// triangle vertices that will be deferred (0: none): while a second thread
+// indexes a smoothed layer's faces, else at the end. It must not throw.
 void buildLayerVertices(const Model* model, const Layer* layer,
                         const float* positions, NormalMode mode,
                         float normalLength, const uint8_t selection[3],
                         LayerVertices* out, bool deferTriangles = false,
-                        std::function<void()> meanwhile = nullptr);
-
-// Whether buildLayerVertices would leave the layer's triangles to
-// writeDeferredTriangles when asked to (a smoothed layer without normal
-// lines).
-bool layerTrianglesDeferrable(const Layer* layer, NormalMode mode, float normalLength);
+                        std::function<void(size_t)> meanwhile = nullptr);
 
 // Writes the `built->deferredTriangles` vertices to `to`, as
 // buildLayerVertices would have; the model, layer and positions as they
