@@ -11,7 +11,6 @@
 
 #include "io/export_scene.h"
 #include "io/text_out.h"
-#include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/transform.h"
 
@@ -33,15 +32,13 @@ struct PlyPlan {
 };
 
 bool plan(const std::vector<PlacedModel>& placed, PlyPlan* p) {
+  p->faces = exportedTriangles(placed);
   HalfPoints& points = p->points;
   return forEachFlatHalf(placed, [&](const HalfView& v) {
     if (!collectHalfPoints(v, false, &points)) return false;
     ++p->halves;
     p->slots.insert(p->slots.end(), points.slots.begin(), points.slots.end());
     p->perHalf.push_back(points.slots.size());
-    const KeyedTable* polygons = &v.layer->triangles;
-    for (int32_t s = tableNextSlot(polygons, -1); s >= 0; s = tableNextSlot(polygons, s))
-      p->faces += stripTriangleCount(tableAt<Triangle>(polygons, s)->count);
     p->normals = p->normals || halfHasStoredNormals(v);
     if (halfHasUvees(v)) {
       if (!p->uvs && v.image->main.file[0] != '\0') p->texture = v.image->main.file;
