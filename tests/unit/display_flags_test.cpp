@@ -17,7 +17,6 @@ TEST(DisplayFlags, EverySwitchNameReachesItsOwnField) {
     ASSERT_NE(field, nullptr) << name;
     EXPECT_TRUE(fields.insert(field).second) << name << " shares a field";
   }
-  EXPECT_EQ(displaySwitchCount(), 31);
   EXPECT_EQ(displaySwitchName(displaySwitchCount()), nullptr);
 }
 

@@ -34,8 +34,6 @@ TEST(CreateModel, NameDropsDirectoryAndModEnding) {
   ASSERT_NE(m, nullptr);
   EXPECT_STREQ(m->name, "robot");
   EXPECT_STREQ(m->directory, "/data/cars/");
-  EXPECT_FLOAT_EQ(m->version, 2.0f);
-  EXPECT_EQ(m->displayHandle, -1);
   Model* n = createModel(m, "C:\\models\\arm", "override/");
   EXPECT_STREQ(n->name, "arm");
   EXPECT_STREQ(n->directory, "override/");

@@ -56,14 +56,6 @@ TEST_F(Documents, ClosingReportsBeforeAndAfterAndLeavesNothingToDraw) {
   EXPECT_EQ(empty.current, nullptr);
 }
 
-TEST_F(Documents, RemoveTakesThatModelOnly) {
-  Model* a = createEmptyModel(ws, "a");
-  int32_t id = a->id;
-  EXPECT_TRUE(removeModelDocument(ws, id));
-  EXPECT_FALSE(removeModelDocument(ws, id));
-  EXPECT_EQ(currentModel(ws), nullptr);
-}
-
 TEST_F(Documents, FailedLoadSaysWhyThenLoadFailedAndKeepsTheRegistry) {
   ASSERT_NE(createEmptyModel(ws, "kept"), nullptr);
   status.lines.clear();

@@ -1,18 +1,15 @@
-// STL and OBJ export: file names, strip decoding, and the exact bytes of
-// both files for a small model whose expected text is worked out by hand.
+// STL and OBJ export: file names, and the exact bytes of both files for a
+// small model whose expected text is worked out by hand.
 #include <gtest/gtest.h>
 
 #include "test_files.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "io/export_obj.h"
 #include "io/export_stl.h"
 #include "io/export_support.h"
+#include "io/export_x.h"
 #include "io/exporters.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
@@ -31,26 +28,6 @@ TEST(ExportFileName, KeepsTheModPartAndFallsBackToUntitled) {
   EXPECT_EQ(exportFileName("a.obj", "obj"), "a.obj.obj");
   EXPECT_EQ(exportFileName("", "obj"), "untitled.mod.obj");
   EXPECT_EQ(exportFileName(nullptr, "stl"), "untitled.mod.stl");
-}
-
-using Triples = std::vector<std::vector<int32_t>>;
-
-Triples decode(std::vector<int32_t> strip) {
-  Triples out;
-  forEachStripTriangle(strip.data(), static_cast<int32_t>(strip.size()),
-                       [&](int32_t a, int32_t b, int32_t c) {
-                         out.push_back({a, b, c});
-                       });
-  return out;
-}
-
-TEST(StripDecoding, ReusesTheTwoLatestPointsInAlternatingOrder) {
-  EXPECT_EQ(decode({0, 1, 2, 3}), (Triples{{0, 1, 2}, {2, 1, 3}}));
-  EXPECT_EQ(decode({0, 1, 2, 3, 4, 5}),
-            (Triples{{0, 1, 2}, {2, 1, 3}, {2, 3, 4}, {4, 3, 5}}));
-  EXPECT_TRUE(decode({0, 1}).empty());
-  EXPECT_EQ(stripTriangleCount(5), 3);
-  EXPECT_EQ(stripTriangleCount(2), 0);
 }
 
 // Layer a: the quad strip 1 2 3 4 flat at z = -3 (normal +z). Layer b: the
@@ -213,9 +190,9 @@ TEST_F(SmallModel, PolygonWithUnknownPointIsRefusedAndOldFileKept) {
   tableAt<Triangle>(&a->triangles, slot)->points[3] = 4;
 }
 
-// Through the exporters: the file goes beside the model, named by its path,
-// and a mirroring layer is written baked while the open model keeps its
-// mirror.
+// Through the exporters (STL and DirectX): the file goes beside the model,
+// named by its path, and a mirroring layer is written baked while the open
+// model keeps its mirror.
 TEST(Exporters, WriteBesideTheModelWithMirrorsBakedIntoACopy) {
   const std::string dir = tempDir("export");
   Model* m = createModel(nullptr, (dir + "car.mod").c_str(), nullptr);
@@ -228,8 +205,7 @@ TEST(Exporters, WriteBesideTheModelWithMirrorsBakedIntoACopy) {
 
   ASSERT_EQ(exportStl(m), 1) << lastErrorText();
   const std::string stl = readFile(dir + "car.mod.stl");
-  EXPECT_EQ(stl.compare(0, 6 + dir.size() + 11, "solid " + dir + "car.mod.stl"),
-            0);
+  EXPECT_EQ(stl.compare(0, 6 + dir.size() + 11, "solid " + dir + "car.mod.stl"), 0);
   size_t facets = 0;
   for (size_t at = stl.find("facet normal"); at != std::string::npos;
        at = stl.find("facet normal", at + 1))
@@ -237,6 +213,11 @@ TEST(Exporters, WriteBesideTheModelWithMirrorsBakedIntoACopy) {
   EXPECT_EQ(facets, 2u);
   // The mirrored copy reaches x = -2: the offset moves it to 0.
   EXPECT_NE(stl.find("vertex 0.000000 0.000000 0.000000"), std::string::npos);
+  ASSERT_EQ(exportDirectX(m), 1) << lastErrorText();
+  EXPECT_NE(readFile(dir + "car.mod.x")
+                .find("\tMesh x_side_mirror {\n\t\t3; // 3 vertices\n"
+                      "\t\t-1.000000;0.000000;0.000000;, // point 4\n"),
+            std::string::npos);
 
   EXPECT_EQ(findLayer(m, "side_mirror"), nullptr);
   EXPECT_EQ(findLayer(m, "side")->mirror, 1);

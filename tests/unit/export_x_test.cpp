@@ -8,8 +8,6 @@
 #include <dirent.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -25,7 +23,6 @@ namespace {
 
 using test_files::readFile;
 using test_files::tempDir;
-using test_files::writeFile;
 
 bool exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
@@ -163,21 +160,6 @@ TEST_F(DirectXExport, RefusesPolygonWithMissingPointAndLeavesNoFile) {
 TEST_F(DirectXExport, ReportsUnwritableFile) {
   EXPECT_FALSE(writeDirectX(m, "no/such/dir/car.mod.x"));
   EXPECT_STREQ(lastErrorText(), "could not write: no/such/dir/car.mod.x");
-}
-
-// The export writes the baked reflection but leaves the document as it was.
-TEST_F(DirectXExport, ExportBakesMirrorsWithoutTouchingDocument) {
-  layer("arm", 0, 0, 0, 1);
-  points({{1, 2, 0, 0}, {2, 3, 0, 0}, {3, 2, 1, 0}});
-  polygon("arm", {1, 2, 3});
-  ASSERT_EQ(exportDirectX(m), 1);
-  const std::string text = readFile("car.mod.x");
-  EXPECT_NE(text.find("\tMesh x_arm {\n"), std::string::npos);
-  EXPECT_NE(text.find("\tMesh x_arm_mirror {\n\t\t3; // 3 vertices\n"
-                      "\t\t-2.000000;0.000000;0.000000;, // point 4\n"),
-            std::string::npos);
-  EXPECT_EQ(findLayer(m, "arm_mirror"), nullptr);
-  EXPECT_EQ(findLayer(m, "arm")->mirror, 1);
 }
 
 }  // namespace

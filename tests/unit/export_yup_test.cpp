@@ -83,38 +83,6 @@ TEST(ExportYUp, ChildrenArePlacedAndMirroredChildrenStillFaceOut) {
   freeModel(m);
 }
 
-TEST(ExportYUp, ReflectedHalfTurnsRoundSoTheWholeFacesOut) {
-  const std::string dir = test_files::tempDir("yup_mirror");
-  // The half box x 0..1 without its face on the mirror plane, mirrored on
-  // x: together the closed box x -1..1.
-  Model* m = createModel(nullptr, "half.mod", nullptr);
-  read_back::addBox(m, "half", 1, 0, 0, 0, 1, 3, 4);
-  Layer* half = findLayer(m, "half");
-  const int32_t onPlane[2][3] = {{1, 5, 7}, {1, 7, 3}};
-  for (int32_t s = tableNextSlot(&half->triangles, -1); s >= 0;
-       s = tableNextSlot(&half->triangles, s)) {
-    const Triangle* t = tableAt<Triangle>(&half->triangles, s);
-    for (const auto& face : onPlane) {
-      if (t->points[0] == face[0] && t->points[1] == face[1] &&
-          t->points[2] == face[2]) {
-        deleteTriangle(m, t->id);
-        break;
-      }
-    }
-  }
-  ASSERT_EQ(tableCount(&half->triangles), 10);
-  setLayerMirror(m, half, kAxisX);
-  for (const Case& c : kCases) {
-    SCOPED_TRACE(c.file);
-    const Solid s = exportAndRead(m, c.format, dir + c.file);
-    ASSERT_TRUE(s.read) << s.error;
-    EXPECT_EQ(s.triangles, 20u);
-    EXPECT_NEAR(s.volume, 24.0, 1e-4);
-    expectBounds(s, -1, 0, -3, 1, 4, 0);
-  }
-  freeModel(m);
-}
-
 TEST(ExportYUp, ObjMaterialLibraryCarriesColourOpacityAndImage) {
   const std::string dir = test_files::tempDir("yup_mtl");
   Model* m = read_back::box();

@@ -6,8 +6,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,7 +19,6 @@
 
 namespace {
 
-using test_files::readFile;
 using test_files::tempDir;
 using test_files::writeFile;
 

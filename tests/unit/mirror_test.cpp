@@ -21,7 +21,6 @@
 namespace {
 
 using test_files::readFile;
-using test_files::tempDir;
 using test_files::writeFile;
 
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};

@@ -2,7 +2,6 @@
 // line) of every refusal, and the children a file names.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -283,7 +282,7 @@ TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
   freeModel(m);
 }
 
-TEST(ModReader, AColourAboveOneInAnyComponentScalesAllFromBytes) {
+TEST(ModReader, AColourAboveOneInAnyComponentScalesAllFromBytesAsInvisibleOnesAre) {
   Model* m = readText(
       "points\n1 0 0 0\n2 1 0 0\n3 0 1 0\ncolors\n1 0.5 0.5 2 1\n2 0.5 200 0.5 1\n"
       "3 0.5 0.5 0.5 1\n");
@@ -298,10 +297,8 @@ TEST(ModReader, AColourAboveOneInAnyComponentScalesAllFromBytes) {
   EXPECT_NEAR(green->b, 0.5 * kByteScale, 1e-6);
   EXPECT_FLOAT_EQ(plain->r, 0.5f);
   freeModel(m);
-}
-
-TEST(ModReader, InvisibleColoursAreBytesUpTo255) {
-  Model* m = readText(std::string(kTriangle) + "image 1 none smooth x y\ninvisible 255 0 0\n");
+  // Invisible colours are bytes up to 255 (300 is refused above).
+  m = readText(std::string(kTriangle) + "image 1 none smooth x y\ninvisible 255 0 0\n");
   ASSERT_NE(m, nullptr);
   const Image* image = tableFindT<Image>(&findLayer(m, "a")->images, 1);
   ASSERT_NE(image, nullptr);

@@ -5,13 +5,9 @@
 #include "test_files.h"
 
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -65,35 +61,26 @@ struct ModWriter : ::testing::Test {
     ASSERT_NE(addTriangle(m, "body", 3, tri, 0), 0);
     ASSERT_NE(addTriangle(m, "body", 4, quad, 2), 0);
     ASSERT_NE(addLine(m, "body", 2, line, 1), 0);
-    ASSERT_TRUE(addImageFromFiles(m, "body", 1, "skin.tga", kImageSmooth, kAxisX,
-                         kAxisY, 0.5f));
-    ASSERT_TRUE(addImageFromFiles(m, "body", 1, "skin_m.tga", kImageSelectMirror, 0,
-                         0, 0));
+    ASSERT_TRUE(addImageFromFiles(m, "body", 1, "skin.tga", kImageSmooth, kAxisX, kAxisY, 0.5f));
+    ASSERT_TRUE(addImageFromFiles(m, "body", 1, "skin_m.tga", kImageSelectMirror, 0, 0, 0));
     ASSERT_TRUE(addUvee(m, "body", 1, 1, 0.5f, 0.25f));
     ASSERT_TRUE(addImageFromFiles(m, "body", 2, "env.tga", kImageReflect, 0, 0, 0.25f));
     ASSERT_TRUE(setInvisibleColour(m, "body", 2, 1, 0, 0));
 
     ASSERT_NE(addLayer(m, "arm", 0, 0, 0, 0, 1, kAxisMinusY), nullptr);
-    ASSERT_TRUE(addImageFromFiles(m, "arm", 1, "bump.tga", kImageNormalMap, kAxisX,
-                         kAxisY, 1));
-    ASSERT_TRUE(addImageFromFiles(m, "arm", 1, "bump_a.tga", kImageSelectAlpha, 0, 0,
-                         0));
+    ASSERT_TRUE(addImageFromFiles(m, "arm", 1, "bump.tga", kImageNormalMap, kAxisX, kAxisY, 1));
+    ASSERT_TRUE(addImageFromFiles(m, "arm", 1, "bump_a.tga", kImageSelectAlpha, 0, 0, 0));
 
     const float at[3] = {1, 2, 3};
     const float size[3] = {0.5f, 0.5f, 0.5f};
-    ASSERT_NE(addCollide(m, "ball", kShapeSphere, at, size, kIdentity, 2,
-                         0.1f, 0, 1),
-              0);
+    ASSERT_NE(addCollide(m, "ball", kShapeSphere, at, size, kIdentity, 2, 0.1f, 0, 1), 0);
     const float wheelAt[3] = {1, 0, 0};
     const float one[3] = {1, 1, 1};
-    ASSERT_NE(addChild(m, nullptr, "wheel", wheelAt, one, kIdentity, nullptr,
-                       1),
-              0);
+    ASSERT_NE(addChild(m, nullptr, "wheel", wheelAt, one, kIdentity, nullptr, 1), 0);
     const float handAt[3] = {0, 0, 1};
     const float two[3] = {2, 2, 2};
     const float turned[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
-    ASSERT_NE(addChild(m, nullptr, "hand", handAt, two, turned, "hip", 0.5f),
-              0);
+    ASSERT_NE(addChild(m, nullptr, "hand", handAt, two, turned, "hip", 0.5f), 0);
   }
 };
 
@@ -177,11 +164,9 @@ TEST_F(ModWriter, WritesEverySectionInTheFileLayout) {
 // slot without a file name is written "none".
 TEST_F(ModWriter, ImageLinesFollowNumbersAndModes) {
   ASSERT_NE(addLayer(m, "skin", 0, 0, 0, 1, 1, 99), nullptr);
-  ASSERT_TRUE(addImageFromFiles(m, "skin", 1, "a.tga", kImageDecal, kAxisZ,
-                       kAxisMinusX, 1));
+  ASSERT_TRUE(addImageFromFiles(m, "skin", 1, "a.tga", kImageDecal, kAxisZ, kAxisMinusX, 1));
   ASSERT_TRUE(addImageFromFiles(m, "skin", 2, "b.tga", kImageAdditive, 0, 0, 0.5f));
-  ASSERT_TRUE(addImageFromFiles(m, "skin", 4, "d.tga", kImageDisplace, kAxisX, kAxisY,
-                       2));
+  ASSERT_TRUE(addImageFromFiles(m, "skin", 4, "d.tga", kImageDisplace, kAxisX, kAxisY, 2));
   ASSERT_NE(addLayer(m, "sky", 0, 0, 0, 0, 0, kAxisX), nullptr);
   ASSERT_FALSE(addImageFromFiles(m, "sky", 1, "cube.tga", kImageCubeMap, 0, 0, 1))
       << "faces are missing; the record stays";

@@ -19,9 +19,7 @@ namespace read_back {
 struct Solid {
   bool read = false;
   std::string error;
-  unsigned meshes = 0;
   unsigned triangles = 0;
-  unsigned lines = 0;
   double volume = 0.0;  // signed: positive when the faces wind outward
   double min[3] = {1e300, 1e300, 1e300};
   double max[3] = {-1e300, -1e300, -1e300};
@@ -36,7 +34,6 @@ inline void walk(const aiScene* scene, const aiNode* node,
     const aiMesh* mesh = scene->mMeshes[node->mMeshes[i]];
     for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
       const aiFace& face = mesh->mFaces[f];
-      if (face.mNumIndices == 2) ++out->lines;
       if (face.mNumIndices != 3) continue;
       aiVector3D p[3];
       for (int k = 0; k < 3; ++k) {
@@ -64,7 +61,6 @@ inline Solid read(const std::string& path) {
     return out;
   }
   out.read = true;
-  out.meshes = scene->mNumMeshes;
   walk(scene, scene->mRootNode, aiMatrix4x4(), &out);
   return out;
 }

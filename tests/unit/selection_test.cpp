@@ -3,7 +3,6 @@
 // per-point entries, fans, and the turn about a stored axis.
 #include <gtest/gtest.h>
 
-#include <cmath>
 
 #include "io/texture_files.h"
 #include "model/children.h"

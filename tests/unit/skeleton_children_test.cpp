@@ -53,15 +53,12 @@ TEST_F(Joints, BadParentsNamesAndMissingJointsAreRefused) {
   EXPECT_EQ(tableCount(&m->joints), 0);
   EXPECT_FALSE(addWeight(m, "knee", 1, 1));
   EXPECT_STREQ(lastErrorText(), "cannot find joint");
-
 }
 
 TEST_F(Children, IdsRiseAndAFreedSlotIsReusedUnderANewId) {
   const int32_t a = addChild(m, nullptr, "a", kZero, kOne, kIdentity, nullptr, 1);
   const int32_t b = addChild(m, nullptr, "b", kZero, kOne, kIdentity, "hip", 1);
   EXPECT_EQ(b, a + 1);
-  EXPECT_EQ(childById(m, a)->bodyHandle, -1);
-  EXPECT_STREQ(childById(m, b)->joint, "hip");
   Model* loaded = createModel(m, "a", nullptr);
   childById(m, a)->model = loaded;
   EXPECT_FALSE(deleteChildByModelId(m, a)) << "child ids are not model ids";
@@ -91,7 +88,6 @@ TEST_F(Children, CollideObjectsNeedSizeAndKnowTheirShapeNames) {
   const int32_t ball = addCollide(m, "ball", kShapeSphere, kZero, kOne, kIdentity, 1, 0, 0, 1);
   const int32_t odd = addCollide(m, "odd", 9, kZero, kOne, kIdentity, 1, 0, 0, 1);
   ASSERT_NE(ball, 0);
-  EXPECT_EQ(collideByName(m, "ball")->bodyHandle, -1);
   EXPECT_STREQ(collideShapeName(m, ball), "sphere");
   EXPECT_STREQ(collideShapeName(m, odd), "none");
   EXPECT_STREQ(collideShapeName(m, odd + 100), "none");

@@ -28,13 +28,22 @@ std::string fifoIn(const std::string& dir, const char* name) {
 
 std::string lastError() { return lastErrorText() ? lastErrorText() : ""; }
 
-TEST(SpecialFiles, AFifoAsModelIsRefusedWithoutWaiting) {
+TEST(SpecialFiles, AFifoAsModelPoseOrTextureIsRefusedWithoutWaiting) {
   const std::string dir = test_files::tempDir("fifo");
   const std::string fifo = fifoIn(dir, "pipe.mod");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(readModelFile(fifo.c_str(), nullptr, nullptr), nullptr);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
   EXPECT_EQ(lastError(), "not a regular file: " + fifo);
+  Model* model = createModel(nullptr, "m", nullptr);
+  const std::string pose = fifoIn(dir, "p.pos");
+  EXPECT_FALSE(readPoseFile(model, pose.c_str()));
+  EXPECT_EQ(lastError(), "not a regular file: " + pose);
+  freeModel(model);
+  const std::string texture = fifoIn(dir, "t.tga");
+  TgaMessage message;
+  EXPECT_EQ(readTga(texture.c_str(), &message), nullptr);
+  EXPECT_EQ(std::string(message.text), "cannot open TGA file: " + texture);
 }
 
 TEST(SpecialFiles, DevicesAndDirectoriesAreNotRegularFiles) {
@@ -58,19 +67,6 @@ TEST(SpecialFiles, AFifoAsChildIsDroppedAndTheParentLoads) {
   EXPECT_EQ(tableCount(&car->children), 0);
   EXPECT_EQ(lastError(), "not a regular file: " + dir + "wheel.mod");
   freeModel(car);
-}
-
-TEST(SpecialFiles, AFifoAsPoseOrTextureIsRefused) {
-  const std::string dir = test_files::tempDir("fifoother");
-  Model* model = createModel(nullptr, "m", nullptr);
-  const std::string pose = fifoIn(dir, "p.pos");
-  EXPECT_FALSE(readPoseFile(model, pose.c_str()));
-  EXPECT_EQ(lastError(), "not a regular file: " + pose);
-  const std::string texture = fifoIn(dir, "t.tga");
-  TgaMessage message;
-  EXPECT_EQ(readTga(texture.c_str(), &message), nullptr);
-  EXPECT_EQ(std::string(message.text), "cannot open TGA file: " + texture);
-  freeModel(model);
 }
 
 TEST(SpecialFiles, ALineBeyondTheLimitEndsTheReadWithItsOwnReason) {

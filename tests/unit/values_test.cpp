@@ -1,68 +1,60 @@
 // Which words count as numbers decides what every command accepts.
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "cmd/values.h"
 
 TEST(ClassifyNumber, SignsAnywhereAndEmptyTextAreIntegers) {
-  EXPECT_EQ(classifyNumber(""), kNumberInteger);
-  EXPECT_EQ(classifyNumber("-"), kNumberInteger);
-  EXPECT_EQ(classifyNumber("--5"), kNumberInteger);
-  EXPECT_EQ(classifyNumber("1-2"), kNumberInteger);
-  EXPECT_EQ(classifyNumber(".5"), kNumberDecimal);
-  EXPECT_EQ(classifyNumber("1.2.3"), kNotANumber);
-  EXPECT_EQ(classifyNumber("1e3"), kNotANumber);
-  EXPECT_EQ(classifyNumber("+1"), kNotANumber);
-  EXPECT_EQ(classifyNumber(nullptr), 0);
+  const struct { const char* word; int kind; } kCases[] = {
+      {"", kNumberInteger},     {"-", kNumberInteger},    {"--5", kNumberInteger},
+      {"1-2", kNumberInteger},  {".5", kNumberDecimal},   {"1.2.3", kNotANumber},
+      {"1e3", kNotANumber},     {"+1", kNotANumber},      {nullptr, 0}};
+  for (const auto& c : kCases) EXPECT_EQ(classifyNumber(c.word), c.kind) << c.word;
 }
 
-TEST(ParseValue, IntegerReadsLikeAtoiAndRefusesDecimals) {
-  int32_t v = 99;
-  EXPECT_TRUE(parseInt(&v, "")); EXPECT_EQ(v, 0);
-  EXPECT_TRUE(parseInt(&v, "-")); EXPECT_EQ(v, 0);
-  EXPECT_TRUE(parseInt(&v, "3-4")); EXPECT_EQ(v, 3);
-  EXPECT_TRUE(parseInt(&v, "-17")); EXPECT_EQ(v, -17);
-  v = 5;
-  EXPECT_FALSE(parseInt(&v, "1.0"));
-  EXPECT_FALSE(parseInt(&v, "abc"));
-  EXPECT_EQ(v, 5) << "a refused word must leave the destination alone";
+// Integers read like atoi; decimals and values beyond 32 bits are refused
+// and leave the destination alone.
+TEST(ParseValue, IntegerReadsLikeAtoiAndRefusesDecimalsAndOverflow) {
+  const struct { const char* word; int32_t value; } kTaken[] = {
+      {"", 0}, {"-", 0}, {"3-4", 3}, {"-17", -17},
+      {"2147483647", INT32_MAX}, {"-2147483648", INT32_MIN}};
+  for (const auto& c : kTaken) {
+    int32_t v = 99;
+    EXPECT_TRUE(parseInt(&v, c.word)) << c.word;
+    EXPECT_EQ(v, c.value) << c.word;
+  }
+  const std::string nines(400, '9');
+  for (const char* bad : {"1.0", "abc", "2147483648", nines.c_str()}) {
+    int32_t v = 5;
+    EXPECT_FALSE(parseInt(&v, bad)) << bad;
+    EXPECT_EQ(v, 5) << bad;
+  }
 }
 
-TEST(ParseValue, IntegerBeyond32BitsIsRefusedNotWrapped) {
-  int32_t v = 0;
-  EXPECT_TRUE(parseInt(&v, "2147483647")); EXPECT_EQ(v, 2147483647);
-  EXPECT_TRUE(parseInt(&v, "-2147483648")); EXPECT_EQ(v, INT32_MIN);
-  EXPECT_FALSE(parseInt(&v, "2147483648"));
-  EXPECT_FALSE(parseInt(&v, std::string(400, '9').c_str()));
-}
-
-TEST(ParseValue, FloatTakesIntegersAndDecimalsButNoExponent) {
+TEST(ParseValue, FloatTakesIntegersAndDecimalsButNoExponentNorInfinity) {
   float f = 0;
   EXPECT_TRUE(parseFloat(&f, "2")); EXPECT_EQ(f, 2.0f);
   EXPECT_TRUE(parseFloat(&f, "-0.5")); EXPECT_EQ(f, -0.5f);
   EXPECT_TRUE(parseFloat(&f, ".5")); EXPECT_EQ(f, 0.5f);
-  EXPECT_FALSE(parseFloat(&f, "1e3"));
-  EXPECT_FALSE(parseFloat(&f, "1.2.3"));
-  EXPECT_FALSE(parseFloat(&f, "abc"));
-}
-
-TEST(ParseValue, FloatOutsideSinglePrecisionIsRefusedNotInfinite) {
-  float f = 1;
-  EXPECT_FALSE(parseFloat(&f, std::string(60, '9').c_str()));
-  EXPECT_EQ(f, 1.0f);
+  const std::string huge(60, '9');  // beyond single precision
+  for (const char* bad : {"1e3", "1.2.3", "abc", huge.c_str()}) {
+    f = 1;
+    EXPECT_FALSE(parseFloat(&f, bad)) << bad;
+    EXPECT_EQ(f, 1.0f) << bad;
+  }
 }
 
 TEST(ParseValue, BooleanTakesIntegersAndFourLowerCaseWords) {
+  const struct { const char* word; int32_t value; } kTaken[] = {
+      {"1", 1}, {"7", 7}, {"-3", -3}, {"on", 1}, {"true", 1}, {"off", 0}, {"false", 0}};
+  for (const auto& c : kTaken) {
+    int32_t b = -1;
+    EXPECT_TRUE(parseBool(&b, c.word)) << c.word;
+    EXPECT_EQ(b, c.value) << c.word;
+  }
   int32_t b = -1;
-  EXPECT_TRUE(parseBool(&b, "1")); EXPECT_EQ(b, 1);
-  EXPECT_TRUE(parseBool(&b, "7")); EXPECT_EQ(b, 7);
-  EXPECT_TRUE(parseBool(&b, "-3")); EXPECT_EQ(b, -3);
-  EXPECT_TRUE(parseBool(&b, "on")); EXPECT_EQ(b, 1);
-  EXPECT_TRUE(parseBool(&b, "true")); EXPECT_EQ(b, 1);
-  EXPECT_TRUE(parseBool(&b, "off")); EXPECT_EQ(b, 0);
-  EXPECT_TRUE(parseBool(&b, "false")); EXPECT_EQ(b, 0);
-  EXPECT_FALSE(parseBool(&b, "1.0"));
-  EXPECT_FALSE(parseBool(&b, "yes"));
-  EXPECT_FALSE(parseBool(&b, "TRUE"));
+  for (const char* bad : {"1.0", "yes", "TRUE"}) EXPECT_FALSE(parseBool(&b, bad)) << bad;
 }
 
 TEST(ParseValue, StringIsTheWordItselfAndNullsAreRefused) {
