@@ -1,19 +1,12 @@
 # Screen captures for the view tests: `modelr draw`, then the viewport as
 # `modelr file savescreen` writes it, read back as {width height bytes}
-# (bytes red, green, blue, bottom row first).
-
-proc fileBytes {path} {
-    set f [open $path rb]
-    set data [read $f]
-    close $f
-    return $data
-}
+# (bytes red, green, blue, bottom row first). Sourced after common.tcl.
 
 proc capture {} {
     modelr draw
     update
     modelr file savescreen capture.tga
-    set data [fileBytes capture.tga]
+    set data [readBytes capture.tga]
     file delete capture.tga
     binary scan $data @12susu width height
     binary scan $data @273cu* bytes
