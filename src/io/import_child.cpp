@@ -55,7 +55,8 @@ std::string readerEndedWhy(int status, unsigned cpuSeconds) {
 }
 
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
-                   const char* imageDirectory, std::string* why, unsigned cpuSeconds) {
+                   const char* imageDirectory, std::string* why, unsigned cpuSeconds,
+                   unsigned quietSeconds) {
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) {
     *why = std::string("the reader could not be started: ") + std::strerror(errno);
@@ -81,7 +82,7 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
     runReader(read, fds[1]);
   }
   ::close(fds[1]);
-  const bool done = replayRecords(fds[0], b, imageDirectory, why);
+  const bool done = replayRecords(fds[0], b, imageDirectory, why, quietSeconds);
   if (!done) ::kill(pid, SIGKILL);
   ::close(fds[0]);
   int status = 0;

@@ -18,10 +18,13 @@
 // (<n> s)" or "the reader could not be started: <reason>". The child never
 // returns: it ends with _exit, so nothing of the program runs there but
 // `read`. `cpuSeconds` (0: none) bounds the child's processor time, so
-// that a reader caught in a loop ends instead of hanging the program.
+// that a reader caught in a loop ends instead of hanging the program, and
+// `quietSeconds` (0: none) its silence, so that a reader stuck without
+// running ends too ("the reader stopped answering (<n> s without a
+// word)").
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why,
-                   unsigned cpuSeconds = 0);
+                   unsigned cpuSeconds = 0, unsigned quietSeconds = 0);
 
 // What a reader's process does first, whoever forked it: a parent that
 // stopped listening ends it, its death is not the program's, and its

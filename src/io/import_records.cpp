@@ -1,11 +1,16 @@
 #include "io/import_records.h"
 
 #include <errno.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <chrono>
+
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "model/last_error.h"
@@ -35,15 +40,38 @@ void putText(RecordOut* out, const std::string& text) {
 // corners are read straight into their place: the buffer holds only what
 // lies between them.
 constexpr size_t kReadAhead = 1 << 16;
+constexpr const char* kStalled = "the reader stopped answering (";
 
 struct RecordIn {
   int fd;
+  int quietMilliseconds = -1;  // the longest wait for a byte; -1: no limit
+  bool stalled = false;        // that wait ran out
   char buffer[kReadAhead];
   size_t at = 0, end = 0;
+
+  // Whether a byte came before the wait ran out. A reader stuck without
+  // spending processor time (blocked on a lock its broken heap holds,
+  // say) never meets its time limit; this is what ends it.
+  bool waitForBytes() {
+    if (quietMilliseconds < 0) return true;
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point until = Clock::now() + std::chrono::milliseconds(quietMilliseconds);
+    for (;;) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now());
+      pollfd waiting{fd, POLLIN, 0};
+      const int ready = ::poll(&waiting, 1, left.count() > 0 ? static_cast<int>(left.count()) : 0);
+      if (ready > 0) return true;
+      if (ready < 0 && errno == EINTR) continue;
+      if (ready < 0) return true;  // the read says what is wrong
+      stalled = true;
+      return false;
+    }
+  }
 
   // Up to `most` bytes into `to`; false at the end.
   bool readSome(char* to, size_t most, size_t* got) {
     for (;;) {
+      if (!waitForBytes()) return false;
       const ssize_t n = ::read(fd, to, most);
       if (n > 0) {
         *got = static_cast<size_t>(n);
@@ -162,12 +190,11 @@ void flushRecords(RecordOut* out) {
   out->buffer.clear();
 }
 
-bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
-                   std::string* why) {
-  std::unique_ptr<RecordIn> owned(new RecordIn);
-  RecordIn& in = *owned;
-  in.fd = fd;
-  why->clear();
+namespace {
+
+// The records into the builder (see replayRecords).
+bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
+                std::string* why) {
   std::vector<float> vertices;
   std::vector<int32_t> pointOf;
   uint8_t flags = 0;
@@ -293,3 +320,21 @@ bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
     }
   }
 }
+
+}  // namespace
+
+bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
+                   std::string* why, unsigned quietSeconds) {
+  std::unique_ptr<RecordIn> owned(new RecordIn);
+  RecordIn& in = *owned;
+  in.fd = fd;
+  if (quietSeconds > 0)
+    in.quietMilliseconds = static_cast<int>(std::min(quietSeconds, 86400u) * 1000u);
+  why->clear();
+  const bool done = replayFrom(in, b, imageDirectory, why);
+  if (!done && in.stalled)
+    *why = kStalled + std::to_string(quietSeconds) + " s without a word)";
+  return done;
+}
+
+bool readerStalled(const std::string& why) { return why.rfind(kStalled, 0) == 0; }

@@ -48,5 +48,10 @@ size_t vertexFloats(uint8_t flags);
 // reader said it was done; false with *why set when it reported an error
 // ("reader: <its reason>"), the records made no sense, or they stopped
 // short (*why then empty: the caller knows why the reader stopped).
+// `quietSeconds` (0: none) is the longest wait for the reader's next
+// bytes; past it, false with "the reader stopped answering (<n> s without
+// a word)", and the caller ends the reader.
 bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
-                   std::string* why);
+                   std::string* why, unsigned quietSeconds = 0);
+// Whether that reason is the reader's silence.
+bool readerStalled(const std::string& why);

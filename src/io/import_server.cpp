@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -271,6 +272,12 @@ bool sendJob(const ReaderJob& job, unsigned cpuSeconds, int records) {
          (!job.fromMemory || sendAll(control, job.bytes, job.size));
 }
 
+// How long a reader may send nothing: one still reading gets several
+// times its processor time in wall time, for a machine busy with more.
+unsigned readerQuietSeconds(unsigned cpuSeconds) {
+  return cpuSeconds == 0 ? 0 : 3 * std::min(cpuSeconds, 86400u) + 30;
+}
+
 }  // namespace
 
 void setReaderServerReadsItself(bool itself) { g_itself = itself; }
@@ -305,11 +312,13 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
     ::close(fds[0]);
     return false;
   }
-  const bool done = replayRecords(fds[0], b, imageDirectory, why);
+  const bool done = replayRecords(fds[0], b, imageDirectory, why,
+                                  readerQuietSeconds(cpuSeconds));
   // A reader of its own is stopped at once. The server that reads itself
   // finds the pipe closed at its next write and ends the job instead: it
-  // is not started again for every file refused.
-  if (!done && !g_server.itself) ::kill(started.pid, SIGKILL);
+  // is not started again for every file refused. One that fell silent
+  // never writes again, and is stopped too.
+  if (!done && (!g_server.itself || readerStalled(*why))) ::kill(started.pid, SIGKILL);
   ::close(fds[0]);
   int32_t status = 0;
   if (receiveAll(g_server.control, &status, sizeof status)) {

@@ -29,7 +29,8 @@ struct ReaderJob {
 using ReadJob = void (*)(const ReaderJob& job, RecordOut* out);
 
 // As importInChild (import_child.h), with the same reasons on failure,
-// the read done by `read` in a process the reader server starts.
+// the read done by `read` in a process the reader server starts. A reader
+// silent for three times `cpuSeconds` and half a minute more is stopped.
 bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
                          const char* imageDirectory, std::string* why,
                          unsigned cpuSeconds);

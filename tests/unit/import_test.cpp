@@ -290,19 +290,20 @@ TEST(ImportRoundTrip, MaterialsGiveLayerColoursAndNoMaterialKeepsTheDefault) {
 namespace {
 
 // What importInChild says of a reader that never says it is done.
-std::string whyReaderEnded(const std::function<void(RecordOut*)>& read, unsigned seconds) {
+std::string whyReaderEnded(const std::function<void(RecordOut*)>& read, unsigned seconds,
+                           unsigned quietSeconds = 0) {
   Model* m = createModel(nullptr, "c.mod", nullptr);
   ImportBuilder b;
   importBegin(&b, m);
   std::string why;
-  EXPECT_FALSE(importInChild(read, &b, nullptr, &why, seconds));
+  EXPECT_FALSE(importInChild(read, &b, nullptr, &why, seconds, quietSeconds));
   freeModel(m);
   return why;
 }
 
 }  // namespace
 
-TEST(ImportChild, AReaderThatCrashesOrLoopsTakesOnlyItsOwnProcess) {
+TEST(ImportChild, AReaderThatCrashesLoopsOrHangsTakesOnlyItsOwnProcess) {
   // Half a layer, then the reader dies.
   const std::string crashed = whyReaderEnded(
       [](RecordOut* out) {
@@ -319,6 +320,16 @@ TEST(ImportChild, AReaderThatCrashesOrLoopsTakesOnlyItsOwnProcess) {
       },
       1);
   EXPECT_EQ(looped, "the reader ran past its time (1 s)");
+  // Blocked without spending processor time, as on a lock its own broken
+  // heap holds: its time limit never comes, its silence ends it.
+  const std::string hung = whyReaderEnded(
+      [](RecordOut* out) {
+        putLayer(out, "half", plainLook(), false, false);
+        flushRecords(out);
+        for (;;) pause();
+      },
+      10, 1);
+  EXPECT_EQ(hung, "the reader stopped answering (1 s without a word)");
 }
 
 TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
