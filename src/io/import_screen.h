@@ -13,7 +13,9 @@ constexpr size_t kScreenBytes = 64 * 1024;
 // Null when the file may go to assimp, else the reason it may not: "broken
 // PLY header" (PLY: printable lines from "ply" to a whole "end_header"
 // line), "not a PLY file", "a count in the header is larger than the file"
-// (PLY elements, OFF vertices and faces: each takes at least one byte).
+// (PLY elements, OFF vertices and faces: each takes at least one byte), "a
+// length in the header is larger than the file" (glb: its total length
+// and its first chunk's).
 // `head` is the file's start (up to kScreenBytes), `fileSize` its length,
 // `extension` lower case.
 const char* screenImport(const unsigned char* head, size_t headSize,

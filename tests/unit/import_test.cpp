@@ -501,6 +501,18 @@ TEST(ImportScreen, HeadersAssimpWouldHangOrDrownOnAreRefused) {
                "a count in the header is larger than the file");
   EXPECT_STREQ(screen("COFF777777 2\n", "off"), "a count in the header is larger than the file");
   EXPECT_EQ(screen("v 0 0 0\nf 1 2 3\n", "obj"), nullptr);
+
+  // glb: total length, then the JSON chunk's, against the file's 40 bytes.
+  auto glb = [](uint32_t total, uint32_t chunk) {
+    std::string head("glTF\x02\0\0\0", 8);
+    head.append(reinterpret_cast<const char*>(&total), 4);
+    head.append(reinterpret_cast<const char*>(&chunk), 4);
+    return head + "JSON" + std::string(20, ' ');
+  };
+  EXPECT_EQ(screen(glb(40, 20), "glb"), nullptr);
+  EXPECT_STREQ(screen(glb(0xfffffa89u, 20), "glb"), "a length in the header is larger than the file");
+  EXPECT_STREQ(screen(glb(40, 21), "glb"), "a length in the header is larger than the file");
+  EXPECT_STREQ(screen(glb(40, 0xfffffb9bu), "bin"), "a length in the header is larger than the file");
 }
 
 TEST(ImportScreen, GltfLineLoopsAreRefusedWhereverTheyAre) {
