@@ -17,6 +17,15 @@ extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((we
 
 void enterReaderProcess(unsigned cpuSeconds) {
   ::signal(SIGPIPE, SIG_DFL);
+  // A broken file can make a reader ask for gigabytes its header never
+  // mentions; when memory runs out, the system is to end the reader, not
+  // the program.
+  const int adjust = ::open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC);
+  if (adjust >= 0) {
+    // Refused (a system that does not allow it): the reader runs as it is.
+    [[maybe_unused]] const ssize_t wrote = ::write(adjust, "1000", 4);
+    ::close(adjust);
+  }
   // The reader's death is the parent's to report: a driver's hook run
   // here would count it as the whole program's.
   if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);

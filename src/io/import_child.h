@@ -27,8 +27,9 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
                    unsigned cpuSeconds = 0, unsigned quietSeconds = 0);
 
 // What a reader's process does first, whoever forked it: a parent that
-// stopped listening ends it, its death is not the program's, and its
-// processor time is bounded (0: not).
+// stopped listening ends it, its death is not the program's, the system
+// ends it first when memory runs out, and its processor time is bounded
+// (0: not).
 void enterReaderProcess(unsigned cpuSeconds);
 // Runs `read` there to its end, then ends the process.
 [[noreturn]] void runReader(const std::function<void(RecordOut*)>& read, int fd);

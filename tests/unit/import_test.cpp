@@ -332,6 +332,19 @@ TEST(ImportChild, AReaderThatCrashesLoopsOrHangsTakesOnlyItsOwnProcess) {
   EXPECT_EQ(hung, "the reader stopped answering (1 s without a word)");
 }
 
+// A broken file can make a reader take all the memory there is: the
+// system must pick the reader to end, not the program.
+TEST(ImportChild, TheSystemEndsTheReaderFirstWhenMemoryRunsOut) {
+  const std::string said = whyReaderEnded(
+      [](RecordOut* out) {
+        std::string adjust = test_files::readFile("/proc/self/oom_score_adj");
+        while (!adjust.empty() && adjust.back() == '\n') adjust.pop_back();
+        putError(out, adjust);
+      },
+      0);
+  EXPECT_EQ(said, "1000");
+}
+
 TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
   Model* m = createModel(nullptr, "r.mod", nullptr);
   ImportBuilder b;
