@@ -4,9 +4,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <chrono>
-
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <memory>
