@@ -15,7 +15,9 @@
 // save its input when the process dies.
 extern "C" void __sanitizer_set_death_callback(void (*)(void)) __attribute__((weak));
 
-void enterReaderProcess(unsigned cpuSeconds) {
+bool readerMemoryLimited() { return __sanitizer_set_death_callback == nullptr; }
+
+void enterReaderProcess(unsigned cpuSeconds, uint64_t memoryBytes) {
   ::signal(SIGPIPE, SIG_DFL);
   // A broken file can make a reader ask for gigabytes its header never
   // mentions; when memory runs out, the system is to end the reader, not
@@ -29,6 +31,14 @@ void enterReaderProcess(unsigned cpuSeconds) {
   // The reader's death is the parent's to report: a driver's hook run
   // here would count it as the whole program's.
   if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(nullptr);
+  // Some broken files make a reader ask for more than any file of their
+  // size needs (a PLY body of 260 bytes: 10 GB, over ten seconds): it is
+  // refused the memory at once.
+  if (memoryBytes > 0 && readerMemoryLimited()) {
+    struct rlimit limit;
+    limit.rlim_cur = limit.rlim_max = static_cast<rlim_t>(memoryBytes);
+    ::setrlimit(RLIMIT_AS, &limit);
+  }
   if (cpuSeconds > 0) {
     ::signal(SIGXCPU, SIG_DFL);
     struct rlimit limit;
@@ -65,7 +75,7 @@ std::string readerEndedWhy(int status, unsigned cpuSeconds) {
 
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why, unsigned cpuSeconds,
-                   unsigned quietSeconds) {
+                   unsigned quietSeconds, uint64_t memoryBytes) {
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) {
     *why = std::string("the reader could not be started: ") + std::strerror(errno);
@@ -87,7 +97,7 @@ bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b
   }
   if (pid == 0) {
     ::close(fds[0]);
-    enterReaderProcess(cpuSeconds);
+    enterReaderProcess(cpuSeconds, memoryBytes);
     runReader(read, fds[1]);
   }
   ::close(fds[1]);

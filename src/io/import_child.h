@@ -3,6 +3,7 @@
 // the importer says so instead of ending the program.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -22,15 +23,21 @@
 // `quietSeconds` (0: none) its silence, so that a reader stuck without
 // running ends too ("the reader stopped answering (<n> s without a
 // word)").
+// `memoryBytes` (0: none) bounds its address space where
+// readerMemoryLimited().
 bool importInChild(const std::function<void(RecordOut*)>& read, ImportBuilder* b,
                    const char* imageDirectory, std::string* why,
-                   unsigned cpuSeconds = 0, unsigned quietSeconds = 0);
+                   unsigned cpuSeconds = 0, unsigned quietSeconds = 0,
+                   uint64_t memoryBytes = 0);
 
 // What a reader's process does first, whoever forked it: a parent that
 // stopped listening ends it, its death is not the program's, the system
-// ends it first when memory runs out, and its processor time is bounded
-// (0: not).
-void enterReaderProcess(unsigned cpuSeconds);
+// ends it first when memory runs out, and its processor time and address
+// space are bounded (0: not).
+void enterReaderProcess(unsigned cpuSeconds, uint64_t memoryBytes = 0);
+// Whether a reader's address space can be bounded: not under a sanitizer,
+// whose shadow memory alone takes terabytes of it.
+bool readerMemoryLimited();
 // Runs `read` there to its end, then ends the process.
 [[noreturn]] void runReader(const std::function<void(RecordOut*)>& read, int fd);
 // Why a reader that stopped without saying it was done stopped, from its

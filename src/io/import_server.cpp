@@ -26,6 +26,7 @@ struct JobHeader {
   uint32_t extensionBytes;
   uint32_t fromMemory;
   uint64_t size;
+  uint64_t memoryBytes;
 };
 
 // What the server says of a reader: its process, then how it ended.
@@ -184,7 +185,7 @@ int statusOf(const siginfo_t& info) {
     const int forkError = errno;
     if (pid == 0) {
       ::close(control);
-      enterReaderProcess(header.cpuSeconds);
+      enterReaderProcess(header.cpuSeconds, header.memoryBytes);
       runReader([&](RecordOut* out) { read(job, out); }, records);
     }
     ::close(records);
@@ -261,10 +262,11 @@ bool startServer(ReadJob read, std::string* why) {
 }
 
 // Hands the job over; false when the server is gone.
-bool sendJob(const ReaderJob& job, unsigned cpuSeconds, int records) {
+bool sendJob(const ReaderJob& job, unsigned cpuSeconds, uint64_t memoryBytes, int records) {
   const JobHeader header{cpuSeconds, static_cast<uint32_t>(job.path.size()),
                          static_cast<uint32_t>(job.extension.size()),
-                         job.fromMemory ? 1u : 0u, job.fromMemory ? job.size : 0};
+                         job.fromMemory ? 1u : 0u, job.fromMemory ? job.size : 0,
+                         memoryBytes};
   const int control = g_server.control;
   return sendHeader(control, header, records) &&
          sendAll(control, job.path.data(), job.path.size()) &&
@@ -284,7 +286,7 @@ void setReaderServerReadsItself(bool itself) { g_itself = itself; }
 
 bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
                          const char* imageDirectory, std::string* why,
-                         unsigned cpuSeconds) {
+                         unsigned cpuSeconds, uint64_t memoryBytes) {
   why->clear();
   if (g_server.pid > 0 && (g_server.read != read || g_server.itself != g_itself)) stopServer();
   int fds[2];
@@ -300,7 +302,7 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
   bool sent = false;
   for (int attempt = 0; attempt < 2 && !sent; ++attempt) {
     if (g_server.pid <= 0 && !startServer(read, why)) break;
-    sent = sendJob(job, cpuSeconds, fds[1]) &&
+    sent = sendJob(job, cpuSeconds, memoryBytes, fds[1]) &&
            receiveAll(g_server.control, &started, sizeof started);
     if (!sent) serverEnded();
   }

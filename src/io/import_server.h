@@ -31,9 +31,11 @@ using ReadJob = void (*)(const ReaderJob& job, RecordOut* out);
 // As importInChild (import_child.h), with the same reasons on failure,
 // the read done by `read` in a process the reader server starts. A reader
 // silent for three times `cpuSeconds` and half a minute more is stopped.
+// `memoryBytes` bounds a forked reader's address space (a server that reads
+// jobs itself runs unbounded).
 bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
                          const char* imageDirectory, std::string* why,
-                         unsigned cpuSeconds);
+                         unsigned cpuSeconds, uint64_t memoryBytes = 0);
 
 // Whether the server reads the jobs itself, one after another, instead of
 // forking a reader for each: much cheaper per file, but a reader that

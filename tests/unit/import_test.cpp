@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <cmath>
 #include <functional>
@@ -333,8 +334,9 @@ TEST(ImportChild, AReaderThatCrashesLoopsOrHangsTakesOnlyItsOwnProcess) {
 }
 
 // A broken file can make a reader take all the memory there is: the
-// system must pick the reader to end, not the program.
-TEST(ImportChild, TheSystemEndsTheReaderFirstWhenMemoryRunsOut) {
+// reader is refused more than its bound, and should memory run out all
+// the same, the system must pick the reader to end, not the program.
+TEST(ImportChild, AReaderIsBoundedInMemoryAndEndedFirstWhenMemoryRunsOut) {
   const std::string said = whyReaderEnded(
       [](RecordOut* out) {
         std::string adjust = test_files::readFile("/proc/self/oom_score_adj");
@@ -343,6 +345,20 @@ TEST(ImportChild, TheSystemEndsTheReaderFirstWhenMemoryRunsOut) {
       },
       0);
   EXPECT_EQ(said, "1000");
+  if (!readerMemoryLimited()) GTEST_SKIP() << "a sanitizer's shadow takes the address space";
+  Model* m = createModel(nullptr, "c.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  std::string why;
+  EXPECT_FALSE(importInChild(
+      [](RecordOut* out) {
+        void* volatile taken = std::malloc(size_t{2} << 30);
+        putError(out, taken == nullptr ? "refused" : "given");
+        std::free(taken);
+      },
+      &b, nullptr, &why, 0, 0, uint64_t{1} << 30));
+  EXPECT_EQ(why, "refused");
+  freeModel(m);
 }
 
 TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
