@@ -292,12 +292,12 @@ namespace {
 
 // What importInChild says of a reader that never says it is done.
 std::string whyReaderEnded(const std::function<void(RecordOut*)>& read, unsigned seconds,
-                           unsigned quietSeconds = 0) {
+                           unsigned quietSeconds = 0, uint64_t memoryBytes = 0) {
   Model* m = createModel(nullptr, "c.mod", nullptr);
   ImportBuilder b;
   importBegin(&b, m);
   std::string why;
-  EXPECT_FALSE(importInChild(read, &b, nullptr, &why, seconds, quietSeconds));
+  EXPECT_FALSE(importInChild(read, &b, nullptr, &why, seconds, quietSeconds, memoryBytes));
   freeModel(m);
   return why;
 }
@@ -346,19 +346,14 @@ TEST(ImportChild, AReaderIsBoundedInMemoryAndEndedFirstWhenMemoryRunsOut) {
       0);
   EXPECT_EQ(said, "1000");
   if (!readerMemoryLimited()) GTEST_SKIP() << "a sanitizer's shadow takes the address space";
-  Model* m = createModel(nullptr, "c.mod", nullptr);
-  ImportBuilder b;
-  importBegin(&b, m);
-  std::string why;
-  EXPECT_FALSE(importInChild(
+  const std::string bounded = whyReaderEnded(
       [](RecordOut* out) {
         void* volatile taken = std::malloc(size_t{2} << 30);
         putError(out, taken == nullptr ? "refused" : "given");
         std::free(taken);
       },
-      &b, nullptr, &why, 0, 0, uint64_t{1} << 30));
-  EXPECT_EQ(why, "refused");
-  freeModel(m);
+      0, 0, uint64_t{1} << 30);
+  EXPECT_EQ(bounded, "refused");
 }
 
 TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
