@@ -39,7 +39,6 @@ void putText(RecordOut* out, const std::string& text) {
 // corners are read straight into their place: the buffer holds only what
 // lies between them.
 constexpr size_t kReadAhead = 1 << 16;
-constexpr const char* kStalled = "the reader stopped answering (";
 
 struct RecordIn {
   int fd;
@@ -323,7 +322,7 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
 }  // namespace
 
 bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
-                   std::string* why, unsigned quietSeconds) {
+                   std::string* why, unsigned quietSeconds, bool* stalled) {
   std::unique_ptr<RecordIn> owned(new RecordIn);
   RecordIn& in = *owned;
   in.fd = fd;
@@ -332,8 +331,7 @@ bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
   why->clear();
   const bool done = replayFrom(in, b, imageDirectory, why);
   if (!done && in.stalled)
-    *why = kStalled + std::to_string(quietSeconds) + " s without a word)";
+    *why = "the reader stopped answering (" + std::to_string(quietSeconds) + " s without a word)";
+  if (stalled != nullptr) *stalled = !done && in.stalled;
   return done;
 }
-
-bool readerStalled(const std::string& why) { return why.rfind(kStalled, 0) == 0; }

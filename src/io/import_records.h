@@ -50,8 +50,7 @@ size_t vertexFloats(uint8_t flags);
 // short (*why then empty: the caller knows why the reader stopped).
 // `quietSeconds` (0: none) is the longest wait for the reader's next
 // bytes; past it, false with "the reader stopped answering (<n> s without
-// a word)", and the caller ends the reader.
+// a word)" and *stalled (when given) set, and the caller ends the reader.
 bool replayRecords(int fd, ImportBuilder* b, const char* imageDirectory,
-                   std::string* why, unsigned quietSeconds = 0);
-// Whether that reason is the reader's silence.
-bool readerStalled(const std::string& why);
+                   std::string* why, unsigned quietSeconds = 0,
+                   bool* stalled = nullptr);

@@ -314,13 +314,14 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
     ::close(fds[0]);
     return false;
   }
+  bool stalled = false;
   const bool done = replayRecords(fds[0], b, imageDirectory, why,
-                                  readerQuietSeconds(cpuSeconds));
+                                  readerQuietSeconds(cpuSeconds), &stalled);
   // A reader of its own is stopped at once. The server that reads itself
   // finds the pipe closed at its next write and ends the job instead: it
   // is not started again for every file refused. One that fell silent
   // never writes again, and is stopped too.
-  if (!done && (!g_server.itself || readerStalled(*why))) ::kill(started.pid, SIGKILL);
+  if (!done && (!g_server.itself || stalled)) ::kill(started.pid, SIGKILL);
   ::close(fds[0]);
   int32_t status = 0;
   if (receiveAll(g_server.control, &status, sizeof status)) {
