@@ -12,6 +12,7 @@
 #include "model/children.h"
 #include "model/document_index.h"
 #include "model/geometry.h"
+#include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/skeleton.h"
@@ -412,14 +413,18 @@ bool absorbLayer(Model* model, const Child* child, Layer* from,
   to->transparent = from->transparent;
   moveTable(&from->namedTexts, &to->namedTexts);
   moveTable(&from->shaders, &to->shaders);
+  // Most children keep no model-level entries: no look-ups per corner then.
+  const Model* source = child->model;
+  const bool globals = tableCount(&source->colours) > 0 ||
+                       tableCount(&source->normals) > 0 || tableCount(&source->surface) > 0;
   const bool ok =
       copyPolygons<Triangle>(model, to, &from->triangles, map, axis, true) &&
       copyPolygons<Line>(model, to, &from->lines, map, axis, false) &&
       moveColours(&from->colours, &to->colours, map, axis) &&
       moveVectors(child, &from->normals, &to->normals, map, axis) &&
       moveVectors(child, &from->surface, &to->surface, map, axis) &&
-      carryGlobalsOf<Triangle>(child, &from->triangles, to, map, axis) &&
-      carryGlobalsOf<Line>(child, &from->lines, to, map, axis) &&
+      (!globals || (carryGlobalsOf<Triangle>(child, &from->triangles, to, map, axis) &&
+                    carryGlobalsOf<Line>(child, &from->lines, to, map, axis))) &&
       moveImages(model, from, to, map, axis, automaticUvees);
   // Both changed, also when a step failed halfway.
   noteLayerListed(model, kEntryLayers, to);
@@ -516,4 +521,66 @@ bool absorbChild(Model* model, int32_t childId) {
     return false;
   }
   return absorbPlanned(model, child);
+}
+
+namespace {
+
+bool noModelEntries(const Model* m) {
+  return tableCount(&m->children) == 0 && tableCount(&m->collides) == 0 &&
+         tableCount(&m->joints) == 0 && tableCount(&m->colours) == 0 &&
+         tableCount(&m->normals) == 0 && tableCount(&m->surface) == 0 &&
+         tableCount(&m->worldMorphs) == 0 && tableCount(&m->parkedUvees) == 0;
+}
+
+// Whether absorbing would keep every point number and layer of `source`.
+bool takenAsItIs(const Model* source) {
+  if (!noModelEntries(source)) return false;
+  int32_t expected = 1;
+  for (int32_t s = tableNextSlot(&source->points, -1); s >= 0;
+       s = tableNextSlot(&source->points, s)) {
+    if (tableIntKeyAt(&source->points, s) != expected++) return false;
+  }
+  for (int32_t l = tableNextSlot(&source->layers, -1); l >= 0;
+       l = tableNextSlot(&source->layers, l)) {
+    if (bakedAxis(tableAt<Layer>(&source->layers, l)) != kAxisNone) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool absorbWhole(Model* model, Model* source) {
+  if (model == nullptr || source == nullptr || model == source ||
+      source->parent != nullptr || tableCount(&model->points) != 0 || tableCount(&model->layers) != 0 ||
+      !noModelEntries(model) || !takenAsItIs(source))
+    return false;
+  moveTable(&source->points, &model->points);
+  moveTable(&source->layers, &model->layers);
+  handOverDocumentIndex(source, model);
+  // Bounds grow point by point, as adding them would grow them.
+  for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
+       s = tableNextSlot(&model->points, s)) {
+    const Point* p = tableAt<Point>(&model->points, s);
+    geometry_detail::growModelBounds(model, p->x, p->y, p->z);
+  }
+  touchModel(model);
+  bool automaticUvees = false;
+  for (int32_t l = tableNextSlot(&model->layers, -1); l >= 0;
+       l = tableNextSlot(&model->layers, l)) {
+    Layer* layer = tableAt<Layer>(&model->layers, l);
+    // Revisions from this model's own count: the view tells layers apart
+    // by them.
+    touchLayer(model, layer);
+    markBoundsStale(model, layer);
+    noteLayerListed(model, kEntryLayers, layer);
+    for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
+         i = tableNextSlot(&layer->images, i)) {
+      noteLayerListed(model, kAutoUveeLayers, layer);
+      if (!tableAt<Image>(&layer->images, i)->hasUvees) automaticUvees = true;
+    }
+  }
+  if (automaticUvees) markUveesStale(model);
+  flushDerived(model);
+  freeModel(source);
+  return true;
 }

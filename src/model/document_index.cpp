@@ -127,6 +127,16 @@ void freeDocumentIndex(Model* model) {
   model->index = nullptr;
 }
 
+void handOverDocumentIndex(Model* from, Model* to) {
+  if (to->index != nullptr && to->index->off) {
+    freeDocumentIndex(from);
+    return;
+  }
+  freeDocumentIndex(to);
+  to->index = from->index;
+  from->index = nullptr;
+}
+
 DocumentIndexBytes documentIndexBytes(const Model* model) {
   DocumentIndexBytes bytes = {0, 0, 0, 0};
   const DocumentIndex* index = model->index;

@@ -33,6 +33,9 @@
 // wanted.
 void setDocumentIndexing(Model* model, bool on);
 void freeDocumentIndex(Model* model);
+// `to` took over `from`'s points and layers wholesale, slot for slot: the
+// index `from` kept of them goes along, unless `to` is kept without one.
+void handOverDocumentIndex(Model* from, Model* to);
 
 struct DocumentIndexBytes {
   size_t positions;

@@ -176,6 +176,8 @@ std::string directoryOf(const char* path) {
 // The imported model's geometry into `into`, as absorbing a child with no
 // placement does; false (LastError) with `into` as it was.
 bool mergeImported(Model* into, Model* imported) {
+  // Into an empty model, as most imports go, the tables change hands.
+  if (absorbWhole(into, imported)) return true;
   float boundsMin[3], boundsMax[3];
   std::memcpy(boundsMin, into->boundsMin, sizeof boundsMin);
   std::memcpy(boundsMax, into->boundsMax, sizeof boundsMax);
