@@ -59,6 +59,17 @@ proc withoutModel {commands {answer {set errors}}} {
     }
 }
 
+# Adds points to the current model from a flat list {n x y z ...}; newModel
+# first creates the model, and answers its id.
+proc addPoints {nxyz} {
+    foreach {n x y z} $nxyz { modelr add point $n $x $y $z }
+}
+proc newModel {name {nxyz {}}} {
+    set id [modelr create model $name]
+    addPoints $nxyz
+    return $id
+}
+
 # Whole files as bytes.
 proc readBytes {path} {
     set f [open $path rb]
