@@ -198,6 +198,7 @@ void importReserve(ImportBuilder* b, size_t vertices) {
   if (recent > b->positions.recent.size())
     b->positions.recent.assign(recent, PositionSlot{0, 0, 0, 0});
   b->usedBy.reserve(vertices + 1);
+  b->placed.reserve(3 * (vertices + 1));
 }
 
 void importBegin(ImportBuilder* b, Model* model) {
@@ -207,6 +208,8 @@ void importBegin(ImportBuilder* b, Model* model) {
   b->positions.recent.assign(64, PositionSlot{0, 0, 0, 0});
   b->usedBy.assign(1, 0);
   b->usedBy.shrink_to_fit();
+  b->placed.assign(3, 0.0f);
+  b->placed.shrink_to_fit();
   b->nextPoint = 1;
   b->counts = ImportCounts();
   b->layer = nullptr;
@@ -248,6 +251,7 @@ bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
   b->uniform = true;
   b->anyColour = false;
   b->polyline.clear();
+  b->anyTriangle = false;
   return true;
 }
 
@@ -271,6 +275,7 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   // Without texture coordinates or colours a layer has one point per
   // position: the first one made there, which needs no table of its own.
   const bool seams = words > 3;
+  bool made = false;
   int32_t point = seams ? keysFind(b->layerKeys, key) : 0;
   PositionSlot* there = nullptr;
   PositionSlot* recent = nullptr;
@@ -300,7 +305,9 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
       }
       ++b->nextPoint;
       ++b->counts.points;
+      made = true;
       b->usedBy.push_back(0);
+      b->placed.insert(b->placed.end(), position, position + 3);
       if (there->point == 0) {
         *there = {key[0], key[1], key[2], point};
         ++b->positions.used;
@@ -324,7 +331,8 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
     }
   }
   if (normal != nullptr && allFinite(normal, 3)) {
-    VectorEntry* stored = tableFindT<VectorEntry>(&b->layer->normals, point);
+    // A point made just now has no normal in any layer yet.
+    VectorEntry* stored = made ? nullptr : tableFindT<VectorEntry>(&b->layer->normals, point);
     if (stored == nullptr) {
       stored = tableInsertT<VectorEntry>(&b->layer->normals, point);
       if (stored != nullptr) *stored = {normal[0], normal[1], normal[2], 0};
@@ -355,6 +363,15 @@ void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
     return;
   }
   ++b->counts.triangles;
+  float* bounds = b->bounds;
+  for (int32_t point : points) {
+    const float* v = &b->placed[3 * static_cast<size_t>(point)];
+    for (int k = 0; k < 3; ++k) {
+      if (!b->anyTriangle || v[k] < bounds[k]) bounds[k] = v[k];
+      if (!b->anyTriangle || v[k] > bounds[k + 3]) bounds[k + 3] = v[k];
+    }
+    b->anyTriangle = true;
+  }
 }
 
 void importEndLines(ImportBuilder* b) {
@@ -403,6 +420,7 @@ void importEndLayer(ImportBuilder* b) {
   if (tableCount(&layer->colours) > 0 || tableCount(&layer->normals) > 0)
     noteLayerListed(b->model, kEntryLayers, layer);
   touchLayer(b->model, layer);
+  if (b->anyTriangle) layerBoundsFound(b->model, layer, b->bounds);
   b->layer = nullptr;
   b->image = nullptr;
 }

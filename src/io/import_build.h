@@ -61,6 +61,7 @@ struct ImportBuilder {
   PositionTable positions;          // position -> first point made there
   VertexKeys layerKeys;             // this layer's vertices -> point
   std::vector<int32_t> usedBy;      // by point number: layer that used it
+  std::vector<float> placed;        // by point number: its x y z
   int32_t nextPoint = 1;
   ImportCounts counts;
   std::vector<std::string> notes;   // status lines worth showing
@@ -74,6 +75,10 @@ struct ImportBuilder {
   float firstColour[4] = {0, 0, 0, 0};
   bool anyColour = false;
   std::vector<int32_t> polyline;    // segments being joined into a line
+  // The layer's bounds as its triangles come, as a recompute would give
+  // them, so that the document need not look every corner up again.
+  float bounds[6] = {0, 0, 0, 0, 0, 0};
+  bool anyTriangle = false;
   bool failed = false;              // LastError says why
 };
 

@@ -571,7 +571,6 @@ bool absorbWhole(Model* model, Model* source) {
     // Revisions from this model's own count: the view tells layers apart
     // by them.
     touchLayer(model, layer);
-    markBoundsStale(model, layer);
     noteLayerListed(model, kEntryLayers, layer);
     for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
          i = tableNextSlot(&layer->images, i)) {

@@ -1,6 +1,7 @@
 // Derived data: layer bounds and automatic uvees, recomputed when due
 // (see geometry.h).
 #include <cmath>
+#include <cstring>
 
 #include "model/document_index.h"
 #include "model/geometry.h"
@@ -170,6 +171,13 @@ void flushDerived(Model* model) {
 
 
 void markUveesStale(Model* model) { model->uveesStale = 1; }
+
+void layerBoundsFound(Model* model, Layer* layer, const float bounds[6]) {
+  if (!layer->boundsStale || builtPolygons(model) != nullptr) return;
+  std::memcpy(layer->bounds, bounds, sizeof layer->bounds);
+  layer->boundsStale = 0;
+  touchLayer(model, layer);
+}
 
 const float* layerBounds(Model* model, Layer* layer) {
   flushDerived(model);

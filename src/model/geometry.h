@@ -88,6 +88,11 @@ void flushDerived(Model* model);
 // max x y z) and the uvee of a point for an image of the layer, both up to
 // date. Null when the image or the point has none.
 const float* layerBounds(Model* model, Layer* layer);
+// Bounds that whoever added the layer's triangles worked out as it went,
+// exactly as the due recompute would (every corner in table order, the
+// first one setting all six, none NaN): they stand for that recompute.
+// Left due while an index keeps the layer's box.
+void layerBoundsFound(Model* model, Layer* layer, const float bounds[6]);
 const Uvee* layerUvee(Model* model, Layer* layer, int32_t image, int32_t point);
 // The automatic uvee along an image axis code as a plane: the coordinate
 // of a point p is plane . (p, 1), which equals the stored uvee to within
