@@ -358,7 +358,8 @@ void importPrefetch(const ImportBuilder* b, const float position[3]) {
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   if (b->failed || a == 0 || c == 0 || d == 0) return;
   const int32_t points[3] = {a, c, d};
-  if (addTriangleToLayer(b->model, b->layer, 3, points, 0) == 0) {
+  // Every point came from importVertex, which made it in this model.
+  if (addTriangleOfKnownPoints(b->model, b->layer, points) == 0) {
     b->failed = true;
     return;
   }

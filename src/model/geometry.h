@@ -159,6 +159,10 @@ int32_t addTriangleToLayer(Model* model, Layer* layer, int32_t count,
                            const int32_t* points, int32_t kind);
 int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
                        const int32_t* points, int32_t kind);
+// A triangle of kind 0 whose three points the caller made itself and knows
+// to be there (an importer building a model of its own): as
+// addTriangleToLayer, without looking each point up first.
+int32_t addTriangleOfKnownPoints(Model* model, Layer* layer, const int32_t points[3]);
 // Searches the layers in slot order; removes the first match.
 bool deleteTriangle(Model* model, int32_t id);
 bool deleteLine(Model* model, int32_t id);

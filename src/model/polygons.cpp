@@ -11,7 +11,7 @@ namespace {
 template <class Polygon>
 int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
                    int32_t minCount, int32_t count, const int32_t* points,
-                   int32_t kind) {
+                   int32_t kind, bool pointsKnown = false) {
   if (count < minCount || count > kMaxPolygonPoints || points == nullptr) {
     lastErrorReportf("bad point count: %d", count);
     return 0;
@@ -20,7 +20,7 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
     lastErrorReportf("bad polygon kind: %d", kind);
     return 0;
   }
-  for (int32_t i = 0; i < count; ++i) {
+  for (int32_t i = 0; i < count && !pointsKnown; ++i) {
     if (findPoint(model, points[i]) == nullptr) {
       lastErrorReportf("point not found: %d", points[i]);
       return 0;
@@ -164,6 +164,10 @@ int32_t addTriangleToLayer(Model* model, Layer* layer, int32_t count,
                            const int32_t* points, int32_t kind) {
   return addPolygon<Triangle>(model, layer, &Layer::triangles, 3, count, points,
                               kind);
+}
+
+int32_t addTriangleOfKnownPoints(Model* model, Layer* layer, const int32_t points[3]) {
+  return addPolygon<Triangle>(model, layer, &Layer::triangles, 3, 3, points, 0, true);
 }
 
 int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
