@@ -84,10 +84,6 @@ void keysAdd(VertexKeys* k, const uint32_t* key, int32_t value) {
 
 // ---- Positions ----------------------------------------------------------------
 
-// At most this many recent positions; a small file gets fewer, as each
-// import clears them.
-constexpr size_t kRecent = 8192;
-
 void positionsGrow(PositionTable* t, size_t slots) {
   std::vector<PositionSlot> old(slots, PositionSlot{0, 0, 0, 0});
   old.swap(t->slots);
@@ -193,10 +189,6 @@ void importReserve(ImportBuilder* b, size_t vertices) {
   size_t slots = b->positions.slots.size();
   while (slots < 2 * vertices + 2) slots *= 2;
   if (slots > b->positions.slots.size()) positionsGrow(&b->positions, slots);
-  size_t recent = b->positions.recent.size();
-  while (recent < kRecent && recent < vertices) recent *= 2;
-  if (recent > b->positions.recent.size())
-    b->positions.recent.assign(recent, PositionSlot{0, 0, 0, 0});
   b->usedBy.reserve(vertices + 1);
   b->placed.reserve(3 * (vertices + 1));
 }
@@ -205,7 +197,6 @@ void importBegin(ImportBuilder* b, Model* model) {
   b->model = model;
   b->positions.slots.assign(64, PositionSlot{0, 0, 0, 0});
   b->positions.used = 0;
-  b->positions.recent.assign(64, PositionSlot{0, 0, 0, 0});
   b->usedBy.assign(1, 0);
   b->usedBy.shrink_to_fit();
   b->placed.assign(3, 0.0f);
@@ -278,14 +269,6 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   bool made = false;
   int32_t point = seams ? keysFind(b->layerKeys, key) : 0;
   PositionSlot* there = nullptr;
-  PositionSlot* recent = nullptr;
-  if (!seams) {
-    recent = &b->positions.recent[hashKey(key, 3) & (b->positions.recent.size() - 1)];
-    if (recent->point != 0 && recent->x == key[0] && recent->y == key[1] &&
-        recent->z == key[2] &&
-        b->usedBy[static_cast<size_t>(recent->point)] == b->layerIndex)
-      point = recent->point;
-  }
   if (point == 0) {
     there = positionSlot(&b->positions, key);
     if (!seams && there->point != 0 &&
@@ -315,7 +298,6 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
     }
     b->usedBy[static_cast<size_t>(point)] = b->layerIndex;
     if (seams) keysAdd(&b->layerKeys, key, point);
-    if (recent != nullptr) *recent = {key[0], key[1], key[2], point};
     if (b->colours) {
       Colour* c = tableInsertT<Colour>(&b->layer->colours, point);
       const float rgba[4] = {colour ? colour[0] : 1.0f, colour ? colour[1] : 1.0f,
@@ -348,10 +330,6 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
 void importPrefetch(const ImportBuilder* b, const float position[3]) {
   const uint32_t key[3] = {bitsOf(position[0]), bitsOf(position[1]), bitsOf(position[2])};
   const uint32_t hash = hashKey(key, 3);
-  // A position seen a moment ago is answered from the recent ones.
-  const PositionSlot& recent = b->positions.recent[hash & (b->positions.recent.size() - 1)];
-  if (recent.point != 0 && recent.x == key[0] && recent.y == key[1] && recent.z == key[2])
-    return;
   __builtin_prefetch(&b->positions.slots[hash & (b->positions.slots.size() - 1)]);
 }
 

@@ -50,10 +50,6 @@ struct PositionSlot {
 struct PositionTable {
   std::vector<PositionSlot> slots;  // a power of two, at most half full
   size_t used = 0;
-  // The last positions looked at, by hash: files that repeat a vertex for
-  // each triangle (STL, and what assimp makes of OBJ and PLY) ask for the
-  // same few positions again and again, and the table is large.
-  std::vector<PositionSlot> recent;
 };
 
 struct ImportBuilder {
