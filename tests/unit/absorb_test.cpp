@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "io/texture_files.h"
 #include "model/absorb.h"
@@ -14,6 +15,7 @@
 #include "model/skeleton.h"
 #include "model/transform.h"
 #include "test_files.h"
+#include "test_models.h"
 
 namespace {
 
@@ -21,10 +23,8 @@ const float kNoTurn[3] = {0, 0, 0};
 const float kQuarterZ[3] = {0, 0, 90};
 const float kUnit[3] = {1, 1, 1};
 
-struct Absorb : ::testing::Test {
-  Model* parent = nullptr;
-  void SetUp() override { parent = createModel(nullptr, "car.mod", nullptr); }
-  void TearDown() override { freeModel(parent); }  // owns what is attached
+struct Absorb : test_models::ModelTest {
+  Model*& parent = m;  // owns what is attached
 
   static Model* model(const char* name, Model* owner) {
     return createModel(owner, name, nullptr);
@@ -76,11 +76,15 @@ TEST_F(Absorb, PlacesPointsAndCollidesAfterTheParentsHighestNumberAndRemovesTheC
   EXPECT_FALSE(absorbChild(parent, id)) << "absorbed once";
 }
 
-TEST_F(Absorb, TurnsNormalsAndCarriesTheChildsModelLevelEntriesIntoItsLayers) {
+TEST_F(Absorb, TurnsNormalsAndCarriesEntriesImagesAndUveesUnderTheNewNumbers) {
+  const std::string file = ::testing::TempDir() + "absorb_tyre.tga";
+  test_files::writeFile(file, test_files::tga(1, 1));
   addPoint(parent, 5, 0, 0, 0);
   Model* wheel = model("wheel.mod", parent);
   for (int32_t n = 1; n <= 3; ++n) addPoint(wheel, n, n, 0, 0);
   addLayer(wheel, "rim", 0, 0, 0, 1, 0, 0);
+  ASSERT_TRUE(addImageFromFiles(wheel, "rim", 1, file.c_str(), kImageDecal, kAxisX, kAxisY, 1));
+  ASSERT_TRUE(addUvee(wheel, "rim", 1, 2, 0.25f, 0.75f));
   addNormal(wheel, "rim", 1, 1, 0, 0);
   addNormal(wheel, nullptr, 2, 1, 1, 0);
   addColour(wheel, nullptr, 2, 0, 0, 1, 0.5f);  // before the triangle: rim stays opaque
@@ -89,7 +93,7 @@ TEST_F(Absorb, TurnsNormalsAndCarriesTheChildsModelLevelEntriesIntoItsLayers) {
   triangle(wheel, "rim", 1, 2, 3);
   const float scale[3] = {2, 1, 1};
   ASSERT_TRUE(absorbChild(parent, attach(parent, wheel, "wheel", kNoTurn, scale, kQuarterZ)));
-
+  std::remove(file.c_str());
   Layer* rim = findLayer(parent, "rim");
   ASSERT_NE(rim, nullptr);
   const VectorEntry* n6 = tableFindT<VectorEntry>(&rim->normals, 6);
@@ -106,6 +110,15 @@ TEST_F(Absorb, TurnsNormalsAndCarriesTheChildsModelLevelEntriesIntoItsLayers) {
   EXPECT_FLOAT_EQ(tableFindT<Colour>(&rim->colours, 8)->g, 1) << "the layer's own wins";
   EXPECT_EQ(tableCount(&parent->colours), 0);
   EXPECT_EQ(tableCount(&parent->normals), 0);
+  // The image keeps its texture; the uvee of point 2 is now point 7's.
+  Image* image = tableFindT<Image>(&rim->images, 1);
+  ASSERT_NE(image, nullptr);
+  EXPECT_TRUE(image->main.loaded && image->main.pixels != nullptr);
+  EXPECT_EQ(tableFind(&image->uvees, 2), nullptr);
+  const Uvee* uvee = tableFindT<Uvee>(&image->uvees, 7);
+  ASSERT_NE(uvee, nullptr);
+  EXPECT_EQ(uvee->word, 7);
+  EXPECT_FLOAT_EQ(uvee->v, 0.75f);
 }
 
 TEST_F(Absorb, ClashingLayerNamesTakeTheChildsNameThenANumber) {
@@ -153,31 +166,6 @@ TEST_F(Absorb, RefusalsLeaveTheParentAsItWas) {
   EXPECT_EQ(childById(parent, id)->model, wheel);
 }
 
-TEST_F(Absorb, MovesImagesWithTheirTexturesAndRekeysUvees) {
-  const std::string file = ::testing::TempDir() + "absorb_tyre.tga";
-  test_files::writeFile(file, test_files::tga(1, 1));
-
-  addPoint(parent, 10, 0, 0, 0);
-  Model* wheel = model("wheel.mod", parent);
-  for (int32_t n = 1; n <= 3; ++n) addPoint(wheel, n, n, 1, 0);
-  addLayer(wheel, "rim", 0, 0, 0, 1, 0, 0);
-  triangle(wheel, "rim", 1, 2, 3);
-  ASSERT_TRUE(addImageFromFiles(wheel, "rim", 1, file.c_str(), kImageDecal, kAxisX, kAxisY, 1));
-  ASSERT_TRUE(addUvee(wheel, "rim", 1, 2, 0.25f, 0.75f));
-  ASSERT_TRUE(absorbChild(parent, attach(parent, wheel, "wheel", kNoTurn, kUnit, kNoTurn)));
-  std::remove(file.c_str());
-
-  Image* image = tableFindT<Image>(&findLayer(parent, "rim")->images, 1);
-  ASSERT_NE(image, nullptr);
-  EXPECT_TRUE(image->main.loaded && image->main.pixels != nullptr);
-  EXPECT_EQ(tableFind(&image->uvees, 2), nullptr);
-  const Uvee* uvee = tableFindT<Uvee>(&image->uvees, 12);
-  ASSERT_NE(uvee, nullptr);
-  EXPECT_EQ(uvee->word, 12);
-  EXPECT_FLOAT_EQ(uvee->u, 0.25f);
-  EXPECT_FLOAT_EQ(uvee->v, 0.75f);
-}
-
 TEST_F(Absorb, BakesAMirroringLayerWithReversedWindingAndSharesPlanePoints) {
   Model* half = model("half.mod", parent);
   addPoint(half, 1, 0, 0, 0);  // on the mirror plane
@@ -197,9 +185,8 @@ TEST_F(Absorb, BakesAMirroringLayerWithReversedWindingAndSharesPlanePoints) {
   ASSERT_EQ(tableCount(&shell->triangles), 2);
   auto* mirrored = static_cast<const Triangle*>(tableNth(&shell->triangles, 1));
   // (m1 m0 m2): the reflected strip faces the other way.
-  EXPECT_EQ(mirrored->points[0], 4);
-  EXPECT_EQ(mirrored->points[1], 1);
-  EXPECT_EQ(mirrored->points[2], 5);
+  EXPECT_EQ(std::vector<int32_t>(mirrored->points, mirrored->points + 3),
+            (std::vector<int32_t>{4, 1, 5}));
   EXPECT_FLOAT_EQ(tableFindT<VectorEntry>(&shell->normals, 5)->x, -1);
 }
 

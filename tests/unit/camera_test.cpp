@@ -12,6 +12,8 @@
 
 namespace {
 
+const float kIdentity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+
 // Row r, column c of a column-order matrix.
 float at(const float m[16], int r, int c) { return m[c * 4 + r]; }
 
@@ -35,11 +37,8 @@ void expectCameraIsInverse(const ViewState& v) {
 }
 
 struct Camera : ::testing::Test {
-  ViewState v;
-  void SetUp() override {
-    std::memset(&v, 0, sizeof v);
-    cameraInit(&v, 300, 300);
-  }
+  ViewState v = {};
+  void SetUp() override { cameraInit(&v, 300, 300); }
 };
 
 TEST(Matrix, RotateAppliesXThenYFromTheLeft) {
@@ -53,7 +52,7 @@ TEST(Matrix, RotateAppliesXThenYFromTheLeft) {
   EXPECT_EQ(at(m, 2, 0), -1.0f);
 }
 
-TEST_F(Camera, NamedViewsTurnYawThenPitchExactly) {
+TEST_F(Camera, NamedViewsTurnYawThenPitchExactlyAndTheCameraStaysTheInverse) {
   cameraSetAngles(&v, 90, -90);  // east
   const float east[16] = {0, -1, 0, 0, 0, 0, 1, 0, -1, 0, 0, 0, 0, 0, 0, 1};
   expectRows(v.modelView, east);
@@ -62,13 +61,9 @@ TEST_F(Camera, NamedViewsTurnYawThenPitchExactly) {
   expectRows(v.modelView, up);
   for (float value : v.modelView) EXPECT_FALSE(std::signbit(value) && value == 0.0f);
   cameraSetAngles(&v, 0, 0);  // down undoes everything
-  float identity[16];
-  matrixIdentity(identity);
-  expectRows(v.modelView, identity);
-  expectRows(v.cameraRotation, identity);
-}
-
-TEST_F(Camera, CameraRotationStaysTheInverseOfTheModelView) {
+  expectRows(v.modelView, kIdentity);
+  expectRows(v.cameraRotation, kIdentity);
+  // Whatever turns it, the camera rotation stays the model-view's inverse.
   cameraSetAngles(&v, 30, -45);
   expectCameraIsInverse(v);
   cameraRotate(&v, 25, 0);
@@ -85,7 +80,7 @@ TEST_F(Camera, CameraRotationStaysTheInverseOfTheModelView) {
   expectCameraIsInverse(v);
 }
 
-TEST_F(Camera, TurntableSpinsAboutTheModelsAxisAndTiltsAboutTheScreens) {
+TEST_F(Camera, TurntableSpinsAboutTheModelsAxisAndFreeRotationInScreenSpace) {
   cameraSetAngles(&v, 0, -90);  // north: the model's z points up the screen
   cameraRotate(&v, 10, 0);
   cameraRotate(&v, 10, 0);
@@ -99,15 +94,11 @@ TEST_F(Camera, TurntableSpinsAboutTheModelsAxisAndTiltsAboutTheScreens) {
   cameraRotate(&v, 0, 30);
   EXPECT_EQ(at(v.modelView, 0, 2), 1.0f);
   EXPECT_NEAR(at(v.modelView, 0, 0), 0.0f, 1e-6f);
-}
-
-TEST_F(Camera, FreeRotationTurnsInScreenSpaceAndSwitchResetsAngles) {
+  // Free rotation turns in screen space; switching to it resets the angles.
   cameraSetAngles(&v, 30, 40);
   cameraSetFreeRotate(&v, true);
   EXPECT_EQ(v.yaw, 0.0f);
-  float identity[16];
-  matrixIdentity(identity);
-  expectRows(v.modelView, identity);
+  expectRows(v.modelView, kIdentity);
   cameraSetAngles(&v, 0, -90);  // north, then a quarter turn about the screen's vertical
   cameraRotate(&v, 90, 0);
   float freeTurned[16];
@@ -118,7 +109,7 @@ TEST_F(Camera, FreeRotationTurnsInScreenSpaceAndSwitchResetsAngles) {
   EXPECT_EQ(v.yaw, 90.0f);
 }
 
-TEST_F(Camera, PanMovesByPixelsAndZeroRecentres) {
+TEST_F(Camera, PanMovesByPixelsAndVolumeFollowsTheLongerSideAndOnlyGrows) {
   v.zoom = 2.0f;
   cameraPan(&v, 30, 60, true);
   EXPECT_FLOAT_EQ(v.panX, -30.0f / 300 * v.extentX * 0.5f * 2);
@@ -126,13 +117,10 @@ TEST_F(Camera, PanMovesByPixelsAndZeroRecentres) {
   cameraPan(&v, 0, 0, true);
   EXPECT_EQ(v.panX, 0.0f);
   EXPECT_EQ(v.panY, 0.0f);
-  ViewState none;
-  std::memset(&none, 0, sizeof none);
+  ViewState none = {};
   cameraPan(&none, 5, 5, true);  // no window: no division by zero
   EXPECT_EQ(none.panX, 0.0f);
-}
-
-TEST_F(Camera, VolumeFollowsTheWindowsLongerSideAndKeepOnlyGrows) {
+  // The volume follows the window's longer side; kept, it only grows.
   v.viewWidth = 600;
   cameraSetVolume(&v, 100, false);
   EXPECT_FLOAT_EQ(v.extentX, 210.0f);
@@ -144,24 +132,20 @@ TEST_F(Camera, VolumeFollowsTheWindowsLongerSideAndKeepOnlyGrows) {
   cameraSetVolume(&v, 200, true);
   EXPECT_FLOAT_EQ(v.depth, 420.0f);
   EXPECT_FLOAT_EQ(v.zoom, 0.5f);
-  ViewState none;
-  std::memset(&none, 0, sizeof none);
   cameraSetVolume(&none, 100, false);
   EXPECT_FLOAT_EQ(none.extentY, 105.0f);  // no window: square, no NaN
 }
 
-TEST_F(Camera, VolumeCommandHasSmallestSizeTenAndFocusesTheBoxCentre) {
+// The volume command has smallest size ten and focuses the box's centre;
+// fit measures the model as it measures a box (twice the largest edge),
+// or the parallel view would show only half of it.
+TEST_F(Camera, VolumeCommandAndFitKeepTheWholeModelInSight) {
   v.panX = 3;
   const float a[3] = {0, 0, 0}, b[3] = {1, 1, 1};
   cameraFitBox(&v, a, b);
   EXPECT_FLOAT_EQ(v.depth, 21.0f);  // size 10, with the 5% margin, twice
   for (float f : v.focus) EXPECT_FLOAT_EQ(f, 0.5f);
   EXPECT_EQ(v.panX, 0.0f);
-}
-
-// Fit measures the model as the volume command measures a box (twice the
-// largest edge), or the parallel view would show only half of it.
-TEST_F(Camera, FitKeepsTheWholeModelInSight) {
   Model* model = createModel(nullptr, "fit", nullptr);
   ASSERT_TRUE(addPoint(model, 1, -1, 0, 2));
   ASSERT_TRUE(addPoint(model, 2, 3, 1, 4));
@@ -174,7 +158,7 @@ TEST_F(Camera, FitKeepsTheWholeModelInSight) {
   freeModel(model);
 }
 
-TEST_F(Camera, ParallelProjectionScalesThenTranslates) {
+TEST_F(Camera, ParallelProjectionScalesThenTranslatesAndPerspectiveTruncatesTheEye) {
   v.panX = 2, v.panY = 3;
   int eye = -1;
   cameraUpdateProjection(&v, &eye);
@@ -184,16 +168,13 @@ TEST_F(Camera, ParallelProjectionScalesThenTranslates) {
   EXPECT_FLOAT_EQ(at(v.projection, 2, 2), -1 / 210.0f);
   EXPECT_FLOAT_EQ(at(v.projection, 0, 3), -2 * sx);
   EXPECT_FLOAT_EQ(at(v.projection, 1, 3), -3 * sx);
-  ViewState none;
-  std::memset(&none, 0, sizeof none);
+  ViewState none = {};
   cameraUpdateProjection(&none, nullptr);
   EXPECT_EQ(at(none.projection, 0, 0), 1.0f);  // identity, not infinity
-}
-
-TEST_F(Camera, PerspectiveEyeDistanceIsTruncated) {
+  // Perspective: the eye distance is truncated.
+  v.panX = v.panY = 0;
   v.perspective = 1;
   v.viewWidth = 600;  // aspect 2
-  int eye = 0;
   cameraUpdateProjection(&v, &eye);
   EXPECT_EQ(eye, 105);
   EXPECT_FLOAT_EQ(at(v.projection, 3, 3), 105.0f);  // translated by -e

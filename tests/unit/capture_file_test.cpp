@@ -28,7 +28,7 @@ std::string tempPath(const char* name) {
 
 }  // namespace
 
-TEST(CaptureBytes, HeaderIsTrueColour24BitWithA255ByteNotice) {
+TEST(Capture, HeaderIsTrueColour24BitWithANoticeAndTheFileReadsBackUpright) {
   const std::vector<unsigned char> black(300 * 2 * 3, 0);
   const std::string bytes = captureTgaBytes(300, 2, black.data());
   ASSERT_EQ(bytes.size(), 18u + 255u + 300u * 2u * 3u);
@@ -38,18 +38,13 @@ TEST(CaptureBytes, HeaderIsTrueColour24BitWithA255ByteNotice) {
   // The notice is text, zero padded to its full field.
   EXPECT_NE(byteAt(bytes, 18), 0u);
   EXPECT_EQ(byteAt(bytes, 18 + 254), 0u);
-}
-
-TEST(CaptureBytes, SizesTheHeaderCannotHoldGiveNothing) {
+  // Sizes the header cannot hold give nothing.
   EXPECT_TRUE(captureTgaBytes(-1, 2, kBottomUp).empty());
   EXPECT_TRUE(captureTgaBytes(65536, 1, kBottomUp).empty());
   EXPECT_TRUE(captureTgaBytes(2, 2, nullptr).empty());
   EXPECT_EQ(captureTgaBytes(0, 0, nullptr).size(), 273u);
-}
-
-// The texture reader flips the rows and swaps red with blue: a capture
-// read back stands upright with its red and blue exchanged.
-TEST(CaptureFile, ReadsBackUprightThroughTheTextureReader) {
+  // The texture reader flips the rows and swaps red with blue: a capture
+  // read back stands upright with its red and blue exchanged.
   const std::string path = tempPath("capture_roundtrip.tga");
   ASSERT_TRUE(writeCaptureFile(path.c_str(), 2, 2, kBottomUp));
   TgaMessage error;
@@ -64,11 +59,9 @@ TEST(CaptureFile, ReadsBackUprightThroughTheTextureReader) {
             topDownBgr);
   freeTga(image);
   std::remove(path.c_str());
-}
-
-TEST(CaptureFile, UnwritablePathKeepsNothingAndSaysWhy) {
-  const std::string path = tempPath("no_such_dir") + "/shot.tga";
-  EXPECT_FALSE(writeCaptureFile(path.c_str(), 2, 2, kBottomUp));
+  // An unwritable path keeps nothing and says why.
+  const std::string nowhere = tempPath("no_such_dir") + "/shot.tga";
+  EXPECT_FALSE(writeCaptureFile(nowhere.c_str(), 2, 2, kBottomUp));
   ASSERT_NE(lastErrorText(), nullptr);
-  EXPECT_EQ(std::string(lastErrorText()), "could not write: " + path);
+  EXPECT_EQ(std::string(lastErrorText()), "could not write: " + nowhere);
 }

@@ -23,7 +23,7 @@ int32_t countTree(const Model* model) {
   return n;
 }
 
-TEST(ChildLoading, AFanOutStopsAtTheLimitAndKeepsWhatLoaded) {
+TEST(ChildLoading, AFanOutStopsAtTheLimitAndAddChildWidensTheBoundsAsReadingDoes) {
   const std::string dir = test_files::tempDir("fanout");
   // level0 names level1 ten times, ... level5 is a leaf: 111111 models.
   for (int level = 0; level < 6; ++level) {
@@ -44,10 +44,7 @@ TEST(ChildLoading, AFanOutStopsAtTheLimitAndKeepsWhatLoaded) {
             0u);
   EXPECT_LT(took, std::chrono::seconds(30));
   freeModel(top);
-}
-
-TEST(ChildLoading, AddChildWidensTheBoundsAsReadingTheFileDoes) {
-  const std::string dir = test_files::tempDir("addchild");
+  // Add child widens the bounds as reading the file does.
   writeFile(dir + "wheel.mod", "version 2.0\npoints\n1 -1 -1 -1\n2 1 1 1\n");
   writeFile(dir + "car.mod",
         "version 2.0\npoints\n1 0 0 0\n2 1 1 1\nchild wheel 10 0 0 2 2 2 x y z\n");

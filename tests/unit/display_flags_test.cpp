@@ -7,8 +7,9 @@
 
 #include "view/display_flags.h"
 
-TEST(DisplayFlags, EverySwitchNameReachesItsOwnField) {
+TEST(DisplayFlags, EverySwitchNameReachesItsOwnFieldAndAFullResetClearsHandles) {
   DisplayFlags flags;
+  std::memset(&flags, 0x5a, sizeof flags);
   setDisplayDefaults(&flags);
   std::set<int32_t*> fields;
   for (int i = 0; i < displaySwitchCount(); ++i) {
@@ -18,14 +19,8 @@ TEST(DisplayFlags, EverySwitchNameReachesItsOwnField) {
     EXPECT_TRUE(fields.insert(field).second) << name << " shares a field";
   }
   EXPECT_EQ(displaySwitchName(displaySwitchCount()), nullptr);
-}
-
-// The switches' start values are checked through the command; these are
-// the settings no query shows.
-TEST(DisplayFlags, FullResetClearsHandlesAndKeepsCubeMapsOn) {
-  DisplayFlags flags;
-  std::memset(&flags, 0x5a, sizeof flags);
-  setDisplayDefaults(&flags);
+  // The switches' start values are checked through the command; these are
+  // the settings no query shows.
   EXPECT_EQ(flags.arcAxis, 1);
   EXPECT_EQ(flags.arcAngle + flags.arcValue, 0);
   EXPECT_EQ(flags.moverAxis + flags.moverValue, 0);
@@ -33,7 +28,7 @@ TEST(DisplayFlags, FullResetClearsHandlesAndKeepsCubeMapsOn) {
   EXPECT_EQ(flags.cubeMapReflection, 1);
 }
 
-TEST(DisplayFlags, NumericSettingsAndNearMissesAreNotSwitches) {
+TEST(DisplayFlags, NumericSettingsAndNearMissesAreNotSwitchesAndOddAxesAreZ) {
   DisplayFlags flags;
   setDisplayDefaults(&flags);
   for (const char* word : {"lod", "arc", "mover", "scaler", "Points", "pointsx",
@@ -43,9 +38,7 @@ TEST(DisplayFlags, NumericSettingsAndNearMissesAreNotSwitches) {
   EXPECT_EQ(displaySwitch(&flags, nullptr), nullptr);
   EXPECT_EQ(displaySwitch(&flags, "scale"), &flags.scale);
   EXPECT_EQ(displaySwitch(&flags, "control_nets"), &flags.controlNets);
-}
-
-TEST(DisplayFlags, AxisWordOtherThanXOrYMeansZ) {
+  // An axis word other than x or y means z.
   EXPECT_EQ(displayAxisCode("x"), 1);
   EXPECT_EQ(displayAxisCode("y"), 2);
   EXPECT_EQ(displayAxisCode("q"), 3);

@@ -8,7 +8,7 @@
 #include "model/model.h"
 #include "view/render_state.h"
 
-TEST(LastError, ReadingContextAddsFileAndLine) {
+TEST(LastError, ReadingContextAddsFileAndLineAndLongTextsAreCut) {
   lastErrorSetContext("robot.mod", 12);
   lastErrorReport("Bad point definition");
   EXPECT_STREQ(lastErrorText(), "Bad point definition (file: robot.mod, line: 12)");
@@ -20,16 +20,14 @@ TEST(LastError, ReadingContextAddsFileAndLine) {
   EXPECT_STREQ(lastErrorText(), "plain");
   lastErrorReport(nullptr);
   EXPECT_EQ(lastErrorText(), nullptr);
-}
-
-TEST(LastError, LongTextsAreCutTo255Characters) {
+  // Long texts are cut to 255 characters.
   lastErrorSetContext(std::string(400, 'f').c_str(), 1);
   lastErrorReport(std::string(100, 'e').c_str());
   EXPECT_EQ(std::string(lastErrorText()).size(), 255u);
   lastErrorClearContext();
 }
 
-TEST(CreateModel, NameDropsDirectoryAndModEnding) {
+TEST(CreateModel, NameDropsDirectoryAndModEndingAndMustFit) {
   Model* m = createModel(nullptr, "/data/cars/robot.mod", nullptr);
   ASSERT_NE(m, nullptr);
   EXPECT_STREQ(m->name, "robot");
@@ -40,12 +38,10 @@ TEST(CreateModel, NameDropsDirectoryAndModEnding) {
   EXPECT_EQ(n->id, m->id + 1) << "model ids come from one rising counter";
   freeModel(n);
   freeModel(m);
-}
-
-TEST(CreateModel, RefusesNamesThatDoNotFitTheRecord) {
+  // Names that do not fit the record are refused.
   EXPECT_EQ(createModel(nullptr, std::string(128, 'n').c_str(), nullptr), nullptr);
   EXPECT_STREQ(lastErrorText(), "model name too long");
-  Model* m = createModel(nullptr, std::string(127, 'n').c_str(), nullptr);
+  m = createModel(nullptr, std::string(127, 'n').c_str(), nullptr);
   ASSERT_NE(m, nullptr);
   freeModel(m);
   std::string deep = std::string(300, 'd') + "/m";

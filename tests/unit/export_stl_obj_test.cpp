@@ -14,6 +14,7 @@
 #include "model/geometry.h"
 #include "model/last_error.h"
 #include "model/model.h"
+#include "test_models.h"
 
 namespace {
 
@@ -34,13 +35,9 @@ TEST(ExportFileName, KeepsTheModPartAndFallsBackToUntitled) {
 // triangle 1 10 11 with normal (0, -0.8, 0.6); point 11 is added before 10,
 // so the table order (the OBJ vertex numbers) is 1 2 3 4 11 10, and a line
 // 10 11 1. Layer c is empty. The lowest corner is (-1, -2, -3).
-struct SmallModel : ::testing::Test {
-  Model* m = nullptr;
-  std::string dir;
-
+struct SmallModel : test_models::ModelTest {
+  std::string dir = tempDir("export");
   void SetUp() override {
-    dir = tempDir("export");
-    m = createModel(nullptr, "golden.mod", nullptr);
     addPoint(m, 1, -1, -2, -3);
     addPoint(m, 2, 1, -2, -3);
     addPoint(m, 3, -1, 2, -3);
@@ -57,7 +54,6 @@ struct SmallModel : ::testing::Test {
     ASSERT_NE(addTriangle(m, "b", 3, triangle, 0), 0);
     ASSERT_NE(addLine(m, "b", 3, line, 0), 0);
   }
-  void TearDown() override { freeModel(m); }
 };
 
 const char kGoldenStl[] =
@@ -89,15 +85,10 @@ TEST_F(SmallModel, StlMovesLowestCornerToOriginAndExchangesYAndZ) {
   const std::string path = dir + "golden.mod.stl";
   ASSERT_TRUE(writeStl(m, path.c_str(), "golden.mod.stl")) << lastErrorText();
   EXPECT_EQ(readFile(path), kGoldenStl);
-}
-
-TEST(StlExport, ModelWithoutLayersHasOnlyTheSolidLines) {
-  Model* m = createModel(nullptr, "empty", nullptr);
-  addPoint(m, 1, 5, 5, 5);
-  const std::string path = tempDir("export") + "empty.mod.stl";
-  ASSERT_TRUE(writeStl(m, path.c_str(), "empty.mod.stl"));
-  EXPECT_EQ(readFile(path), "solid empty.mod.stl\nendsolid empty.mod.stl\n");
-  freeModel(m);
+  // Without layers only the solid lines are left.
+  for (const char* layer : {"a", "b", "c"}) deleteLayer(m, layer);
+  ASSERT_TRUE(writeStl(m, path.c_str(), "golden.mod.stl"));
+  EXPECT_EQ(readFile(path), "solid golden.mod.stl\nendsolid golden.mod.stl\n");
 }
 
 // Vertices in table order (11 before 10), y and z exchanged, not moved.
@@ -136,17 +127,6 @@ const char kGoldenObjPerVertex[] =
     "l 6 5 1 \n"
     "\nusemtl c\n";
 
-TEST_F(SmallModel, ObjPerVertexNormalsPreferLayerAndGiveEveryCornerOne) {
-  addNormal(m, nullptr, 1, 0, 0, 1);
-  addNormal(m, nullptr, 2, 1, 0, 0);
-  addNormal(m, "a", 3, 0, 0, -1);
-  addNormal(m, "a", 2, 0, 1, 0);
-  const std::string path = dir + "golden.mod.obj";
-  ASSERT_TRUE(writeObj(m, path.c_str(), "golden.mod.obj", false))
-      << lastErrorText();
-  EXPECT_EQ(readFile(path), kGoldenObjPerVertex);
-}
-
 const char kGoldenObjFlat[] =
     GOLDEN_OBJ_POINTS
     "vn   0.000000 1.000000 0.000000\n"
@@ -163,11 +143,17 @@ const char kGoldenObjFlat[] =
     "l 6 5 1 \n"
     "\nusemtl c\n";
 
-TEST_F(SmallModel, ObjFlatModeNumbersOneNormalPerTriangleIgnoringStored) {
+TEST_F(SmallModel, ObjPerVertexNormalsPreferLayerAndGiveEveryCornerOneOrOnePerTriangle) {
   addNormal(m, nullptr, 1, 0, 0, 1);
+  addNormal(m, nullptr, 2, 1, 0, 0);
+  addNormal(m, "a", 3, 0, 0, -1);
+  addNormal(m, "a", 2, 0, 1, 0);
   const std::string path = dir + "golden.mod.obj";
-  ASSERT_TRUE(writeObj(m, path.c_str(), "golden.mod.obj", true))
+  ASSERT_TRUE(writeObj(m, path.c_str(), "golden.mod.obj", false))
       << lastErrorText();
+  EXPECT_EQ(readFile(path), kGoldenObjPerVertex);
+  // Flat, the same model numbers one normal per triangle, ignoring stored.
+  ASSERT_TRUE(writeObj(m, path.c_str(), "golden.mod.obj", true)) << lastErrorText();
   EXPECT_EQ(readFile(path), kGoldenObjFlat);
 }
 

@@ -13,19 +13,16 @@
 #include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/last_error.h"
-#include "model/mirror.h"
 #include "model/model.h"
 #include "model/selection.h"
+#include "test_models.h"
 
 namespace {
 
 using test_files::tempDir;
 using test_files::writeFile;
 
-struct ModelFixture : ::testing::Test {
-  Model* m = nullptr;
-  void SetUp() override { m = createModel(nullptr, "test.mod", nullptr); }
-  void TearDown() override { freeModel(m); }
+struct ModelFixture : test_models::ModelTest {
   // Points 1.. at the given coordinates.
   void points(std::initializer_list<std::array<float, 3>> list) {
     int32_t n = 1;
@@ -70,7 +67,7 @@ TEST_F(Geometry, DeletedPointTakesItsPolygonsFromEveryLayerButNotModelEntries) {
   EXPECT_NE(tableFind(&m->normals, 1), nullptr);
 }
 
-TEST_F(Geometry, PointsMoveInPlaceAndTheFirstSetsTheModelBounds) {
+TEST_F(Geometry, PointsMoveInPlaceTheFirstSetsTheBoundsAndMirrorsGrowThem) {
   points({{5, 6, 7}});
   EXPECT_FLOAT_EQ(m->boundsMin[0], 5);  // not grown from a zero box
   ASSERT_TRUE(addPoint(m, 1, -1, 9, 7));
@@ -79,20 +76,19 @@ TEST_F(Geometry, PointsMoveInPlaceAndTheFirstSetsTheModelBounds) {
   EXPECT_FLOAT_EQ(m->boundsMin[0], -1);
   EXPECT_FLOAT_EQ(m->boundsMax[1], 9);
   EXPECT_FALSE(addPoint(m, 0, 1, 1, 1));
+  // A mirroring layer grows them by its reflection, on its axis only.
+  ASSERT_TRUE(addPoint(m, 2, 2, 1, 1));
+  ASSERT_TRUE(addPoint(m, 3, 2, 3, 1));
+  addLayer(m, "half", 0, 0, 0, 1, 1, kAxisY);
+  const int32_t tri[] = {1, 2, 3};
+  ASSERT_NE(addTriangle(m, "half", 3, tri, 0), 0);
+  EXPECT_FLOAT_EQ(m->boundsMin[1], -9);
+  EXPECT_FLOAT_EQ(m->boundsMin[0], -1) << "only the mirror axis is negated";
 
   ASSERT_TRUE(addNormal(m, nullptr, 1, 0.5f, NAN, 0.5f));
   auto* n = tableFindT<VectorEntry>(&m->normals, 1);
   EXPECT_EQ(n->x, 0);
   EXPECT_EQ(n->z, 1) << "a normal that is not a number points up";
-}
-
-TEST_F(Geometry, MirroringLayerGrowsModelBoundsByTheReflection) {
-  points({{1, 1, 1}, {2, 1, 1}, {2, 3, 1}});
-  addLayer(m, "half", 0, 0, 0, 1, 1, kAxisY);
-  const int32_t tri[] = {1, 2, 3};
-  ASSERT_NE(addTriangle(m, "half", 3, tri, 0), 0);
-  EXPECT_FLOAT_EQ(m->boundsMin[1], -3);
-  EXPECT_FLOAT_EQ(m->boundsMin[0], 1) << "only the mirror axis is negated";
 }
 
 TEST_F(Geometry, ColourIsClampedAndLowAlphaMarksOnlyLayersUsingThePoint) {
@@ -317,20 +313,13 @@ TEST_F(PolygonCorners, SurviveTableGrowthAndSlotReuse) {
     want[line ? -id : id] = points;
   };
   auto check = [&] {
+    const Layer* a = findLayer(m, "a");
     for (const auto& [key, points] : want) {
-      const Layer* a = findLayer(m, "a");
-      const int32_t* got = nullptr;
-      int32_t count = 0;
-      if (key < 0) {
-        const Line* l = tableFindT<Line>(&a->lines, -key);
-        ASSERT_NE(l, nullptr);
-        got = polygonPoints(l), count = l->count;
-      } else {
-        const Triangle* t = tableFindT<Triangle>(&a->triangles, key);
-        ASSERT_NE(t, nullptr);
-        got = polygonPoints(t), count = t->count;
-      }
-      ASSERT_EQ(std::vector<int32_t>(got, got + count), points) << key;
+      const Triangle* t = key > 0 ? tableFindT<Triangle>(&a->triangles, key) : nullptr;
+      const Line* l = key < 0 ? tableFindT<Line>(&a->lines, -key) : nullptr;
+      ASSERT_TRUE(t != nullptr || l != nullptr) << key;
+      const int32_t* got = t ? polygonPoints(t) : polygonPoints(l);
+      ASSERT_EQ(std::vector<int32_t>(got, got + (t ? t->count : l->count)), points) << key;
     }
   };
   for (int32_t k = 0; k < 300; ++k) add(k);
@@ -354,45 +343,6 @@ TEST_F(PolygonCorners, SurviveTableGrowthAndSlotReuse) {
   });
   for (int32_t n = 1; n <= 40; ++n) ASSERT_TRUE(deletePoint(m, n));
   EXPECT_EQ(tableCount(&findLayer(m, "a")->triangles), 0);
-}
-
-// The export copy gives long polygons and lines arrays of their own: with
-// the original freed and its arrays handed out again, the copy reads the
-// same points.
-TEST_F(PolygonCorners, ExportCopyKeepsLongPolygonsAfterTheOriginalGoes) {
-  ASSERT_NE(addLayer(m, "a", 0, 0, 0, 0, 0, 0), nullptr);
-  for (int32_t n = 1; n <= 9; ++n) ASSERT_TRUE(addPoint(m, n, n * 1.0f, n * 0.5f, 0));
-  const int32_t tri[3] = {1, 2, 3}, quad[4] = {1, 2, 3, 4};
-  const int32_t ring[7] = {1, 2, 3, 4, 5, 6, 7}, path[6] = {9, 8, 7, 6, 5, 4};
-  const int32_t ids[4] = {addTriangle(m, "a", 3, tri, 0), addTriangle(m, "a", 4, quad, 0),
-                          addTriangle(m, "a", 7, ring, 2), addLine(m, "a", 6, path, 0)};
-  Model* copy = prepareExportCopy(m);
-  ASSERT_NE(copy, nullptr);
-  freeModel(m);
-  m = createModel(nullptr, "other.mod", nullptr);
-  ASSERT_NE(addLayer(m, "b", 0, 0, 0, 0, 0, 0), nullptr);
-  for (int32_t n = 1; n <= 9; ++n) ASSERT_TRUE(addPoint(m, n, 0, 0, 0));
-  const int32_t other[7] = {9, 9, 9, 9, 9, 9, 9};
-  for (int i = 0; i < 8; ++i) {
-    ASSERT_NE(addTriangle(m, "b", 7, other, 0), 0);
-    ASSERT_NE(addLine(m, "b", 6, other, 0), 0);
-  }
-  const Layer* a = findLayer(copy, "a");
-  const Triangle* t[3];
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_NE(t[i] = tableFindT<Triangle>(&a->triangles, ids[i]), nullptr);
-  }
-  const Line* l = tableFindT<Line>(&a->lines, ids[3]);
-  ASSERT_NE(l, nullptr);
-  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[0]), polygonPoints(t[0]) + 3),
-            std::vector<int32_t>(tri, tri + 3));
-  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[1]), polygonPoints(t[1]) + 4),
-            std::vector<int32_t>(quad, quad + 4));
-  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t[2]), polygonPoints(t[2]) + 7),
-            std::vector<int32_t>(ring, ring + 7));
-  EXPECT_EQ(std::vector<int32_t>(polygonPoints(l), polygonPoints(l) + 6),
-            std::vector<int32_t>(path, path + 6));
-  freeModel(copy);
 }
 
 }  // namespace

@@ -19,11 +19,6 @@ namespace fs = std::filesystem;
 const std::map<std::string, int> kRank = {
     {"model", 0}, {"io", 1}, {"sim", 1}, {"view", 1}, {"workspace", 2}, {"cmd", 3}};
 
-bool allowed(const std::string& from, const std::string& to) {
-  if (from == to) return true;
-  return kRank.at(to) < kRank.at(from);
-}
-
 // Every "#include "<folder>/..."" of the file that crosses a forbidden way.
 std::vector<std::string> wrongIncludes(const fs::path& file, const std::string& folder) {
   std::vector<std::string> wrong;
@@ -37,7 +32,7 @@ std::vector<std::string> wrongIncludes(const fs::path& file, const std::string& 
     if (slash == std::string::npos) continue;
     std::string to = target.substr(0, slash);
     if (kRank.count(to) == 0) continue;
-    if (!allowed(folder, to))
+    if (to != folder && kRank.at(to) >= kRank.at(folder))
       wrong.push_back(file.string() + ":" + std::to_string(number) + ": " + line);
   }
   return wrong;

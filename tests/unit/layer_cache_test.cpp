@@ -20,14 +20,9 @@
 
 namespace {
 
-struct LayerCache : ::testing::Test {
-  Model* m = nullptr;
+struct LayerCache : test_models::SquareTest {
   LayerVertices v;
-  void SetUp() override {
-    m = test_models::unitSquare();
-    addLayer(m, "a", 255, 0, 0, 1, 0, 0);
-  }
-  void TearDown() override { freeModel(m); }
+  void SetUp() override { addLayer(m, "a", 255, 0, 0, 1, 0, 0); }
   void build(NormalMode mode = kNormalsStoredElseFace, float normals = 0.0f) {
     const uint8_t selection[3] = {10, 20, 30};
     buildLayerVertices(m, findLayer(m, "a"), nullptr, mode, normals, selection,
@@ -52,7 +47,7 @@ void expectNormal(const DrawVertex& v, float x, float y, float z) {
   EXPECT_NEAR(v.normal[2] / 32767.0f, z, 2e-5);
 }
 
-TEST_F(LayerCache, QuadIsAStripWhoseWireframeSkipsTheDiagonal) {
+TEST_F(LayerCache, QuadIsAStripWhoseWireframeSkipsTheDiagonalAndStoredNormalsWin) {
   addQuad();
   build();
   ASSERT_EQ(v.triangles.size(), 6u);
@@ -66,9 +61,19 @@ TEST_F(LayerCache, QuadIsAStripWhoseWireframeSkipsTheDiagonal) {
   const int outline[6] = {1, 0, 1, 0, 1, 1};
   for (int i = 0; i < 6; ++i)
     EXPECT_EQ(v.triangles[i].outline, outline[i]) << i;
+  // Stored normals win unless flat.
+  addNormal(m, nullptr, 1, 0, 2, 0);  // stored unnormalised
+  addNormal(m, "a", 2, 1, 0, 0);
+  addNormal(m, nullptr, 2, 0, 0, -1);  // hidden by the layer's
+  build();
+  expectNormal(v.triangles[0], 0, 1, 0);
+  expectNormal(v.triangles[1], 1, 0, 0);
+  expectNormal(v.triangles[2], 0, 0, 1);  // face normal
+  build(kNormalsFaceOnly);
+  for (const DrawVertex& d : v.triangles) expectNormal(d, 0, 0, 1);
 }
 
-TEST_F(LayerCache, ColourComesFromLayerThenModelThenLayerLine) {
+TEST_F(LayerCache, ColourComesFromLayerThenModelThenLayerLineAndOpacityScalesAlpha) {
   addQuad();
   addColour(m, "a", 1, 0, 1, 0, 1);
   addColour(m, nullptr, 1, 0, 0, 1, 1);  // hidden by the layer's
@@ -77,6 +82,12 @@ TEST_F(LayerCache, ColourComesFromLayerThenModelThenLayerLine) {
   expectColour(v.triangles[0], 0, 255, 0, 255);
   expectColour(v.triangles[1], 0, 0, 255, 255);
   expectColour(v.triangles[2], 255, 0, 0, 255);  // 255 0 0 on the layer line
+  // Opacity scales every alpha, a point's own included.
+  addColour(m, "a", 1, 0, 1, 0, 0.5f);
+  setTransparency(m, "a", 0.5f);
+  build();
+  EXPECT_EQ(v.triangles[0].colour[3], 64);
+  EXPECT_EQ(v.triangles[2].colour[3], 128);
 }
 
 TEST_F(LayerCache, LayerLineColourReadsUnitOr255ScaleAndZeroIsGrey) {
@@ -97,29 +108,7 @@ TEST_F(LayerCache, LayerLineColourReadsUnitOr255ScaleAndZeroIsGrey) {
   EXPECT_NEAR(rgb[1], 127 / 255.0, 1e-6);
 }
 
-TEST_F(LayerCache, OpacityScalesEveryAlpha) {
-  addQuad();
-  addColour(m, "a", 1, 1, 1, 1, 0.5f);
-  setTransparency(m, "a", 0.5f);
-  build();
-  EXPECT_EQ(v.triangles[0].colour[3], 64);   // 0.5 * 0.5
-  EXPECT_EQ(v.triangles[1].colour[3], 128);  // layer line colour, opacity 0.5
-}
-
-TEST_F(LayerCache, StoredNormalsWinUnlessFlat) {
-  addQuad();
-  addNormal(m, nullptr, 1, 0, 2, 0);  // stored unnormalised
-  addNormal(m, "a", 2, 1, 0, 0);
-  addNormal(m, nullptr, 2, 0, 0, -1);  // hidden by the layer's
-  build();
-  expectNormal(v.triangles[0], 0, 1, 0);
-  expectNormal(v.triangles[1], 1, 0, 0);
-  expectNormal(v.triangles[2], 0, 0, 1);  // face normal
-  build(kNormalsFaceOnly);
-  for (const DrawVertex& d : v.triangles) expectNormal(d, 0, 0, 1);
-}
-
-TEST_F(LayerCache, SmoothNormalsAverageFacesMeetingAtShallowAngles) {
+TEST_F(LayerCache, SmoothNormalsAverageShallowAnglesAndKeepSharpEdgesSharp) {
   // A flat roof: two faces rising 0.25 in x from the ridge 2-3 each way.
   addPoint(m, 2, 1, 0, 0.25f);
   addPoint(m, 3, 1, 1, 0.25f);
@@ -146,18 +135,13 @@ TEST_F(LayerCache, SmoothNormalsAverageFacesMeetingAtShallowAngles) {
   ASSERT_TRUE(setAutoNormals(m, "a", false));
   build(kNormalsStoredElseFace);
   expectNormal(v.triangles[1], 1, 0, 0);
-}
-
-TEST_F(LayerCache, SmoothNormalsKeepSharpEdgesSharp) {
-  // Two faces of a box meeting at a right angle along 2-3.
+  // Folded down to a right angle along 2-3, the edge stays sharp.
+  ASSERT_TRUE(deleteNormal(m, "a", 2));
   addPoint(m, 5, 1, 0, -1);
   addPoint(m, 6, 1, 1, -1);
-  const int32_t top[4] = {1, 2, 4, 3}, side[4] = {2, 5, 3, 6};
-  addTriangle(m, "a", 4, top, 0);
-  addTriangle(m, "a", 4, side, 0);
   build(kNormalsStoredElseSmooth);
-  expectNormal(v.triangles[1], 0, 0, 1);  // point 2 on the top face
-  expectNormal(v.triangles[6], 1, 0, 0);  // point 2 on the side face
+  expectNormal(v.triangles[1], -0.25f * k, 0, k);  // point 2 on the roof
+  expectNormal(v.triangles[6], 1, 0, 0);           // and on the side
 }
 
 // Points where every face is close to every other share one normal made
@@ -254,7 +238,7 @@ TEST_F(LayerCache, SharedPointNormalsMatchThePerCornerWalkOnFoldedMeshes) {
   }
 }
 
-TEST_F(LayerCache, LinesAreSegmentsWithClosingSegmentsLast) {
+TEST_F(LayerCache, LinesAreSegmentsWithClosingSegmentsLastAndNormalLinesStartAtCorners) {
   const int32_t three[3] = {1, 2, 3}, two[2] = {3, 4};
   addLine(m, "a", 3, three, 0);
   addLine(m, "a", 2, two, 0);
@@ -264,9 +248,7 @@ TEST_F(LayerCache, LinesAreSegmentsWithClosingSegmentsLast) {
   EXPECT_EQ(v.lines[6].position[0], 1.0f);
   EXPECT_EQ(v.lines[7].position[0], 0.0f);
   EXPECT_TRUE(v.triangles.empty());
-}
-
-TEST_F(LayerCache, NormalLinesStartAtCornersAndPointAlongNormals) {
+  // Normal lines start at the corners and point along the normals.
   addQuad();
   build(kNormalsStoredElseFace, 0.5f);
   ASSERT_EQ(v.normalLines.size(), 8u);

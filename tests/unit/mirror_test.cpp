@@ -17,6 +17,7 @@
 #include "model/last_error.h"
 #include "model/mirror.h"
 #include "model/model.h"
+#include "test_models.h"
 
 namespace {
 
@@ -32,11 +33,9 @@ std::string writePixelTga(const char* name) {
   return file;
 }
 
-struct Mirror : ::testing::Test {
-  Model* m = nullptr;
-  void SetUp() override { m = createModel(nullptr, "car.mod", nullptr); }
-  void TearDown() override { freeModel(m); }
+using Polygons = std::vector<std::vector<int32_t>>;
 
+struct Mirror : test_models::ModelTest {
   // A layer mirrored on `axis`.
   Layer* mirrored(const char* name, int32_t axis = kAxisX) {
     return addLayer(m, name, 0.25f, 0.5f, 0.75f, 1, 1, axis);
@@ -46,26 +45,19 @@ struct Mirror : ::testing::Test {
         << lastErrorText();
   }
   // The polygons of a layer as point lists, in slot order.
-  std::vector<std::vector<int32_t>> polygons(const char* layer) {
-    std::vector<std::vector<int32_t>> out;
-    const Layer* l = findLayer(m, layer);
-    for (int32_t s = tableNextSlot(&l->triangles, -1); s >= 0;
-         s = tableNextSlot(&l->triangles, s)) {
-      const Triangle* t = tableAt<Triangle>(&l->triangles, s);
+  Polygons polygons(const char* layer) {
+    Polygons out;
+    tableForEach<const Triangle>(&findLayer(m, layer)->triangles, [&](const Triangle* t, int32_t) {
       out.emplace_back(t->points, t->points + t->count);
-    }
+    });
     return out;
   }
   void expectPoint(int32_t n, float x, float y, float z) {
     const Point* p = findPoint(m, n);
     ASSERT_NE(p, nullptr) << "point " << n;
-    EXPECT_EQ(p->x, x) << "point " << n;
-    EXPECT_EQ(p->y, y) << "point " << n;
-    EXPECT_EQ(p->z, z) << "point " << n;
+    EXPECT_EQ(std::vector<float>({p->x, p->y, p->z}), std::vector<float>({x, y, z})) << n;
   }
 };
-
-using Polygons = std::vector<std::vector<int32_t>>;
 
 TEST_F(Mirror, ReflectsPointsUnderNumbersAfterTheHighestAndKeepsLayerSettings) {
   addPoint(m, 2, 2, 0, 0);
@@ -309,7 +301,9 @@ struct ExportCopy : Mirror {
     addImageFromFiles(m, "body", 1, skin.c_str(), kImageDecal, kAxisX, kAxisY, 1);
     addUvee(m, "body", 1, 2, 0.25f, 0.5f);
     addLayer(m, "flat", 1, 2, 3, 0, 0, 0);
-    polygon("flat", {5, 4, 3});
+    polygon("flat", {5, 4, 3, 2, 1});  // long: its points on the heap
+    const int32_t path[5] = {1, 2, 3, 4, 5};
+    addLine(m, "flat", 5, path, 0);
     Model* wheel = createModel(m, "wheel.mod", nullptr);
     addPoint(wheel, 1, 0, 0, 0);
     addPoint(wheel, 2, 1, 0, 0);
@@ -340,7 +334,20 @@ TEST_F(ExportCopy, LeavesTheOpenModelByteIdenticalAndOwnsEverything) {
   EXPECT_EQ(findLayer(m, "body_mirror"), nullptr);
   EXPECT_STREQ(copy->name, m->name);
   freeModel(m);  // the copy shares nothing with it
-  m = nullptr;
+  // Another model takes the freed point arrays back.
+  m = createModel(nullptr, "other.mod", nullptr);
+  addLayer(m, "b", 0, 0, 0, 0, 0, 0);
+  addPoint(m, 9, 0, 0, 0);
+  const int32_t nines[5] = {9, 9, 9, 9, 9};
+  for (int i = 0; i < 8; ++i) {
+    addTriangle(m, "b", 5, nines, 0);
+    addLine(m, "b", 5, nines, 0);
+  }
+  const Layer* flat = findLayer(copy, "flat");
+  const Triangle* t = tableAt<Triangle>(&flat->triangles, tableNextSlot(&flat->triangles, -1));
+  const Line* l = tableAt<Line>(&flat->lines, tableNextSlot(&flat->lines, -1));
+  EXPECT_EQ(std::vector<int32_t>(polygonPoints(t), polygonPoints(t) + 5), (std::vector<int32_t>{5, 4, 3, 2, 1}));
+  EXPECT_EQ(std::vector<int32_t>(polygonPoints(l), polygonPoints(l) + 5), (std::vector<int32_t>{1, 2, 3, 4, 5}));
 
   EXPECT_EQ(findLayer(copy, "body")->mirror, 0);
   const Layer* baked = findLayer(copy, "body_mirror");

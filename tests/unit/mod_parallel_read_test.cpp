@@ -39,14 +39,7 @@ Outcome outcomeOf(Model* model, const fs::path& dir) {
 
 class ModParallelRead : public ::testing::Test {
  protected:
-  fs::path dir;
-  void SetUp() override {
-    dir = fs::temp_directory_path() /
-          ("modelr_parallel_" + std::to_string(::testing::UnitTest::GetInstance()
-                                                     ->random_seed()) +
-           "_" + std::to_string(reinterpret_cast<uintptr_t>(this)));
-    fs::create_directories(dir);
-  }
+  fs::path dir = test_files::tempDir("parallel");
   void TearDown() override {
     std::error_code ignored;
     fs::remove_all(dir, ignored);

@@ -43,7 +43,7 @@ struct FileTree {
 
 }  // namespace
 
-TEST(ModReader, StoresEveryDataLineForm) {
+TEST(ModReader, StoresEveryDataLineFormInTheModelOrItsLayer) {
   Model* m = readText(std::string(kTriangle) +
                       "colors\n4 255 128 0 255\n"
                       "normals\n1 90 0\n2 0 90\n3 0 0 2\n"
@@ -73,15 +73,29 @@ TEST(ModReader, StoresEveryDataLineForm) {
                      tableAt<Triangle>(&a->triangles, s)->kind);
   EXPECT_EQ(got, (std::vector<std::pair<int, int>>{{3, 0}, {4, 0}, {4, 0}, {3, 4}, {4, 2}, {3, 3}}));
   freeModel(m);
-}
-
-TEST(ModReader, GlobalTablesBeforeTheFirstLayerAndBothColourSpellings) {
-  Model* m = readText("points\n1 0 0 0\ngoraud\n1 0.5 0.5 0.5 1\n"
-                      "layer a 0 0 0 doublesided\ngouraud\n1 1 0 0 1\n");
+  // Tables before the first layer are the model's, under either colour
+  // spelling; a colour above one in any component scales all from bytes.
+  m = readText("points\n1 0 0 0\n2 1 0 0\n3 0 1 0\ngoraud\n1 0.5 0.5 2 1\n2 0.5 200 0.5 1\n"
+               "3 0.5 0.5 0.5 1\nlayer a 0 0 0 doublesided\ngouraud\n1 1 0 0 1\n");
   ASSERT_NE(m, nullptr) << lastErrorText();
-  EXPECT_NE(tableFindT<Colour>(&m->colours, 1), nullptr);
+  const Colour* blue = tableFindT<Colour>(&m->colours, 1);
+  const Colour* green = tableFindT<Colour>(&m->colours, 2);
+  const Colour* plain = tableFindT<Colour>(&m->colours, 3);
+  ASSERT_TRUE(blue && green && plain);
+  EXPECT_NEAR(blue->b, 2 * kByteScale, 1e-6);
+  EXPECT_NEAR(blue->r, 0.5 * kByteScale, 1e-6);
+  EXPECT_NEAR(green->g, 200 * kByteScale, 1e-6);
+  EXPECT_NEAR(green->b, 0.5 * kByteScale, 1e-6);
+  EXPECT_FLOAT_EQ(plain->r, 0.5f);
   EXPECT_NE(tableFindT<Colour>(&findLayer(m, "a")->colours, 1), nullptr);
   EXPECT_EQ(findLayer(m, "a")->singleSided, 0);
+  freeModel(m);
+  // Invisible colours are bytes up to 255 (300 is refused below).
+  m = readText(std::string(kTriangle) + "image 1 none smooth x y\ninvisible 255 0 0\n");
+  ASSERT_NE(m, nullptr);
+  const Image* image = tableFindT<Image>(&findLayer(m, "a")->images, 1);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->invisible[0], 1.0f);
   freeModel(m);
 }
 
@@ -230,7 +244,7 @@ TEST(ModReader, ChildrenLoadFromTheParentsDirectoryAndWidenItsBounds) {
   freeModel(m);
 }
 
-TEST(ModReader, DropsChildrenThatLoopOrDoNotLoadAndKeepsTheRest) {
+TEST(ModReader, DropsChildrenThatLoopNestTooDeepOrDoNotLoadAndKeepsTheRest) {
   FileTree tree;
   tree.put("arm.mod", "points\n1 0 0 0\nchild robot 0 0 0 1 1 1 x y z\n");
   tree.put("hand.mod", "points\n1 0 0 0\n");
@@ -254,18 +268,13 @@ TEST(ModReader, DropsChildrenThatLoopOrDoNotLoadAndKeepsTheRest) {
   ASSERT_NE(m, nullptr);
   EXPECT_STREQ(lastErrorText(), "Child in child endless loop: self");
   freeModel(m);
-}
-
-TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
-  FileTree tree;
-  // Each file names the next through a path, so no name repeats.
-  for (int i = 0; i < 100; ++i) {
+  // A chain stops at a depth instead of overflowing; each file names the
+  // next through a path, so no name repeats.
+  for (int i = 0; i < 100; ++i)
     tree.put("c" + std::to_string(i) + ".mod",
-             "points\n1 0 0 0\nchild c" + std::to_string(i + 1) +
-                 " 1 0 0 1 1 1 x y z\n");
-  }
+             "points\n1 0 0 0\nchild c" + std::to_string(i + 1) + " 1 0 0 1 1 1 x y z\n");
   tree.put("c100.mod", "points\n1 0 0 0\n");
-  Model* m = readModelFile((tree.root + "c0.mod").c_str(), nullptr, nullptr);
+  m = readModelFile((tree.root + "c0.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(m, nullptr);
   int depth = 0;
   for (Model* at = m; tableCount(&at->children) > 0; at = childByPosition(at, 1)->model)
@@ -273,37 +282,15 @@ TEST(ModReader, ChainsOfChildrenStopAtADepthInsteadOfOverflowing) {
   EXPECT_GT(depth, 30);
   EXPECT_LT(depth, 100);
   freeModel(m);
-
   // A file that names itself through another path is still a loop.
   tree.put("x.mod", "points\n1 0 0 0\nchild ./x 0 0 0 1 1 1 x y z\n");
   m = readModelFile((tree.root + "x.mod").c_str(), nullptr, nullptr);
   ASSERT_NE(m, nullptr);
   EXPECT_EQ(tableCount(&m->children), 0);
   freeModel(m);
-}
-
-TEST(ModReader, AColourAboveOneInAnyComponentScalesAllFromBytesAsInvisibleOnesAre) {
-  Model* m = readText(
-      "points\n1 0 0 0\n2 1 0 0\n3 0 1 0\ncolors\n1 0.5 0.5 2 1\n2 0.5 200 0.5 1\n"
-      "3 0.5 0.5 0.5 1\n");
-  ASSERT_NE(m, nullptr);
-  const Colour* blue = tableFindT<Colour>(&m->colours, 1);
-  const Colour* green = tableFindT<Colour>(&m->colours, 2);
-  const Colour* plain = tableFindT<Colour>(&m->colours, 3);
-  ASSERT_TRUE(blue && green && plain);
-  EXPECT_NEAR(blue->b, 2 * kByteScale, 1e-6);
-  EXPECT_NEAR(blue->r, 0.5 * kByteScale, 1e-6);
-  EXPECT_NEAR(green->g, 200 * kByteScale, 1e-6);
-  EXPECT_NEAR(green->b, 0.5 * kByteScale, 1e-6);
-  EXPECT_FLOAT_EQ(plain->r, 0.5f);
-  freeModel(m);
-  // Invisible colours are bytes up to 255 (300 is refused above).
-  m = readText(std::string(kTriangle) + "image 1 none smooth x y\ninvisible 255 0 0\n");
-  ASSERT_NE(m, nullptr);
-  const Image* image = tableFindT<Image>(&findLayer(m, "a")->images, 1);
-  ASSERT_NE(image, nullptr);
-  EXPECT_EQ(image->invisible[0], 1.0f);
-  freeModel(m);
+  // A missing file itself is reported by name.
+  EXPECT_EQ(readModelFile("/nonexistent/dir/robot.mod", nullptr, nullptr), nullptr);
+  EXPECT_STREQ(lastErrorText(), "could not find: /nonexistent/dir/robot.mod");
 }
 
 TEST(ModReader, AnOverlongTexturePathCostsTheTextureNotTheModel) {
@@ -319,11 +306,6 @@ TEST(ModReader, AnOverlongTexturePathCostsTheTextureNotTheModel) {
   ASSERT_NE(image, nullptr);
   EXPECT_STREQ(image->main.file, "none");
   freeModel(m);
-}
-
-TEST(ModReader, MissingFileIsReportedByName) {
-  EXPECT_EQ(readModelFile("/nonexistent/dir/robot.mod", nullptr, nullptr), nullptr);
-  EXPECT_STREQ(lastErrorText(), "could not find: /nonexistent/dir/robot.mod");
 }
 
 // Write, read, write again: the two files are the same bytes, and reading

@@ -18,6 +18,7 @@
 #include "model/last_error.h"
 #include "model/model.h"
 #include "model/skeleton.h"
+#include "test_models.h"
 
 namespace {
 
@@ -28,14 +29,8 @@ using test_files::writeFile;
 
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
-struct ModWriter : ::testing::Test {
-  Model* m = nullptr;
-  std::string dir;
-  void SetUp() override {
-    m = createModel(nullptr, "robot.mod", nullptr);
-    dir = tempDir("mod_writer");
-  }
-  void TearDown() override { freeModel(m); }
+struct ModWriter : test_models::ModelTest {
+  std::string dir = tempDir("mod_writer");
 
   // Two layers with every kind of entry, two joints, a collide object and
   // two children. Image files do not exist: the records stay, unloaded.
@@ -200,23 +195,21 @@ TEST_F(ModWriter, FileNameFollowsTheSaveNameRule) {
   const bool untitled = writeModelFile(m, "");
   ASSERT_EQ(chdir(cwd), 0);
   EXPECT_TRUE(saved && untitled);
-  EXPECT_EQ(readFile(dir + "robot.mod"), header("robot.mod") + empty);
+  EXPECT_EQ(readFile(dir + "test.mod"), header("test.mod") + empty);
   EXPECT_EQ(readFile(dir + "untitled.mod"), header("untitled.mod") + empty);
-  EXPECT_EQ(entries(dir).size(), 2u);
-}
-
-TEST_F(ModWriter, SaveIntoAMissingDirectoryFailsAndCreatesNothing) {
-  const std::string path = dir + "nowhere/robot.mod";
-  EXPECT_FALSE(writeModelFile(m, path.c_str()));
-  EXPECT_EQ(std::string(lastErrorText()), "could not write: " + path);
-  EXPECT_TRUE(entries(dir).empty());
+  EXPECT_EQ(entries(dir).size(), 3u);
 }
 
 // A write that fails halfway (here: the file-size limit) must leave the
 // previous file exactly as it was and no temporary behind. SIGXFSZ keeps
 // its default action, which ends the process: the writer must keep it off
-// while it writes, and give it back afterwards.
+// while it writes, and give it back afterwards. One into a missing
+// directory fails at once.
 TEST_F(ModWriter, FailedWriteKeepsTheOldFileAndLeavesNoTemporary) {
+  const std::string nowhere = dir + "nowhere/robot.mod";
+  EXPECT_FALSE(writeModelFile(m, nowhere.c_str()));
+  EXPECT_EQ(std::string(lastErrorText()), "could not write: " + nowhere);
+  EXPECT_TRUE(entries(dir).empty());
   for (int32_t n = 1; n <= 20000; ++n)
     ASSERT_TRUE(addPoint(m, n, n * 0.5f, -n * 0.25f, 3));
   const std::string path = dir + "kept.mod";

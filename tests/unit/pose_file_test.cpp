@@ -9,19 +9,17 @@
 #include "model/model.h"
 #include "model/skeleton.h"
 #include "test_files.h"
+#include "test_models.h"
 
 namespace {
 
-struct PoseFixture : ::testing::Test {
-  Model* m = nullptr;
+struct PoseFixture : test_models::ModelTest {
   std::string dir;
   void SetUp() override {
-    m = createModel(nullptr, "rig.mod", nullptr);
     addJoint(m, "hip", 0, 0, 0, "world", 1, 1, 1);
     addJoint(m, "knee", 0, -1, 0, "hip", 1, 1, 1);
     dir = test_files::tempDir("pose");
   }
-  void TearDown() override { freeModel(m); }
 
   bool read(const std::string& text) {
     return readPoseBytes(m, text.data(), text.size(), "X");
@@ -62,7 +60,7 @@ TEST_F(PoseReader, RefusalsCarryFileAndLineOfTheBadLineOnly) {
   EXPECT_STREQ(lastErrorText(), "later") << "no reading position after the read";
 }
 
-TEST_F(PoseReader, FirstErrorStopsButEarlierJointsKeepTheirPose) {
+TEST_F(PoseReader, FirstErrorStopsButEarlierJointsKeepTheirPoseAndShortLinesRest) {
   EXPECT_FALSE(read("pose hip 1 2 3 1 0 0 0 1 0 0 0 1 2 2 2\n"
                     "bogus words are ignored\n" +
                     std::string(kShortPose) +
@@ -71,9 +69,7 @@ TEST_F(PoseReader, FirstErrorStopsButEarlierJointsKeepTheirPose) {
   EXPECT_FLOAT_EQ(findJoint(m, "hip")->poseTranslation[2], 3);
   EXPECT_FLOAT_EQ(findJoint(m, "hip")->poseScale[0], 2);
   EXPECT_TRUE(poseAtRest(findJoint(m, "knee")));
-}
-
-TEST_F(PoseReader, ShortLinesTakeRestValuesForTheMissingLastNumber) {
+  // Short lines take rest values for the missing last number.
   ASSERT_TRUE(read("morph hip 3 1 2\n"
                    "pose knee 0 0 0 1 0 0 0 1 0 0 0 1 2 2\n"
                    "morph world 4 1 1 1\n"));
@@ -87,13 +83,20 @@ TEST_F(PoseReader, ShortLinesTakeRestValuesForTheMissingLastNumber) {
   EXPECT_EQ(lastErrorText(), nullptr);
 }
 
-TEST_F(PoseWriter, JointsAtRestWriteOnlyTheirMorphs) {
+// A selected save leaves out the other joints and the world's morphs.
+TEST_F(PoseWriter, JointsAtRestWriteOnlyTheirMorphsAndOnlyTheSelectedWhenAsked) {
   EXPECT_EQ(written(), header());
+  const std::string knee = "morph   knee       7  0.500000 -1.000000 0.250000\n";
   ASSERT_TRUE(setMorph(m, "knee", 7, 0.5f, -1, 0.25f));
-  EXPECT_EQ(written(), header() + "morph   knee       7  0.500000 -1.000000 0.250000\n");
+  EXPECT_EQ(written(), header() + knee);
+  ASSERT_TRUE(setMorph(m, "hip", 1, 1, 1, 1));
+  ASSERT_TRUE(setMorph(m, "world", 3, 3, 3, 3));
+  findJoint(m, "knee")->selected = 1;
+  EXPECT_EQ(written("out.pos", true), header() + knee);
+  EXPECT_NE(written().find("morph   world      3  3.000000"), std::string::npos);
 }
 
-TEST_F(PoseWriter, ResetMoveLeavesAPoseLineWhileRotationDiffers) {
+TEST_F(PoseWriter, ResetMoveLeavesAPoseLineAndASaveAndLoadKeepEveryPoseAndMorph) {
   Joint* hip = findJoint(m, "hip");
   hip->poseTranslation[0] = 2;
   hip->poseRotation[1] = 0.5f;
@@ -103,19 +106,7 @@ TEST_F(PoseWriter, ResetMoveLeavesAPoseLineWhileRotationDiffers) {
                            "1.000000 0.500000 0.000000 0.000000 1.000000 "
                            "0.000000 0.000000 0.000000 1.000000   "
                            "1.000000 1.000000 1.000000\n");
-}
-
-TEST_F(PoseWriter, SelectedSaveLeavesOutOtherJointsAndWorldMorphs) {
-  ASSERT_TRUE(setMorph(m, "hip", 1, 1, 1, 1));
-  ASSERT_TRUE(setMorph(m, "knee", 2, 2, 2, 2));
-  ASSERT_TRUE(setMorph(m, "world", 3, 3, 3, 3));
-  findJoint(m, "knee")->selected = 1;
-  EXPECT_EQ(written("out.pos", true),
-            header() + "morph   knee       2  2.000000 2.000000 2.000000\n");
-  EXPECT_NE(written().find("morph   world      3  3.000000"), std::string::npos);
-}
-
-TEST_F(PoseWriter, SaveAndLoadKeepEveryPoseAndMorphByteForByte) {
+  // A save and a load keep every pose and morph, byte for byte.
   const float t[3] = {1.5f, -2, 0.125f};
   const float r[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
   const float s[3] = {2, 1, 0.5f};

@@ -14,13 +14,8 @@
 
 namespace {
 
-struct Posing : ::testing::Test {
-  Model* m = nullptr;
+struct Posing : test_models::SquareTest {
   std::vector<float> xyz;
-  void SetUp() override {
-    m = test_models::unitSquare();
-  }
-  void TearDown() override { freeModel(m); }
   const float* at(int32_t point) {
     return &xyz[3 * static_cast<size_t>(pointSlot(m, findPoint(m, point)))];
   }
@@ -32,10 +27,6 @@ struct Posing : ::testing::Test {
 
 const float kIdentity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 const float kQuarterTurnZ[9] = {0, -1, 0, 1, 0, 0, 0, 0, 1};
-
-TEST_F(Posing, WithoutJointsOrMorphsTheStoredPointsAreUsed) {
-  EXPECT_FALSE(computeDisplayPoints(m, &xyz));
-}
 
 TEST_F(Posing, WeightBlendsLinearlyAndRotationTurnsAboutTheJoint) {
   addJoint(m, "j", 1, 0, 0, "world", 1, 1, 1);
@@ -62,7 +53,8 @@ TEST_F(Posing, ChildJointFollowsItsParentAndMorphsComeFirst) {
   EXPECT_NEAR(at(2)[2], 5.0f, 1e-6);
 }
 
-TEST_F(Posing, ParentLoopEndsAsARoot) {
+TEST_F(Posing, NothingToPoseWithoutJointsAndAParentLoopEndsAsARoot) {
+  EXPECT_FALSE(computeDisplayPoints(m, &xyz)) << "the stored points are used";
   addJoint(m, "a", 0, 0, 0, "b", 1, 1, 1);
   addJoint(m, "b", 0, 0, 0, "a", 1, 1, 1);
   addWeight(m, "a", 1, 1.0f);
@@ -74,7 +66,6 @@ TEST_F(Posing, ParentLoopEndsAsARoot) {
 TEST_F(Posing, SignatureMovesWithPoseWeightsAndMorphsOnly) {
   addJoint(m, "j", 1, 0, 0, "world", 1, 1, 1);
   const uint64_t rest = poseSignature(m);
-  EXPECT_EQ(poseSignature(m), rest);
   addPoint(m, 9, 1, 1, 1);
   EXPECT_EQ(poseSignature(m), rest);
   pose("j", 0, 0, 1, kIdentity);

@@ -6,20 +6,18 @@
 #include "io/texture_files.h"
 #include "model/geometry.h"
 #include "model/model.h"
+#include "test_models.h"
 
 namespace {
 
-struct Revisions : ::testing::Test {
-  Model* m = nullptr;
+struct Revisions : test_models::ModelTest {
   void SetUp() override {
-    m = createModel(nullptr, "test.mod", nullptr);
     for (int32_t n = 1; n <= 4; ++n) addPoint(m, n, n, n * n, 0);
     addLayer(m, "a", 0, 0, 0, 1, 0, 0);
     addLayer(m, "b", 0, 0, 0, 1, 0, 0);
     const int32_t tri[3] = {1, 2, 3};
     addTriangle(m, "a", 3, tri, 0);
   }
-  void TearDown() override { freeModel(m); }
   uint32_t rev(const char* layer) { return findLayer(m, layer)->revision; }
 };
 
@@ -55,33 +53,27 @@ TEST_F(Revisions, LayerContentChangesTouchOnlyThatLayer) {
   EXPECT_TOUCHES(deleteTriangle(m, id), false, true, false);
 }
 
-TEST_F(Revisions, PointsAndModelTablesTouchTheModel) {
+TEST_F(Revisions, PointsAndModelTablesTouchTheModelAndOnlyTheLayersTheyReach) {
   flushDerived(m);  // nothing left due that a move would do first
   EXPECT_TOUCHES(addPoint(m, 9, 1, 2, 3), true, false, false);
   EXPECT_TOUCHES(addPoint(m, 1, 5, 5, 5), true, false, false);
   EXPECT_TOUCHES(addColour(m, nullptr, 4, 1, 1, 1, 1), true, false, false);
   EXPECT_TOUCHES(addNormal(m, "(global)", 4, 0, 1, 0), true, false, false);
   EXPECT_TOUCHES(deleteNormal(m, nullptr, 4), true, false, false);
-}
-
-TEST_F(Revisions, SeeThroughModelColourTouchesTheLayersItMarks) {
+  // A see-through model colour, or a deleted point, also touches the
+  // layers it marks or takes from, and only those.
   EXPECT_TOUCHES(addColour(m, nullptr, 2, 1, 1, 1, 0.5f), true, true, false);
-}
-
-TEST_F(Revisions, DeletedPointTouchesOnlyLayersThatLostSomething) {
   EXPECT_TOUCHES(deletePoint(m, 2), true, true, false);
   EXPECT_TOUCHES(deletePoint(m, 4), true, false, false);
 }
 
-TEST_F(Revisions, RefusalsTouchNothing) {
+TEST_F(Revisions, RefusalsTouchNothingAndARemadeLayerNeverRepeatsItsRevision) {
   const int32_t missing[3] = {1, 2, 77};
   EXPECT_TOUCHES(addTriangle(m, "a", 3, missing, 0), false, false, false);
   EXPECT_TOUCHES(addColour(m, "a", 77, 1, 1, 1, 1), false, false, false);
   EXPECT_TOUCHES(setTransparency(m, "a", 1.5f), false, false, false);
   EXPECT_TOUCHES(deleteColour(m, "a", 3), false, false, false);  // none there
-}
-
-TEST_F(Revisions, LayerMadeInADeletedLayersPlaceNeverRepeatsItsRevision) {
+  // A layer made in a deleted layer's place never repeats its revision.
   const uint32_t old = rev("b");
   ASSERT_TRUE(deleteLayer(m, "b"));
   ASSERT_NE(addLayer(m, "b", 0, 0, 0, 1, 0, 0), nullptr);

@@ -3,6 +3,7 @@
 // per-point entries, fans, and the turn about a stored axis.
 #include <gtest/gtest.h>
 
+#include <vector>
 
 #include "io/texture_files.h"
 #include "model/children.h"
@@ -12,15 +13,11 @@
 #include "model/selection.h"
 #include "model/skeleton.h"
 #include "model/transform.h"
+#include "test_models.h"
 
 namespace {
 
-struct SelectionFixture : ::testing::Test {
-  Model* m = nullptr;
-  void SetUp() override {
-    m = createModel(nullptr, "sel.mod", nullptr);
-  }
-  void TearDown() override { freeModel(m); }
+struct SelectionFixture : test_models::ModelTest {
   // A strip of n quads along x: points 1..2n+2, quads as two triangles.
   void strip(int32_t n) {
     for (int32_t i = 0; i <= n; ++i) {
@@ -50,28 +47,7 @@ using BulkSelection = SelectionFixture;
 using SelectionEdits = SelectionFixture;
 using SelectionTurn = SelectionFixture;
 
-TEST_F(BulkSelection, DeleteOfHalfALargeStripLeavesNoPolygonOnADeletedPoint) {
-  const int32_t quads = 50000;  // 100002 points, 100000 triangles
-  strip(quads);
-  // Every point with x up to half the strip.
-  for (int32_t n = 1; n <= quads + 2; ++n) ASSERT_TRUE(markPoint(m, n, true));
-  const int32_t deleted = deleteSelection(m);
-
-  const int32_t keptPoints = 2 * (quads + 1) - (quads + 2);
-  EXPECT_EQ(tableCount(&m->points), keptPoints);
-  const KeyedTable* tris = &layer("strip")->triangles;
-  // Quads wholly right of the cut survive: x from quads/2 + 1 on.
-  EXPECT_EQ(tableCount(tris), 2 * (quads - quads / 2 - 1));
-  EXPECT_EQ(deleted, (quads + 2) + 2 * (quads / 2 + 1));
-  for (int32_t s = tableNextSlot(tris, -1); s >= 0; s = tableNextSlot(tris, s)) {
-    const Triangle* t = tableAt<Triangle>(tris, s);
-    for (int32_t i = 0; i < t->count; ++i) {
-      ASSERT_NE(findPoint(m, t->points[i]), nullptr);
-    }
-  }
-}
-
-TEST_F(BulkSelection, FourQuarterTurnsOfALargeSelectionReturnEveryPoint) {
+TEST_F(BulkSelection, QuarterTurnsReturnEveryPointAndDeletingHalfLeavesNoPolygonOnAGonePoint) {
   const int32_t quads = 50000;
   strip(quads);
   for (int32_t n = 1; n <= 2 * (quads + 1); n += 2) ASSERT_TRUE(markPoint(m, n, true));
@@ -89,6 +65,19 @@ TEST_F(BulkSelection, FourQuarterTurnsOfALargeSelectionReturnEveryPoint) {
     ASSERT_NEAR(p->x, static_cast<float>((n - 1) / 2), 1e-5f) << n;
     ASSERT_NEAR(p->y, (n % 2) ? 0.0f : 1.0f, 1e-5f) << n;
   }
+  // Deleting every point with x up to half the strip leaves no polygon on
+  // a deleted point.
+  clearSelection(m);
+  for (int32_t n = 1; n <= quads + 2; ++n) ASSERT_TRUE(markPoint(m, n, true));
+  const int32_t deleted = deleteSelection(m);
+  EXPECT_EQ(tableCount(&m->points), 2 * (quads + 1) - (quads + 2));
+  const KeyedTable* tris = &layer("strip")->triangles;
+  // Quads wholly right of the cut survive: x from quads/2 + 1 on.
+  EXPECT_EQ(tableCount(tris), 2 * (quads - quads / 2 - 1));
+  EXPECT_EQ(deleted, (quads + 2) + 2 * (quads / 2 + 1));
+  tableForEach<const Triangle>(tris, [&](const Triangle* t, int32_t) {
+    for (int32_t i = 0; i < t->count; ++i) ASSERT_NE(findPoint(m, t->points[i]), nullptr);
+  });
 }
 
 TEST_F(BulkSelection, ConvertTurnsEveryPolygonIntoItsStripTrianglesKeepingKindAndMark) {
@@ -151,9 +140,7 @@ TEST_F(SelectionEdits, CopyNumbersAfterTheHighestAndCarriesEntriesWeightsAndUvee
   ASSERT_EQ(tableCount(&strip->triangles), 3);
   const Triangle* copy = tableAt<Triangle>(&strip->triangles,
                                            tableNextSlot(&strip->triangles, 1));
-  EXPECT_EQ(copy->points[0], 11);
-  EXPECT_EQ(copy->points[1], 13);
-  EXPECT_EQ(copy->points[2], 12);
+  EXPECT_EQ(std::vector<int32_t>(copy->points, copy->points + 3), (std::vector<int32_t>{11, 13, 12}));
   EXPECT_TRUE(copy->flags & kItemSelected);
 }
 
@@ -197,7 +184,7 @@ TEST_F(SelectionEdits, DeleteTakesMarkedJointsChildrenAndCollidesOnly) {
   EXPECT_EQ(tableCount(&m->children), 0);
 }
 
-TEST_F(SelectionTurn, FirstAngleTurnsAboutTheStoredAxisInsteadOfX) {
+TEST_F(SelectionTurn, FirstAngleTurnsAboutTheStoredAxisAndAScaleOutOfRangeMovesNothing) {
   const float angles[3] = {90, 0, 0};
   const float zAxis[3] = {0, 0, 2};
   float aboutZ[9], expected[9];
@@ -211,9 +198,7 @@ TEST_F(SelectionTurn, FirstAngleTurnsAboutTheStoredAxisInsteadOfX) {
   selectionTurn(angles, none, plain);
   EXPECT_EQ(plain[4], 0.0f);  // residue of cos 90 made exact
   EXPECT_EQ(plain[7], 1.0f);
-}
-
-TEST_F(SelectionTurn, RotateTurnsChildOrientationAndAxisRunsFromTheCentre) {
+  // Rotating turns a child's orientation; the axis runs from the centre.
   const float p[3] = {2, 0, 0}, one[3] = {1, 1, 1};
   const float r[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
   const int32_t k = addChild(m, nullptr, "kid", p, one, r, nullptr, 0);
@@ -222,7 +207,6 @@ TEST_F(SelectionTurn, RotateTurnsChildOrientationAndAxisRunsFromTheCentre) {
   setPivotCentre(m, centre);
   setPivotAxis(m, through);  // along +z
   EXPECT_FLOAT_EQ(selectionPivot(m).axis[2], 4.0f);
-  const float angles[3] = {90, 0, 0};
   ASSERT_EQ(rotateSelection(m, angles, selectionPivot(m)), 1);
   const Child* child = tableFindT<Child>(&m->children, k);
   // (2, 0, 0) - (1, 1, 1) = (1, -1, -1) -> (1, 1, -1) about z.
@@ -230,9 +214,7 @@ TEST_F(SelectionTurn, RotateTurnsChildOrientationAndAxisRunsFromTheCentre) {
   EXPECT_NEAR(child->position[1], 2.0f, 1e-6f);
   EXPECT_NEAR(child->position[2], 0.0f, 1e-6f);
   EXPECT_FLOAT_EQ(child->rotation[1], -1.0f);  // x -> y
-}
-
-TEST_F(SelectionTurn, AScaleOutOfRangeMovesNothing) {
+  // A scale out of range moves nothing.
   ASSERT_TRUE(addPoint(m, 1, 1, 1, 1));
   ASSERT_TRUE(addPoint(m, 2, 1e30f, 0, 0));
   ASSERT_TRUE(markPoint(m, 1, true));

@@ -42,7 +42,7 @@ using SimShapes = SimFixture;
 using SimBodies = SimFixture;
 using SimInput = SimFixture;
 
-TEST_F(SimShapes, OnlyANonZeroOffsetPutsTheGeometryInATransform) {
+TEST_F(SimShapes, OnlyANonZeroOffsetPutsTheGeometryInATransformAndBadShapesTakeNoId) {
   const float size[3] = {1, 1, 1};
   const float offset[3] = {0, 0, 0.5f};
   const int32_t b = body();
@@ -54,14 +54,20 @@ TEST_F(SimShapes, OnlyANonZeroOffsetPutsTheGeometryInATransform) {
   EXPECT_EQ(dGeomGetSpace(w.shapes.at(held).geom), nullptr) << "held by the transform";
   const dReal* inner = dGeomGetPosition(w.shapes.at(held).geom);
   EXPECT_DOUBLE_EQ(inner[2], 0.5);
+  // An unknown type, or a body that is not there, fails without using up
+  // an id.
+  const int32_t before = w.nextShapeId;
+  EXPECT_EQ(simAddShape(&w, 4, b, 1, 1, 1, kZero, size, kIdentity), 0);
+  EXPECT_EQ(simAddShape(&w, kShapeBox, 999, 1, 1, 1, kZero, size, kIdentity), 0);
+  EXPECT_EQ(w.nextShapeId, before);
+  EXPECT_EQ(simAddShape(&w, kShapeBox, b, 1, 1, 1, kZero, size, kIdentity), before);
+  EXPECT_EQ(w.bodies.at(b).shapeCount, 3);
 }
 
-TEST_F(SimShapes, ABoxWeighsAsTheCubeOfItsMeanSide) {
-  const float size[3] = {2, 4, 6};
-  EXPECT_NEAR(mass(shape(body(), kShapeBox, kZero, size, 1.0f)), 64.0, 1e-4);
-}
-
-TEST_F(SimShapes, ACapsuleShorterThanItsWidthIsASphereNotAnAbort) {
+// A box weighs as the cube of its mean side.
+TEST_F(SimShapes, ABoxsMassAndACapsuleShorterThanItsWidthIsASphereNotAnAbort) {
+  const float sides[3] = {2, 4, 6};
+  EXPECT_NEAR(mass(shape(body(), kShapeBox, kZero, sides)), 64.0, 1e-4);
   const float size[3] = {4, 4, 2};
   const int32_t id = shape(body(), kShapeCapsule, kZero, size);
   dReal radius = 0, length = -1;
@@ -69,17 +75,6 @@ TEST_F(SimShapes, ACapsuleShorterThanItsWidthIsASphereNotAnAbort) {
   EXPECT_DOUBLE_EQ(radius, 2);
   EXPECT_DOUBLE_EQ(length, 0);
   EXPECT_NEAR(mass(id), 4.0 / 3.0 * M_PI * 8.0, 1e-3);
-}
-
-TEST_F(SimShapes, AnUnknownTypeFailsWithoutUsingUpAnId) {
-  const float size[3] = {1, 1, 1};
-  const int32_t b = body();
-  const int32_t before = w.nextShapeId;
-  EXPECT_EQ(simAddShape(&w, 4, b, 1, 1, 1, kZero, size, kIdentity), 0);
-  EXPECT_EQ(w.nextShapeId, before);
-  EXPECT_EQ(simAddShape(&w, kShapeBox, b, 1, 1, 1, kZero, size, kIdentity), before);
-  EXPECT_EQ(w.bodies.at(b).shapeCount, 1);
-  EXPECT_EQ(simAddShape(&w, kShapeBox, 999, 1, 1, 1, kZero, size, kIdentity), 0);
 }
 
 TEST_F(SimBodies, RemovingOneOfTwoShapesLeavesTheOtherStaticWhereItWas) {

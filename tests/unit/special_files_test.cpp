@@ -28,7 +28,7 @@ std::string fifoIn(const std::string& dir, const char* name) {
 
 std::string lastError() { return lastErrorText() ? lastErrorText() : ""; }
 
-TEST(SpecialFiles, AFifoAsModelPoseOrTextureIsRefusedWithoutWaiting) {
+TEST(SpecialFiles, AFifoDeviceOrDirectoryIsRefusedWithoutWaiting) {
   const std::string dir = test_files::tempDir("fifo");
   const std::string fifo = fifoIn(dir, "pipe.mod");
   const auto start = std::chrono::steady_clock::now();
@@ -44,22 +44,7 @@ TEST(SpecialFiles, AFifoAsModelPoseOrTextureIsRefusedWithoutWaiting) {
   TgaMessage message;
   EXPECT_EQ(readTga(texture.c_str(), &message), nullptr);
   EXPECT_EQ(std::string(message.text), "cannot open TGA file: " + texture);
-}
-
-TEST(SpecialFiles, DevicesAndDirectoriesAreNotRegularFiles) {
-  ReadOpen why = kReadOpened;
-  EXPECT_EQ(openForReading("/dev/zero", &why), nullptr);
-  EXPECT_EQ(why, kReadNotRegular);
-  EXPECT_EQ(openForReading("/", &why), nullptr);
-  EXPECT_EQ(why, kReadNotRegular);
-  EXPECT_EQ(openForReading("/no/such/file.mod", &why), nullptr);
-  EXPECT_EQ(why, kReadMissing);
-  EXPECT_EQ(readModelFile("/dev/zero", nullptr, nullptr), nullptr);
-  EXPECT_EQ(lastError(), "not a regular file: /dev/zero");
-}
-
-TEST(SpecialFiles, AFifoAsChildIsDroppedAndTheParentLoads) {
-  const std::string dir = test_files::tempDir("fifochild");
+  // A child is dropped and its parent loads.
   fifoIn(dir, "wheel.mod");
   test_files::writeFile(dir + "car.mod", "version 2.0\npoints\n1 0 0 0\nchild wheel 0 0 0 1 1 1 x y z\n");
   Model* car = readModelFile((dir + "car.mod").c_str(), nullptr, nullptr);
@@ -67,6 +52,14 @@ TEST(SpecialFiles, AFifoAsChildIsDroppedAndTheParentLoads) {
   EXPECT_EQ(tableCount(&car->children), 0);
   EXPECT_EQ(lastError(), "not a regular file: " + dir + "wheel.mod");
   freeModel(car);
+  // Devices and directories are not regular files either.
+  ReadOpen why = kReadOpened;
+  EXPECT_EQ(openForReading("/dev/zero", &why), nullptr);
+  EXPECT_EQ(why, kReadNotRegular);
+  EXPECT_EQ(openForReading("/", &why), nullptr);
+  EXPECT_EQ(why, kReadNotRegular);
+  EXPECT_EQ(openForReading("/no/such/file.mod", &why), nullptr);
+  EXPECT_EQ(why, kReadMissing);
 }
 
 TEST(SpecialFiles, ALineBeyondTheLimitEndsTheReadWithItsOwnReason) {

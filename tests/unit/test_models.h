@@ -1,6 +1,8 @@
 // Small models the unit tests start from.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include "model/geometry.h"
 #include "model/model.h"
 
@@ -16,5 +18,15 @@ inline Model* unitSquare() {
   addPoint(m, 4, 0, 1, 0);
   return m;
 }
+
+// Tests holding one model, empty or the unit square, freed after them.
+struct ModelTest : ::testing::Test {
+  Model* m = createModel(nullptr, "test.mod", nullptr);
+  void TearDown() override { freeModel(m); }
+};
+struct SquareTest : ::testing::Test {
+  Model* m = unitSquare();
+  void TearDown() override { freeModel(m); }
+};
 
 }  // namespace test_models

@@ -22,7 +22,7 @@ std::vector<unsigned char> bake(BakeSettings s) {
   return out;
 }
 
-TEST(TextureBake, StrengthFadesFromWhatLeavesTheColourAlone) {
+TEST(TextureBake, StrengthFadesFromWhatLeavesTheColourAloneNormalsShadeAlphaCuts) {
   BakeSettings s = {};
   s.strength = 0.5f;
   s.bake = kBakeModulate;  // from white
@@ -36,24 +36,17 @@ TEST(TextureBake, StrengthFadesFromWhatLeavesTheColourAlone) {
   s.bake = kBakeDecal;  // the unit fades decals: texels stay
   s.strength = 7.0f;
   EXPECT_EQ(bake(s), (std::vector<unsigned char>{255, 0, 0, 255, 100, 100, 100, 255}));
-}
-
-TEST(TextureBake, NormalMapShadesByHowFarEachNormalFacesOut) {
+  // A normal map shades by how far each normal faces out.
   const unsigned char rgb[9] = {128, 128, 255, 255, 128, 128, 218, 128, 218};
-  unsigned char out[12];
-  BakeSettings s = {};
+  unsigned char shaded[12];
   s.bake = kBakeShade;
   s.strength = 1.0f;
-  bakeTexture(rgb, 3, 1, s, out);
-  EXPECT_EQ(out[0], 255);  // straight out
-  EXPECT_LE(out[4], 2);    // lying in the surface
-  EXPECT_NEAR(out[8], 180, 3);  // 45 degrees
-}
-
-TEST(TextureBake, AlphaComesFromTheInvisibleColourOrTheAlphaPicture) {
-  BakeSettings s = {};
+  bakeTexture(rgb, 3, 1, s, shaded);
+  EXPECT_EQ(shaded[0], 255);  // straight out
+  EXPECT_LE(shaded[4], 2);    // lying in the surface
+  EXPECT_NEAR(shaded[8], 180, 3);  // 45 degrees
+  // Alpha comes from the invisible colour or the alpha picture.
   s.bake = kBakeDecal;
-  s.strength = 1.0f;
   s.alphaMode = kExtraInvisibleColour;
   const float grey[3] = {101.0f / 255, 99.0f / 255, 100.0f / 255};  // within the tolerance
   invisibleBytes(grey, s.invisible);
@@ -72,10 +65,7 @@ TEST(TextureBake, AlphaComesFromTheInvisibleColourOrTheAlphaPicture) {
   EXPECT_EQ(bake(s)[7], 255);
 }
 
-struct LayerData : ::testing::Test {
-  Model* m = test_models::unitSquare();
-  void TearDown() override { freeModel(m); }
-};
+using LayerData = test_models::SquareTest;
 
 TEST_F(LayerData, CoordinatesFollowTheTriangleVerticesOneForOne) {
   addLayer(m, "a", 255, 0, 0, 1, 0, 0);

@@ -29,7 +29,7 @@ std::vector<unsigned char> pixelsOf(const TgaImage* image) {
 
 }  // namespace
 
-TEST(TgaRead, RefusedFilesNameTheirReasonAndThePathAsGiven) {
+TEST(TgaRead, RefusedFilesNameTheirReasonAndThePathAsGivenCutToFit) {
   const struct { const char* file; const char* reason; } cases[] = {
       {"missing.tga", "cannot open TGA file: "},
       {"empty.tga", "TGA read failed: "},
@@ -48,9 +48,16 @@ TEST(TgaRead, RefusedFilesNameTheirReasonAndThePathAsGiven) {
     EXPECT_EQ(readTga(path.c_str(), &error), nullptr) << c.file;
     EXPECT_EQ(std::string(error.text), c.reason + path) << c.file;
   }
+  // A very long path is cut, not overflowed.
+  const std::string path(10000, 'p');
+  TgaMessage error;
+  error.text[0] = '\0';
+  EXPECT_EQ(readTga(path.c_str(), &error), nullptr);
+  EXPECT_EQ(std::string(error.text).rfind("cannot open TGA file: ppp", 0), 0u);
+  EXPECT_LT(std::strlen(error.text), path.size());
 }
 
-TEST(TgaRead, RowsFlipOnceAndBlueGreenRedBecomesRgbWithAlphaDropped) {
+TEST(TgaRead, RowsFlipOnceBgrBecomesRgbAlphaIsDroppedAndShortFilesLoad) {
   // Stored bottom row first as BGR(A): 1 2 3 | 4 5 6, then 7 8 9 | 10 11 12.
   const std::vector<unsigned char> expected = {9, 8, 7, 12, 11, 10, 3, 2, 1, 6, 5, 4};
   for (const char* file : {"valid_24.tga", "valid_32.tga"}) {
@@ -71,18 +78,14 @@ TEST(TgaRead, RowsFlipOnceAndBlueGreenRedBecomesRgbWithAlphaDropped) {
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(pixelsOf(image), expected);
   freeTga(image);
-}
-
-TEST(TgaRead, ThirtyTwoBitFileAQuarterShortStillLoads) {
-  TgaImage* image = readTga(corpus("short_32.tga").c_str(), nullptr);
+  // A 32-bit file a quarter short loads: the missing pixel reads as black.
+  image = readTga(corpus("short_32.tga").c_str(), nullptr);
   ASSERT_NE(image, nullptr);
-  // The three stored pixels are there; the missing one reads as black.
-  const std::vector<unsigned char> expected = {9, 8, 7, 0, 0, 0, 3, 2, 1, 6, 5, 4};
-  EXPECT_EQ(pixelsOf(image), expected);
+  EXPECT_EQ(pixelsOf(image), (std::vector<unsigned char>{9, 8, 7, 0, 0, 0, 3, 2, 1, 6, 5, 4}));
   freeTga(image);
 }
 
-TEST(TgaRead, FullLengthIdTextIsKeptAndTerminated) {
+TEST(TgaRead, IdTextIsKeptTerminatedAndNeverOverread) {
   TgaImage* image = readTga(corpus("id255.tga").c_str(), nullptr);
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(image->idLength, 255);
@@ -91,14 +94,12 @@ TEST(TgaRead, FullLengthIdTextIsKeptAndTerminated) {
   // The pixel data starts after the id, not after the header.
   EXPECT_EQ(pixelsOf(image), (std::vector<unsigned char>{3, 2, 1}));
   freeTga(image);
-}
-
-TEST(TgaBytes, EmptyImageLoadsWithAPixelBufferAndIdCutShortIsNoOverread) {
+  // An empty image loads with a pixel buffer; an id cut short is no overread.
   std::vector<unsigned char> header(18, 0);
   header[0] = 40;  // an id the data does not hold
   header[2] = 2;
   header[16] = 24;
-  TgaImage* image = readTgaBytes(header.data(), header.size(), "empty", nullptr);
+  image = readTgaBytes(header.data(), header.size(), "empty", nullptr);
   ASSERT_NE(image, nullptr);
   EXPECT_NE(image->pixels, nullptr);
   EXPECT_EQ(image->id[0], '\0');
@@ -116,13 +117,4 @@ TEST(TgaBytes, EveryTruncationOfAGoodFileIsSafe) {
     EXPECT_EQ(image != nullptr, cut >= 18 + 12) << "cut at " << cut;
     freeTga(image);
   }
-}
-
-TEST(TgaMessages, VeryLongPathIsCutNotOverflowed) {
-  std::string path(10000, 'p');
-  TgaMessage error;
-  error.text[0] = '\0';
-  EXPECT_EQ(readTga(path.c_str(), &error), nullptr);
-  EXPECT_EQ(std::string(error.text).rfind("cannot open TGA file: ppp", 0), 0u);
-  EXPECT_LT(std::strlen(error.text), path.size());
 }

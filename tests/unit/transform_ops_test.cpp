@@ -8,18 +8,16 @@
 #include "model/model.h"
 #include "model/skeleton.h"
 #include "model/transform.h"
+#include "test_models.h"
 
 namespace {
 
-struct TransformFixture : ::testing::Test {
-  Model* m = nullptr;
+struct TransformFixture : test_models::ModelTest {
   void SetUp() override {
-    m = createModel(nullptr, "parts.mod", nullptr);
     addPoint(m, 1, 2, 0, 0);
     addPoint(m, 2, 0, 3, 0);
     addPoint(m, 3, 0, 0, 4);
   }
-  void TearDown() override { freeModel(m); }
   const Point& point(int32_t n) { return *findPoint(m, n); }
 };
 
@@ -37,7 +35,7 @@ void turn(float x, float y, float z, float rotation[9]) {
   turnFromAngles(angles, rotation);
 }
 
-TEST_F(PointOps, QuarterTurnsAboutACentreAreExactAndTurnTheRightWay) {
+TEST_F(PointOps, QuarterTurnsAreExactMovesAddUpAndOverflowsChangeNothing) {
   float quarter[9];
   turn(0, 0, 90, quarter);
   const float centre[3] = {1, 0, 0};
@@ -49,9 +47,7 @@ TEST_F(PointOps, QuarterTurnsAboutACentreAreExactAndTurnTheRightWay) {
   EXPECT_EQ(point(1).x, 2.0f);
   EXPECT_EQ(point(1).y, 0.0f);
   EXPECT_EQ(point(1).z, 0.0f);
-}
-
-TEST_F(PointOps, MovingKeepsTheSelectionTouchesTheModelAndGrowsItsBounds) {
+  // Moving keeps the selection and grows the bounds; overflows change nothing.
   findPoint(m, 2)->flags = kItemSelected;
   const uint32_t before = m->revision;
   const float offset[3] = {0, 10, 0};
@@ -61,10 +57,7 @@ TEST_F(PointOps, MovingKeepsTheSelectionTouchesTheModelAndGrowsItsBounds) {
   EXPECT_EQ(point(2).flags, kItemSelected);
   EXPECT_NE(m->revision, before);
   EXPECT_EQ(m->boundsMax[1], 23.0f);
-}
-
-TEST_F(PointOps, MissingPointsAndOverflowingResultsChangeNothing) {
-  const float offset[3] = {1, 0, 0};
+  // Missing points and overflowing results change nothing.
   EXPECT_FALSE(movePoint(m, 7, offset));
   EXPECT_STREQ(lastErrorText(), "point not found: 7");
   const float huge[3] = {3e38f, 0, 0};
@@ -77,7 +70,7 @@ TEST_F(PointOps, MissingPointsAndOverflowingResultsChangeNothing) {
   EXPECT_EQ(point(4).x, 3e38f);
 }
 
-TEST_F(PlacementOps, TurningAChildComposesTheTurnBeforeItsOwnOrientation) {
+TEST_F(PlacementOps, TurningComposesBeforeTheOwnOrientationAndScalingKeepsThePosition) {
   float own[9], quarter[9], expected[9];
   turn(90, 0, 0, own);
   turn(0, 0, 90, quarter);
@@ -90,30 +83,27 @@ TEST_F(PlacementOps, TurningAChildComposesTheTurnBeforeItsOwnOrientation) {
   EXPECT_EQ(child->position[1], 1.0f);
   multiply3x3(quarter, own, expected);  // the two do not commute
   for (int i = 0; i < 9; ++i) EXPECT_EQ(child->rotation[i], expected[i]) << i;
-}
-
-TEST_F(PlacementOps, ExplicitScalingChangesTheSizeNotThePosition) {
-  const float position[3] = {2, 2, 2}, size[3] = {1, 2, 3};
-  const int32_t id = addCollide(m, "crate", kShapeBox, position, size, kIdentity,
-                                1, 0, 0, 1);
+  // Explicit scaling changes the size, not the position.
+  const float at[3] = {2, 2, 2}, size[3] = {1, 2, 3};
+  const int32_t crate = addCollide(m, "crate", kShapeBox, at, size, kIdentity, 1, 0, 0, 1);
   const float factors[3] = {2, 3, 4};
-  ASSERT_TRUE(scalePlaced<CollideObject>(m, id, factors, kZero, true));
-  const CollideObject* box = collideById(m, id);
+  ASSERT_TRUE(scalePlaced<CollideObject>(m, crate, factors, kZero, true));
+  const CollideObject* box = collideById(m, crate);
   EXPECT_EQ(box->size[0], 2.0f);
   EXPECT_EQ(box->size[2], 12.0f);
   EXPECT_EQ(box->position[0], 2.0f);
-  ASSERT_TRUE(scalePlaced<CollideObject>(m, id, factors, kOne, false));
+  ASSERT_TRUE(scalePlaced<CollideObject>(m, crate, factors, kOne, false));
   EXPECT_EQ(box->position[0], 3.0f) << "about the centre";
   EXPECT_EQ(box->size[0], 2.0f);
 
   const float flat[3] = {1, 0, 1};
-  EXPECT_FALSE(scalePlaced<CollideObject>(m, id, flat, kZero, true)) << "a zero size is refused";
+  EXPECT_FALSE(scalePlaced<CollideObject>(m, crate, flat, kZero, true)) << "a zero size is refused";
   EXPECT_EQ(box->size[1], 6.0f);
   EXPECT_FALSE(scalePlaced<Child>(m, 99, factors, kZero, true));
   EXPECT_STREQ(lastErrorText(), "child not found: 99");
 }
 
-TEST_F(TableOps, ColourMovesStayWithinUnitAndMarkTransparency) {
+TEST_F(TableOps, ColourMovesStayWithinUnitNormalsTurnAndWeightsAddUp) {
   ASSERT_NE(addLayer(m, "skin", 0, 0, 0, 1, 0, kAxisX), nullptr);
   ASSERT_TRUE(addColour(m, "skin", 1, 0.5f, 0.5f, 0.5f, 1));
   const float offset[4] = {0.75f, -0.75f, 0.25f, -0.5f};
@@ -126,9 +116,7 @@ TEST_F(TableOps, ColourMovesStayWithinUnitAndMarkTransparency) {
   EXPECT_EQ(findLayer(m, "skin")->transparent, 1);
   EXPECT_FALSE(moveColour(m, "(global)", 1, offset)) << "no model-level entry";
   EXPECT_STREQ(lastErrorText(), "colour not found: 1");
-}
-
-TEST_F(TableOps, NormalsTurnWithoutACentreAndWeightsAddUp) {
+  // Normals turn without a centre, and weights add up.
   ASSERT_TRUE(addNormal(m, nullptr, 1, 1, 0, 0));
   float quarter[9];
   turn(0, 0, 90, quarter);
@@ -147,7 +135,7 @@ TEST_F(TableOps, NormalsTurnWithoutACentreAndWeightsAddUp) {
   EXPECT_STREQ(lastErrorText(), "weight not found: 3");
 }
 
-TEST_F(MatrixApply, TranslationIsTheLastColumnOfTheRowOrderMatrix) {
+TEST_F(MatrixApply, TranslationIsTheLastColumnAndOnlySelectedPointsMove) {
   float shift[16], doubled[16], both[16];
   rotation4x4(kIdentity, shift);
   shift[3] = 5;  // row 0, column 3
@@ -158,19 +146,17 @@ TEST_F(MatrixApply, TranslationIsTheLastColumnOfTheRowOrderMatrix) {
   EXPECT_EQ(point(1).x, 9.0f);
   EXPECT_EQ(point(2).x, 5.0f);
   EXPECT_EQ(point(2).y, 6.0f);
-}
-
-TEST_F(MatrixApply, OnlyTheSelectedPointsMoveAndAnOverflowMovesNone) {
+  // Then only the selected points move, and an overflow moves none.
   findPoint(m, 3)->flags = kItemSelected;
   float scale[16];
   rotation4x4(kIdentity, scale);
   scale[10] = 3e38f;
   EXPECT_EQ(applyMatrixToPoints(m, scale), -1);
-  EXPECT_EQ(point(3).z, 4.0f);
+  EXPECT_EQ(point(3).z, 8.0f);
   scale[10] = -1;
   EXPECT_EQ(applyMatrixToPoints(m, scale), 1);
-  EXPECT_EQ(point(3).z, -4.0f);
-  EXPECT_EQ(point(1).x, 2.0f);
+  EXPECT_EQ(point(3).z, -8.0f);
+  EXPECT_EQ(point(1).x, 9.0f);
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ TEST(ParseValue, FloatTakesIntegersAndDecimalsButNoExponentNorInfinity) {
   }
 }
 
-TEST(ParseValue, BooleanTakesIntegersAndFourLowerCaseWords) {
+TEST(ParseValue, BooleanTakesIntegersAndFourWordsStringTheWordItselfNullsNothing) {
   const struct { const char* word; int32_t value; } kTaken[] = {
       {"1", 1}, {"7", 7}, {"-3", -3}, {"on", 1}, {"true", 1}, {"off", 0}, {"false", 0}};
   for (const auto& c : kTaken) {
@@ -55,15 +55,12 @@ TEST(ParseValue, BooleanTakesIntegersAndFourLowerCaseWords) {
   }
   int32_t b = -1;
   for (const char* bad : {"1.0", "yes", "TRUE"}) EXPECT_FALSE(parseBool(&b, bad)) << bad;
-}
-
-TEST(ParseValue, StringIsTheWordItselfAndNullsAreRefused) {
+  // A string is the word itself; nulls are refused.
   const char* word = "robot";
   const char* s = nullptr;
   EXPECT_TRUE(parseString(&s, word));
   EXPECT_EQ(s, word);
   EXPECT_EQ(parseValue(nullptr, "1", kValueInteger), 0);
-  int32_t v;
-  EXPECT_EQ(parseValue(&v, nullptr, kValueInteger), 0);
-  EXPECT_EQ(parseValue(&v, "1", 9), 0);
+  EXPECT_EQ(parseValue(&b, nullptr, kValueInteger), 0);
+  EXPECT_EQ(parseValue(&b, "1", 9), 0);
 }
