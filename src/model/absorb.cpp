@@ -540,18 +540,28 @@ bool takenAsItIs(const Model* source) {
        s = tableNextSlot(&source->points, s)) {
     if (tableIntKeyAt(&source->points, s) != expected++) return false;
   }
+  // Absorbing makes each layer afresh: not mirrored, no automatic normals,
+  // lit.
   for (int32_t l = tableNextSlot(&source->layers, -1); l >= 0;
        l = tableNextSlot(&source->layers, l)) {
-    if (bakedAxis(tableAt<Layer>(&source->layers, l)) != kAxisNone) return false;
+    const Layer* layer = tableAt<Layer>(&source->layers, l);
+    if (layer->mirror != 0 || layer->autoNormals != 0 || layer->lightingOff != 0) return false;
   }
   return true;
+}
+
+// Absorbed points and polygons come unselected.
+template <class Polygon>
+void unmarkAll(KeyedTable* table) {
+  for (int32_t s = tableNextSlot(table, -1); s >= 0; s = tableNextSlot(table, s))
+    tableAt<Polygon>(table, s)->flags = 0;
 }
 
 }  // namespace
 
 bool absorbWhole(Model* model, Model* source) {
-  if (model == nullptr || source == nullptr || model == source ||
-      source->parent != nullptr || tableCount(&model->points) != 0 || tableCount(&model->layers) != 0 ||
+  if (model == nullptr || source == nullptr || model == source || source->parent != nullptr ||
+      tableCount(&model->points) != 0 || tableCount(&model->layers) != 0 ||
       !noModelEntries(model) || !takenAsItIs(source))
     return false;
   moveTable(&source->points, &model->points);
@@ -560,8 +570,9 @@ bool absorbWhole(Model* model, Model* source) {
   // Bounds grow point by point, as adding them would grow them.
   for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
        s = tableNextSlot(&model->points, s)) {
-    const Point* p = tableAt<Point>(&model->points, s);
+    Point* p = tableAt<Point>(&model->points, s);
     geometry_detail::growModelBounds(model, p->x, p->y, p->z);
+    p->flags = 0;
   }
   touchModel(model);
   bool automaticUvees = false;
@@ -570,6 +581,8 @@ bool absorbWhole(Model* model, Model* source) {
     Layer* layer = tableAt<Layer>(&model->layers, l);
     // Revisions from this model's own count: the view tells layers apart
     // by them.
+    unmarkAll<Triangle>(&layer->triangles);
+    unmarkAll<Line>(&layer->lines);
     touchLayer(model, layer);
     noteLayerListed(model, kEntryLayers, layer);
     for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;

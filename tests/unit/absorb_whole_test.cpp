@@ -50,6 +50,7 @@ Model* imported() {
   importVertex(&b, lone, nullptr, nullptr, nullptr);
   importEndLayer(&b);
   EXPECT_FALSE(b.failed);
+  tableFindT<Point>(&m->points, 1)->flags = kItemSelected;  // absorbed unselected
   return m;
 }
 
@@ -94,6 +95,7 @@ TEST_F(AbsorbWhole, MakesTheDocumentAbsorbingMakesAndItsIndexesStayTrue) {
   EXPECT_NE(expected.find("transparency"), std::string::npos);
   EXPECT_EQ(saved(taken), expected);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(taken->boundsMax[i], copied->boundsMax[i]);
+  EXPECT_EQ(findPoint(taken, 1)->flags, findPoint(copied, 1)->flags);
   // The copy recomputes them; those taken over are the ones the import
   // worked out as it went.
   sameLayerBounds();
