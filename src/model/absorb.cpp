@@ -567,10 +567,18 @@ bool absorbWhole(Model* model, Model* source) {
   moveTable(&source->points, &model->points);
   moveTable(&source->layers, &model->layers);
   handOverDocumentIndex(source, model);
-  // Bounds grow point by point, as adding them would grow them.
+  // Bounds as adding the points one by one would leave them: the first
+  // point into an empty model sets them, whatever they were.
+  bool first = true;
   for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
        s = tableNextSlot(&model->points, s)) {
     Point* p = tableAt<Point>(&model->points, s);
+    if (first) {
+      const float at[3] = {p->x, p->y, p->z};
+      std::memcpy(model->boundsMin, at, sizeof at);
+      std::memcpy(model->boundsMax, at, sizeof at);
+      first = false;
+    }
     geometry_detail::growModelBounds(model, p->x, p->y, p->z);
     p->flags = 0;
   }
