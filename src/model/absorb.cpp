@@ -541,11 +541,14 @@ bool takenAsItIs(const Model* source) {
     if (tableIntKeyAt(&source->points, s) != expected++) return false;
   }
   // Absorbing makes each layer afresh: not mirrored, no automatic normals,
-  // lit.
+  // lit, never drawn.
   for (int32_t l = tableNextSlot(&source->layers, -1); l >= 0;
        l = tableNextSlot(&source->layers, l)) {
     const Layer* layer = tableAt<Layer>(&source->layers, l);
-    if (layer->mirror != 0 || layer->autoNormals != 0 || layer->lightingOff != 0) return false;
+    if (layer->mirror != 0 || layer->autoNormals != 0 || layer->lightingOff != 0 ||
+        layer->displayHandle != -1 || tableCount(&layer->vertexCache[0]) != 0 ||
+        tableCount(&layer->vertexCache[1]) != 0)
+      return false;
   }
   return true;
 }
