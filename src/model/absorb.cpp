@@ -581,8 +581,9 @@ bool absorbWhole(Model* model, Model* source) {
       std::memcpy(model->boundsMin, at, sizeof at);
       std::memcpy(model->boundsMax, at, sizeof at);
       first = false;
+    } else {
+      geometry_detail::growModelBounds(model, p->x, p->y, p->z);
     }
-    geometry_detail::growModelBounds(model, p->x, p->y, p->z);
     p->flags = 0;
   }
   touchModel(model);
@@ -590,17 +591,16 @@ bool absorbWhole(Model* model, Model* source) {
   for (int32_t l = tableNextSlot(&model->layers, -1); l >= 0;
        l = tableNextSlot(&model->layers, l)) {
     Layer* layer = tableAt<Layer>(&model->layers, l);
-    // Revisions from this model's own count: the view tells layers apart
-    // by them.
     unmarkAll<Triangle>(&layer->triangles);
     unmarkAll<Line>(&layer->lines);
+    // Revisions from this model's own count: the view tells layers apart
+    // by them.
     touchLayer(model, layer);
     noteLayerListed(model, kEntryLayers, layer);
-    for (int32_t i = tableNextSlot(&layer->images, -1); i >= 0;
-         i = tableNextSlot(&layer->images, i)) {
-      noteLayerListed(model, kAutoUveeLayers, layer);
-      if (!tableAt<Image>(&layer->images, i)->hasUvees) automaticUvees = true;
-    }
+    if (tableCount(&layer->images) > 0) noteLayerListed(model, kAutoUveeLayers, layer);
+    tableForEach<const Image>(&layer->images, [&](const Image* image, int32_t) {
+      if (!image->hasUvees) automaticUvees = true;
+    });
   }
   if (automaticUvees) markUveesStale(model);
   flushDerived(model);
