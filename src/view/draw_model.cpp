@@ -98,9 +98,9 @@ void* buildBesideFreshBuffer(const Model* model, const Layer* layer,
                              const float* positions, NormalMode mode,
                              float normalLength, const uint8_t selection[3],
                              LayerVertices* scratch, ModelDisplays* store,
-                             VertexRun* run) {
+                             VertexRun* run, bool shared) {
   constexpr int32_t kWorthAThread = 1 << 16;
-  if (tableCount(&layer->triangles) < kWorthAThread) {
+  if (shared || tableCount(&layer->triangles) < kWorthAThread) {
     buildLayerVertices(model, layer, positions, mode, normalLength, selection,
                        scratch, true);
     return nullptr;
@@ -133,10 +133,16 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
       (d->points == points || patchLayer(store, model, layer, positions, points, d)))
     return true;
   d->valid = false;
+  dropElements(store, &d->triangles);
   LayerVertices& scratch = store->scratch;
+  // Smoothed corners share vertices unless images or shaders need every
+  // corner's own (texture coordinates and tangents go by corner).
+  const bool shared = tableCount(&layer->images) == 0 &&
+                      tableCount(&layer->shaders) == 0 && haveBuffers();
   try {
-    void* mapped = buildBesideFreshBuffer(model, layer, positions, mode, normalLength,
-                                          selection, &scratch, store, &d->triangles);
+    void* mapped =
+        buildBesideFreshBuffer(model, layer, positions, mode, normalLength, selection,
+                               &scratch, store, &d->triangles, shared);
     const size_t deferred = scratch.deferredTriangles;
     auto write = [&](DrawVertex* to) {
       writeDeferredTriangles(model, layer, selection, &scratch, to);
@@ -146,6 +152,10 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
     const bool keep =
         deferred > 0 && scratch.selectedItems > 0 && tableCount(&layer->images) > 0;
     bool done = false;
+    if (shared && deferred > 0) {
+      writeSharedTriangles(model, layer, selection, scratch, &store->shared);
+      done = uploadShared(store, &d->triangles, store->shared);
+    }
     if (mapped != nullptr) {
       if (!keep) write(static_cast<DrawVertex*>(mapped));
       done = unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed) && !keep;
@@ -178,6 +188,8 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   if (scratch.triangles.capacity() > kKeptScratchVertices ||
       scratch.smooth.cornerSlots.capacity() > kKeptScratchVertices)
     scratch = LayerVertices();
+  if (store->shared.indices.capacity() > kKeptScratchVertices)
+    store->shared = SharedTriangles();
   std::memcpy(d->name, layer->name, sizeof d->name);
   d->revision = layer->revision;
   d->points = points;

@@ -372,22 +372,20 @@ void accumulateSmoothNormals(const Model* model, const Layer* layer,
   if (indexFailed) throw std::bad_alloc();
 }
 
-// Faces [begin, end) of the smoothing pass written where they go: a face's
-// vertices start at three per triangle of the faces before it in
-// `triangles`, its normal lines at two per corner before it.
-void writeSmoothedFaces(const LayerSources& src, const float* positions,
-                        bool automatic, float normalLength, int32_t begin,
-                        int32_t end, LayerVertices* out, DrawVertex* triangles) {
-  const SmoothScratch& smooth = out->smooth;
+// Faces [begin, end) of the smoothing pass, each handed to
+// emit(face, polygon, corners, normals) with its corners and normals.
+template <class Emit>
+void smoothedFaces(const LayerSources& src, const float* positions,
+                   bool automatic, int32_t begin, int32_t end,
+                   const LayerVertices& built, Emit emit) {
+  const SmoothScratch& smooth = built.smooth;
   const KeyedTable* points = &src.model->points;
   const KeyedTable* polygons = &src.layer->triangles;
   Corner corners[kMaxPolygonPoints];
   float normals[kMaxPolygonPoints][3];
   for (int32_t f = begin; f < end; ++f) {
-    const int32_t s = smooth.polygonSlots[f];
-    const Triangle* t = tableAt<Triangle>(polygons, s);
-    const int32_t cornersBefore = smooth.faceStart[f];
-    const int32_t* slots = &smooth.cornerSlots[cornersBefore];
+    const Triangle* t = tableAt<Triangle>(polygons, smooth.polygonSlots[f]);
+    const int32_t* slots = &smooth.cornerSlots[smooth.faceStart[f]];
     for (int32_t i = 0; i < t->count; ++i) {
       Corner& c = corners[i];
       c.slot = slots[i];
@@ -402,24 +400,79 @@ void writeSmoothedFaces(const LayerSources& src, const float* positions,
                      return smooth.cornerNormal(f, corners[i].slot, n);
                    },
                    normals, &smooth.units[3 * static_cast<size_t>(f)]);
-    const PolygonPlace& place = out->places[s];
-    writePolygon(src, t, corners, normals, normalLength,
-                 triangles + place.triangles,
-                 out->normalLines.data() + place.normalLines);
+    emit(f, t, corners, normals);
   }
 }
 
 // The second pass when smoothing: the first resolved every drawn polygon
 // already, so its corners and face normals are taken instead of looking
-// the points up again. A big layer is split between two threads.
+// the points up again. A face's vertices start at three per triangle of
+// the faces before it in `triangles`, its normal lines at two per corner
+// before it. A big layer is split between two threads.
 void writeSmoothed(const LayerSources& src, const float* positions,
                    bool automatic, float normalLength, LayerVertices* out,
                    DrawVertex* triangles) {
   const int32_t faces = static_cast<int32_t>(out->smooth.polygonSlots.size());
   inTwoHalves(faces, [&](int32_t begin, int32_t end) {
-    writeSmoothedFaces(src, positions, automatic, normalLength, begin, end,
-                       out, triangles);
+    smoothedFaces(src, positions, automatic, begin, end, *out,
+                  [&](int32_t f, const Triangle* t, const Corner* corners,
+                      const float (*normals)[3]) {
+                    const PolygonPlace& place = out->places[out->smooth.polygonSlots[f]];
+                    writePolygon(src, t, corners, normals, normalLength,
+                                 triangles + place.triangles,
+                                 out->normalLines.data() + place.normalLines);
+                  });
   });
+}
+
+// Writes faces [begin, end) shared into `half` of `out`: each corner's
+// vertex as writePolygon makes it, kept once per point for all the
+// corners there that are alike byte for byte; its index counts from the
+// half's first vertex.
+// The first triangle vertex of face f (all of them: the count).
+size_t firstVertexOf(const SmoothScratch& smooth, int32_t f) {
+  if (f >= static_cast<int32_t>(smooth.faceStart.size()))
+    return 3 * (smooth.cornerSlots.size() - 2 * smooth.faceStart.size());
+  return 3 * (static_cast<size_t>(smooth.faceStart[f]) - 2 * static_cast<size_t>(f));
+}
+
+// The half's arrays are sized and its heads cleared beforehand: threads
+// must not allocate.
+void shareSmoothedFaces(const LayerSources& src, const LayerVertices& built,
+                        int32_t begin, int32_t end, int half,
+                        SharedTriangles* out) {
+  DrawVertex* vertices = out->vertices[half].data();
+  int32_t* next = out->next[half].data();
+  int32_t* head = out->head[half].data();
+  uint32_t* index = out->indices.data() + firstVertexOf(built.smooth, begin);
+  int32_t distinct = 0;
+  DrawVertex written[3 * (kMaxPolygonPoints - 2)];
+  smoothedFaces(src, built.smoothed.positions, built.smoothed.automatic, begin, end,
+                built,
+                [&](int32_t, const Triangle* t, const Corner* corners,
+                    const float (*normals)[3]) {
+                  writePolygon(src, t, corners, normals, 0.0f, written, nullptr);
+                  const DrawVertex* v = written;
+                  auto share = [&](int32_t corner) {
+                    int32_t* link = &head[corners[corner].slot];
+                    while (*link >= 0 &&
+                           std::memcmp(&vertices[*link], v, sizeof *v) != 0)
+                      link = &next[*link];
+                    if (*link < 0) {
+                      vertices[distinct] = *v;
+                      next[distinct] = -1;
+                      *link = distinct++;
+                    }
+                    *index++ = static_cast<uint32_t>(*link);
+                    ++v;
+                  };
+                  forEachStripIndex(t->count, [&](int32_t a, int32_t b, int32_t c) {
+                    share(a);
+                    share(b);
+                    share(c);
+                  });
+                });
+  out->vertices[half].resize(static_cast<size_t>(distinct));  // never grows
 }
 
 // Where every smoothed face goes, its selection counted; the triangle
@@ -541,6 +594,40 @@ void writeDeferredTriangles(const Model* model, const Layer* layer,
                 built, to);
 }
 
+
+void writeSharedTriangles(const Model* model, const Layer* layer,
+                          const uint8_t selection[3], const LayerVertices& built,
+                          SharedTriangles* out) {
+  const LayerSources src = layerSources(model, layer, selection);
+  const SmoothScratch& smooth = built.smooth;
+  const int32_t faces = static_cast<int32_t>(smooth.polygonSlots.size());
+  const size_t all = firstVertexOf(smooth, faces);
+  const size_t later = all - firstVertexOf(smooth, faces / 2);
+  // At most a vertex per corner; a smooth surface keeps about a sixth of
+  // that, and the pages beyond are never touched. The earlier half takes
+  // every face when no second thread runs.
+  out->indices.resize(all);
+  const size_t slots = static_cast<size_t>(model->points.capacity);
+  for (int half = 0; half < 2; ++half) {
+    const size_t most = half == 0 ? all : later;
+    out->vertices[half].resize(most);
+    out->next[half].resize(most);
+    out->head[half].assign(slots, -1);
+  }
+  bool laterRan = false;
+  inTwoHalves(faces, [&](int32_t begin, int32_t end) {
+    const int half = begin == 0 ? 0 : 1;
+    if (half == 1) laterRan = true;
+    shareSmoothedFaces(src, built, begin, end, half, out);
+  });
+  if (!laterRan) {
+    out->vertices[1].clear();
+    return;
+  }
+  // The later half's indices count on from the earlier half's vertices.
+  const uint32_t offset = static_cast<uint32_t>(out->vertices[0].size());
+  for (size_t i = all - later; i < all; ++i) out->indices[i] += offset;
+}
 
 void buildSelectedMarks(const Model* model, const uint8_t colour[3],
                         std::vector<DrawVertex>* joints,

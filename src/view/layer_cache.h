@@ -206,6 +206,24 @@ struct LayerVertices {
   } smoothed = {nullptr, false};
 };
 
+// A smoothed layer's triangle vertices with the corners that are alike
+// sharing one: each distinct vertex once, and per triangle corner the
+// index of its vertex, in the order of the unshared array. A big layer is
+// shared in two halves of its faces at once: the vertices are those of
+// vertices[0], then those of vertices[1].
+struct SharedTriangles {
+  UnsetVector<DrawVertex> vertices[2];
+  UnsetVector<uint32_t> indices;
+  // Working space per half: per point slot its first vertex, per vertex
+  // the next one of the same slot.
+  std::vector<int32_t> head[2];
+  UnsetVector<int32_t> next[2];
+  size_t vertexCount() const { return vertices[0].size() + vertices[1].size(); }
+  const DrawVertex& vertex(uint32_t i) const {
+    return i < vertices[0].size() ? vertices[0][i] : vertices[1][i - vertices[0].size()];
+  }
+};
+
 // Runs of vertices rewritten in place: `count` from `first` of the
 // layer's array, taken in turn from `vertices`.
 struct PatchRun {
@@ -223,6 +241,10 @@ struct LayerPatch {
   IndexArray<int32_t> moved, uses, changed, ring, patched, around;
   std::unordered_map<int32_t, size_t> faces;
   std::vector<float> faceNormals;
+  // Sharing the rewritten vertices: their order by bytes, the index each
+  // corner takes, and the vertices added.
+  std::vector<uint32_t> order, indices;
+  std::vector<DrawVertex> added;
 };
 
 
@@ -255,6 +277,16 @@ void buildLayerVertices(const Model* model, const Layer* layer,
 void writeDeferredTriangles(const Model* model, const Layer* layer,
                             const uint8_t selection[3], LayerVertices* built,
                             DrawVertex* to);
+
+// Writes the `built->deferredTriangles` vertices shared, instead of
+// writeDeferredTriangles: corners of one point whose vertices would be
+// equal byte for byte take one vertex. On the points of a smooth surface
+// that is every corner of the point, so a closed mesh of triangles keeps
+// about one vertex per two triangles. Looking the indices up gives what
+// writeDeferredTriangles writes.
+void writeSharedTriangles(const Model* model, const Layer* layer,
+                          const uint8_t selection[3], const LayerVertices& built,
+                          SharedTriangles* out);
 
 // After the points in `moved` (slots) moved, the vertices of the layer's
 // polygons that changed, as buildLayerVertices would now make them from

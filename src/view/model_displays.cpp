@@ -14,7 +14,14 @@ bool haveBuffers() {
          glBufferData != nullptr && glDeleteBuffers != nullptr;
 }
 
+void dropElements(ModelDisplays* store, VertexRun* run) {
+  if (run->elements != 0) store->doomed.push_back(run->elements);
+  run->elements = 0;
+  run->stored = run->room = 0;
+}
+
 void dropRun(ModelDisplays* store, VertexRun* run) {
+  dropElements(store, run);
   if (run->buffer != 0) store->doomed.push_back(run->buffer);
   run->buffer = 0;
   run->host.clear();
@@ -54,6 +61,7 @@ void deleteDoomedBuffers(ModelDisplays* store) {
 
 void upload(ModelDisplays* store, VertexRun* run,
             const std::vector<DrawVertex>& data) {
+  dropElements(store, run);
   run->host.clear();
   run->host.shrink_to_fit();
   run->count = static_cast<int32_t>(data.size());
@@ -129,6 +137,7 @@ void takeWritten(VertexRun* run, size_t count) {
 
 bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
                    const std::function<void(DrawVertex*)>& write) {
+  dropElements(store, run);
   if (!writeMappedBuffer(&run->buffer, count * sizeof(DrawVertex),
                          [&](void* to) { write(static_cast<DrawVertex*>(to)); },
                          &store->doomed))
@@ -137,15 +146,109 @@ bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
   return true;
 }
 
-bool patchRun(VertexRun* run, const VertexPatch& patch) {
+bool uploadShared(ModelDisplays* store, VertexRun* run,
+                  const SharedTriangles& shared) {
+  dropElements(store, run);
+  run->host.clear();
+  run->host.shrink_to_fit();
+  run->count = 0;
+  const size_t stored = shared.vertexCount(), indices = shared.indices.size();
+  // Room for the vertices of a few thousand one-point moves before the
+  // layer is built again.
+  const size_t room = stored + std::max<size_t>(4096, stored / 8);
+  if (stored == 0 || !haveBuffers() || glBufferSubData == nullptr ||
+      room > static_cast<size_t>(INT32_MAX) || indices > static_cast<size_t>(INT32_MAX))
+    return false;
+  for (int i = 0; i < 8 && glGetError() != GL_NO_ERROR; ++i) {
+  }
+  if (run->buffer == 0) glGenBuffers(1, &run->buffer);
+  glGenBuffers(1, &run->elements);
+  glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
+  glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(room * sizeof(DrawVertex)),
+               nullptr, GL_STATIC_DRAW);
+  size_t at = 0;
+  for (const auto& half : shared.vertices) {
+    if (half.empty()) continue;
+    glBufferSubData(GL_ARRAY_BUFFER, static_cast<GLintptr>(at * sizeof(DrawVertex)),
+                    static_cast<GLsizeiptr>(half.size() * sizeof(DrawVertex)),
+                    half.data());
+    at += half.size();
+  }
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, run->elements);
+  glBufferData(GL_ELEMENT_ARRAY_BUFFER,
+               static_cast<GLsizeiptr>(indices * sizeof(uint32_t)),
+               shared.indices.data(), GL_STATIC_DRAW);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+  if (glGetError() != GL_NO_ERROR) {
+    dropElements(store, run);
+    if (run->buffer != 0) store->doomed.push_back(run->buffer);
+    run->buffer = 0;
+    return false;
+  }
+  run->count = static_cast<int32_t>(indices);
+  run->stored = static_cast<int32_t>(stored);
+  run->room = static_cast<int32_t>(room);
+  return true;
+}
+
+namespace {
+
+// A shared run's patch: the new vertices, alike ones once, go after the
+// stored ones, and the patched corners' indices are written over. The
+// vertices there before stay, as corners outside the patch may use them.
+bool patchShared(VertexRun* run, const VertexPatch& patch,
+                 std::vector<uint32_t>* order, std::vector<uint32_t>* indices,
+                 std::vector<DrawVertex>* added) {
+  const std::vector<DrawVertex>& from = patch.vertices;
+  order->resize(from.size());
+  for (size_t i = 0; i < from.size(); ++i) (*order)[i] = static_cast<uint32_t>(i);
+  std::sort(order->begin(), order->end(), [&](uint32_t a, uint32_t b) {
+    const int c = std::memcmp(&from[a], &from[b], sizeof(DrawVertex));
+    return c != 0 ? c < 0 : a < b;
+  });
+  indices->resize(from.size());
+  added->clear();
+  for (size_t i = 0; i < order->size(); ++i) {
+    const uint32_t at = (*order)[i];
+    if (i == 0 || std::memcmp(&from[at], &from[(*order)[i - 1]], sizeof(DrawVertex)) != 0)
+      added->push_back(from[at]);
+    (*indices)[at] = static_cast<uint32_t>(run->stored + added->size() - 1);
+  }
+  if (added->size() > static_cast<size_t>(run->room - run->stored)) return false;
+  glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
+  glBufferSubData(GL_ARRAY_BUFFER,
+                  static_cast<GLintptr>(run->stored * sizeof(DrawVertex)),
+                  static_cast<GLsizeiptr>(added->size() * sizeof(DrawVertex)),
+                  added->data());
+  glBindBuffer(GL_ARRAY_BUFFER, 0);
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, run->elements);
+  const uint32_t* index = indices->data();
+  for (const PatchRun& r : patch.runs) {
+    glBufferSubData(GL_ELEMENT_ARRAY_BUFFER,
+                    static_cast<GLintptr>(r.first * sizeof(uint32_t)),
+                    static_cast<GLsizeiptr>(r.count * sizeof(uint32_t)), index);
+    index += r.count;
+  }
+  glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+  run->stored += static_cast<int32_t>(added->size());
+  return true;
+}
+
+}  // namespace
+
+bool patchRun(VertexRun* run, const VertexPatch& patch, LayerPatch* work) {
+  size_t patched = 0;
+  for (const PatchRun& r : patch.runs) {
+    if (r.first < 0 || r.count < 0 || r.count > run->count - r.first) return false;
+    patched += static_cast<size_t>(r.count);
+  }
+  if (patched != patch.vertices.size()) return false;
+  if (run->elements != 0)
+    return patchShared(run, patch, &work->order, &work->indices, &work->added);
   if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, run->buffer);
   const DrawVertex* from = patch.vertices.data();
-  bool inside = true;
   for (const PatchRun& r : patch.runs) {
-    if (r.first < 0 || r.count > run->count - r.first) {
-      inside = false;
-      break;
-    }
     if (run->buffer != 0) {
       glBufferSubData(GL_ARRAY_BUFFER,
                       static_cast<GLintptr>(r.first * sizeof(DrawVertex)),
@@ -156,7 +259,7 @@ bool patchRun(VertexRun* run, const VertexPatch& patch) {
     from += r.count;
   }
   if (run->buffer != 0) glBindBuffer(GL_ARRAY_BUFFER, 0);
-  return inside;
+  return true;
 }
 
 // After points moved and nothing else of the model changed, rewrites the
@@ -181,8 +284,8 @@ bool patchLayer(ModelDisplays* store, const Model* model, const Layer* layer,
   } catch (const std::bad_alloc&) {
     return false;  // the build reports it, if it runs short too
   }
-  if (!patchRun(&d->triangles, patch.triangles) ||
-      !patchRun(&d->normals, patch.normalLines))
+  if (!patchRun(&d->triangles, patch.triangles, &patch) ||
+      !patchRun(&d->normals, patch.normalLines, &patch))
     return false;
   d->points = points;
   return true;
@@ -219,7 +322,7 @@ bool patchMarkers(ModelDisplays* store, const Model* model, ModelDisplay* md,
     changed.vertices.push_back(
         markerVertex(*md, tableAt<Point>(&model->points, slot), slot, md->markerColours));
   }
-  return patchRun(&md->markers, changed);
+  return patchRun(&md->markers, changed, &patch);
 }
 
 namespace {
@@ -244,7 +347,14 @@ void drawRun(const VertexRun& run, GLenum mode, int32_t first, int32_t count,
     glEdgeFlagPointer(stride, at(run, offsetof(DrawVertex, outline)));
     glEnableClientState(GL_EDGE_FLAG_ARRAY);
   }
-  glDrawArrays(mode, first, count);
+  if (run.elements != 0) {
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, run.elements);
+    glDrawElements(mode, count, GL_UNSIGNED_INT,
+                   reinterpret_cast<const void*>(first * sizeof(uint32_t)));
+    glBindBuffer(GL_ELEMENT_ARRAY_BUFFER, 0);
+  } else {
+    glDrawArrays(mode, first, count);
+  }
   if (outlines) glDisableClientState(GL_EDGE_FLAG_ARRAY);
 }
 

@@ -24,11 +24,18 @@ struct ShaderCache;
 class ViewSink;
 
 // One vertex array on the GL side: a buffer object, or host memory when
-// buffer objects are missing or out of memory.
+// buffer objects are missing or out of memory. A smoothed layer's
+// triangles share their vertices: `elements` then holds `count` indices
+// into the `stored` vertices of `buffer`, which has room for `room`; the
+// vertices that moves make are put after the stored ones, and the indices
+// of the corners they change are written over.
 struct VertexRun {
   GLuint buffer = 0;
   std::vector<DrawVertex> host;
   int32_t count = 0;
+  GLuint elements = 0;
+  int32_t stored = 0;
+  int32_t room = 0;
 };
 
 // What the display positions of the points depend on.
@@ -81,6 +88,7 @@ struct ModelDisplays {
   ViewSink* sink = nullptr;  // where shader sources come from
   LayerVertices scratch;
   LayerPatch patch;  // working space of patchLayerVertices
+  SharedTriangles shared;
   std::vector<std::string> failures;  // reported once the frame is done
   // The marks of selected joints and collide objects, rebuilt in host
   // memory for every model drawn: they are few, and reading them afresh
@@ -90,6 +98,8 @@ struct ModelDisplays {
 };
 
 bool haveBuffers();
+// Forgets the run's indices, if it shares its vertices.
+void dropElements(ModelDisplays* store, VertexRun* run);
 // Forgets the run; its buffer waits in `doomed` for the next frame.
 void dropRun(ModelDisplays* store, VertexRun* run);
 void dropLayer(ModelDisplays* store, LayerDisplay* layer);
@@ -116,10 +126,17 @@ bool writeMappedBuffer(GLuint* buffer, size_t bytes,
 // an error): then the run is empty and the vertices are to be uploaded.
 bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
                    const std::function<void(DrawVertex*)>& write);
+// Replaces the run's vertices with the shared ones, leaving room after
+// them for the vertices of later patches; false when the GL cannot take
+// them (the run is then empty, and the unshared vertices are to be
+// uploaded).
+bool uploadShared(ModelDisplays* store, VertexRun* run,
+                  const SharedTriangles& shared);
 // The run's buffer now holds `count` vertices written through a mapping.
 void takeWritten(VertexRun* run, size_t count);
-// Rewrites vertices in place, run by run; false when a run lies outside.
-bool patchRun(VertexRun* run, const VertexPatch& patch);
+// Rewrites vertices in place, run by run; false when a run lies outside
+// or a shared run has no room left for the new vertices.
+bool patchRun(VertexRun* run, const VertexPatch& patch, LayerPatch* work);
 // After pure moves of stored points since the layer or the markers were
 // made for `d->points` / `md->markersKey`, rewrites what the moves changed
 // (draw_model.cpp has checked the rest of the keys); false when they are

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <random>
 #include <vector>
@@ -235,7 +236,44 @@ TEST_F(LayerCache, SharedPointNormalsMatchThePerCornerWalkOnFoldedMeshes) {
     if (side > 12) {
       EXPECT_GT(leftOut, 6);
     }
+    // Shared, the corners look up the very vertices they had.
+    const uint8_t selection[3] = {10, 20, 30};
+    LayerVertices deferred;
+    buildLayerVertices(m, layer, nullptr, kNormalsStoredElseSmooth, 0.0f, selection,
+                       &deferred, true);
+    SharedTriangles shared;
+    writeSharedTriangles(m, layer, selection, deferred, &shared);
+    ASSERT_EQ(shared.indices.size(), v.triangles.size());
+    for (size_t i = 0; i < v.triangles.size(); ++i) {
+      ASSERT_LT(shared.indices[i], shared.vertexCount());
+      ASSERT_EQ(std::memcmp(&shared.vertex(shared.indices[i]), &v.triangles[i],
+                            sizeof(DrawVertex)), 0) << "round " << round << " corner " << i;
+    }
   }
+}
+
+TEST_F(LayerCache, SharingKeepsOneVertexPerPointOfASmoothTriangleSheet) {
+  freeModel(m);
+  m = createModel(nullptr, "sheet", nullptr);
+  addLayer(m, "a", 255, 0, 0, 1, 0, 0);
+  constexpr int kSide = 20;
+  for (int y = 0; y <= kSide; ++y)
+    for (int x = 0; x <= kSide; ++x)
+      addPoint(m, 1 + y * (kSide + 1) + x, static_cast<float>(x), static_cast<float>(y),
+               0.01f * static_cast<float>(x * y));
+  for (int y = 0; y < kSide; ++y)
+    for (int x = 0; x < kSide; ++x) {
+      const int32_t a = 1 + y * (kSide + 1) + x, b = a + 1, c = a + kSide + 1, d = c + 1;
+      const int32_t one[3] = {a, b, d}, two[3] = {a, d, c};
+      addTriangle(m, "a", 3, one, 0);
+      addTriangle(m, "a", 3, two, 0);
+    }
+  const uint8_t selection[3] = {10, 20, 30};
+  buildLayerVertices(m, findLayer(m, "a"), nullptr, kNormalsStoredElseSmooth, 0.0f,
+                     selection, &v, true);
+  SharedTriangles shared;
+  writeSharedTriangles(m, findLayer(m, "a"), selection, v, &shared);
+  EXPECT_EQ(shared.vertexCount(), static_cast<size_t>((kSide + 1) * (kSide + 1)));
 }
 
 TEST_F(LayerCache, LinesAreSegmentsWithClosingSegmentsLastAndNormalLinesStartAtCorners) {
