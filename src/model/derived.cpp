@@ -44,16 +44,21 @@ int32_t recomputeLayerBounds(const Model* model, Layer* layer) {
 }
 
 // The layer's bounds as a recompute gives them: from its box when the
-// polygon index knows it.
+// polygon index knows it, else from the fold the triangles' adds kept.
 void refreshBounds(Model* model, Layer* layer) {
   const int32_t slot = layerSlotOf(model, layer);
   PolygonIndex* index = builtPolygons(model);
-  if (index == nullptr || !layerBoxBounds(index, slot, layer->bounds)) {
-    const int32_t state = recomputeLayerBounds(model, layer);
+  const bool boxed = index != nullptr && layerBoxBounds(index, slot, layer->bounds);
+  int32_t state = kBoxEmpty;
+  if (!boxed) {
+    if (!runningBounds(model, layer, layer->bounds, &state))
+      state = recomputeLayerBounds(model, layer);
     if (index != nullptr) layerBoxSet(index, slot, layer->bounds, state);
   }
   layer->boundsStale = 0;
   touchLayer(model, layer);
+  // Later adds carry the fold on from here.
+  if (!boxed) noteBoundsRecomputed(model, layer, state);
 }
 
 // Which coordinate an image axis code reads and whether it runs from the

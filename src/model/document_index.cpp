@@ -1,8 +1,11 @@
 #include "model/document_index.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "model/geometry.h"
 #include "model/point_moves.h"
@@ -15,8 +18,20 @@ struct SlotList {
   int32_t limit = 0;
 };
 
+// A layer's bounds folded as its triangles came (see noteTriangleAdded):
+// valid while the layer and the model still have the revisions recorded.
+struct RunningBounds {
+  float bounds[6];
+  uint32_t layerRevision;
+  uint32_t modelRevision;
+  int32_t lastSlot;  // the highest slot the layer's triangles take
+  bool nan;
+  bool valid;
+};
+
 struct DocumentIndex {
   bool off = false;
+  std::vector<RunningBounds> running;  // by layer slot
   std::unique_ptr<PositionIndex> positions;
   std::unique_ptr<NumberHeap> numbers;
   std::unique_ptr<PolygonIndex> polygons;
@@ -276,6 +291,7 @@ void noteLayersRenumbered(Model* model) {
   DocumentIndex* index = existing(model);
   if (index == nullptr) return;
   index->polygons.reset();
+  index->running.clear();
   listForget(&index->stale);
   listForget(&index->automatic);
   listForget(&index->entries);
@@ -296,6 +312,92 @@ void markBoundsStale(Model* model, Layer* layer) {
   layer->boundsStale = 1;
   DocumentIndex* index = existing(model);
   if (index != nullptr) listPush(&index->stale, layerSlotOf(model, layer));
+}
+
+namespace {
+
+RunningBounds* runningOf(const Model* model, const Layer* layer, bool grow) {
+  DocumentIndex* index = grow ? recordOf(model) : existing(model);
+  if (index == nullptr) return nullptr;
+  const size_t slot = static_cast<size_t>(layerSlotOf(model, layer));
+  if (slot >= index->running.size()) {
+    if (!grow) return nullptr;
+    try {
+      index->running.resize(slot + 1, RunningBounds{{0, 0, 0, 0, 0, 0}, 0, 0, -1, false, false});
+    } catch (const std::bad_alloc&) {
+      return nullptr;  // a cache: the recompute runs instead
+    }
+  }
+  return &index->running[slot];
+}
+
+}  // namespace
+
+void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
+                       const Point* const* corners, int32_t count,
+                       uint32_t layerBefore, uint32_t modelBefore) {
+  RunningBounds* r = runningOf(model, layer, true);
+  if (r == nullptr) return;
+  // Slot order is the fold's order only while each triangle lands after
+  // all the others.
+  const bool alone = tableCount(&layer->triangles) == 1;
+  const bool goesOn = r->valid && r->layerRevision == layerBefore &&
+                      r->modelRevision == modelBefore && slot > r->lastSlot;
+  r->layerRevision = layer->revision;
+  r->modelRevision = model->revision;
+  r->lastSlot = slot;
+  r->valid = alone || goesOn;
+  if (!r->valid) return;
+  // The recompute's fold: the first corner sets all six; then a bound
+  // moves only for a value strictly past it, so a tie keeps the earlier
+  // one and a NaN bound stays.
+  float b[6];
+  std::memcpy(b, r->bounds, sizeof b);
+  bool nan = alone ? false : r->nan;
+  int32_t i = 0;
+  if (alone && count > 0) {
+    const float v[3] = {corners[0]->x, corners[0]->y, corners[0]->z};
+    for (int k = 0; k < 3; ++k) {
+      b[k] = b[k + 3] = v[k];
+      nan |= v[k] != v[k];
+    }
+    i = 1;
+  }
+  for (; i < count; ++i) {
+    const float v[3] = {corners[i]->x, corners[i]->y, corners[i]->z};
+    for (int k = 0; k < 3; ++k) {
+      b[k] = v[k] < b[k] ? v[k] : b[k];
+      b[k + 3] = v[k] > b[k + 3] ? v[k] : b[k + 3];
+      nan |= v[k] != v[k];
+    }
+  }
+  std::memcpy(r->bounds, b, sizeof b);
+  r->nan = nan;
+}
+
+void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state) {
+  RunningBounds* r = runningOf(model, layer, state != kBoxEmpty);
+  if (r == nullptr) return;
+  r->valid = state != kBoxEmpty;
+  r->lastSlot = -1;
+  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+       s = tableNextSlot(&layer->triangles, s))
+    r->lastSlot = s;
+  std::memcpy(r->bounds, layer->bounds, sizeof r->bounds);
+  r->nan = state == kBoxUnknown;
+  r->layerRevision = layer->revision;
+  r->modelRevision = model->revision;
+}
+
+bool runningBounds(const Model* model, const Layer* layer, float bounds[6],
+                   int32_t* state) {
+  const RunningBounds* r = runningOf(model, layer, false);
+  if (r == nullptr || !r->valid || r->layerRevision != layer->revision ||
+      r->modelRevision != model->revision || tableCount(&layer->triangles) == 0)
+    return false;
+  std::memcpy(bounds, r->bounds, sizeof r->bounds);
+  *state = r->nan ? kBoxUnknown : kBoxKnown;
+  return true;
 }
 
 bool takeStaleLayers(Model* model, IndexArray<int32_t>* slots) {

@@ -87,6 +87,25 @@ void notePolygonMarked(Model* model, int32_t id, bool line);
 // ---- Due bounds ---------------------------------------------------------------
 // Marks the layer's bounds as due (Layer::boundsStale) and lists it.
 void markBoundsStale(Model* model, Layer* layer);
+
+// Bounds kept as triangles go to the end of a layer's table (a file's
+// layers, a script adding triangle after triangle): the fold of the due
+// recompute (derived.cpp), carried on corner by corner, so that the
+// recompute need not look every corner up again. Each call comes after
+// the change's revisions were bumped; `layerBefore` and `modelBefore` are
+// the revisions the layer and the model had before it. A fold that
+// missed any other change of the layer or the points no longer matches
+// their revisions and is not used.
+// The triangle in `slot` was added with the points of its corners.
+void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
+                       const Point* const* corners, int32_t count,
+                       uint32_t layerBefore, uint32_t modelBefore);
+// The layer's bounds were recomputed (`state` a BoxState): the fold goes
+// on from them.
+void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state);
+// The fold's bounds and BoxState when it stands for the recompute now.
+bool runningBounds(const Model* model, const Layer* layer, float bounds[6],
+                   int32_t* state);
 // The slots of the layers whose bounds are due, in slot order, and true;
 // false when not known (every layer is to be looked at). The list empties.
 bool takeStaleLayers(Model* model, IndexArray<int32_t>* slots);

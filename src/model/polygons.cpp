@@ -20,12 +20,15 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
     lastErrorReportf("bad polygon kind: %d", kind);
     return 0;
   }
+  const Point* corners[kMaxPolygonPoints];
   for (int32_t i = 0; i < count && !pointsKnown; ++i) {
-    if (findPoint(model, points[i]) == nullptr) {
+    corners[i] = findPoint(model, points[i]);
+    if (corners[i] == nullptr) {
       lastErrorReportf("point not found: %d", points[i]);
       return 0;
     }
   }
+  const uint32_t layerBefore = layer->revision, modelBefore = model->revision;
   // Made aside first: `points` may lie in a record of this very table,
   // which the insert can move.
   Polygon made = {};
@@ -58,6 +61,10 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
   notePolygonAdded(model, layer, id, isLine<Polygon>());
   markBoundsStale(model, layer);
   touchLayer(model, layer);
+  // Triangles whose points were looked up carry the layer's bounds on.
+  if (!isLine<Polygon>() && !pointsKnown)
+    noteTriangleAdded(model, layer, tablePosition(&(layer->*table), id, false), corners,
+                      count, layerBefore, modelBefore);
   return id;
 }
 
