@@ -186,9 +186,9 @@ void storedColour(float rgb[3]) {
 }  // namespace
 
 void importReserve(ImportBuilder* b, size_t vertices) {
-  size_t slots = b->positions.slots.size();
-  while (slots < 2 * vertices + 2) slots *= 2;
-  if (slots > b->positions.slots.size()) positionsGrow(&b->positions, slots);
+  // The position table grows only when a reader leaves the joining of
+  // positions to the builder (importVertex).
+  b->firstPointAt.reserve(vertices);
   b->usedBy.reserve(vertices + 1);
   b->placed.reserve(3 * (vertices + 1));
 }
@@ -201,6 +201,8 @@ void importBegin(ImportBuilder* b, Model* model) {
   b->usedBy.shrink_to_fit();
   b->placed.assign(3, 0.0f);
   b->placed.shrink_to_fit();
+  b->firstPointAt.clear();
+  b->firstPointAt.shrink_to_fit();
   b->nextPoint = 1;
   b->counts = ImportCounts();
   b->layer = nullptr;
@@ -246,9 +248,60 @@ bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
   return true;
 }
 
+namespace {
+
+// Finds where the point first made at `position` is kept: the slot of the
+// position table, or the reader's number of the first vertex there.
+struct FirstAt {
+  PositionTable* table;  // null: `cell` is the place
+  int32_t* cell;
+};
+
+int32_t* firstPointCell(const FirstAt& at, const uint32_t key[3]) {
+  if (at.table == nullptr) return at.cell;
+  PositionSlot* there = positionSlot(at.table, key);
+  // An empty slot is the position's from now on: a point is made there
+  // at once (a slot whose point stays 0 still reads as empty).
+  if (there->point == 0) {
+    there->x = key[0];
+    there->y = key[1];
+    there->z = key[2];
+  }
+  return &there->point;
+}
+
+int32_t addVertex(ImportBuilder* b, const float position[3], const FirstAt& at,
+                  const float* normal, const float* uv, const float* colour);
+
+}  // namespace
+
 int32_t importVertex(ImportBuilder* b, const float position[3],
                      const float* normal, const float* uv,
                      const float* colour) {
+  return addVertex(b, position, FirstAt{&b->positions, nullptr}, normal, uv, colour);
+}
+
+int32_t importPlacedVertex(ImportBuilder* b, const float position[3],
+                           uint32_t first, const float* normal, const float* uv,
+                           const float* colour) {
+  if (b->failed || b->layer == nullptr) return 0;
+  const size_t self = b->firstPointAt.size();
+  b->firstPointAt.push_back(0);
+  int32_t* cell = &b->firstPointAt[self];
+  if (first < self) {
+    const int32_t there = b->firstPointAt[first];
+    const float* p = there > 0 ? &b->placed[3 * static_cast<size_t>(there)] : nullptr;
+    if (p != nullptr && bitsOf(p[0]) == bitsOf(position[0]) &&
+        bitsOf(p[1]) == bitsOf(position[1]) && bitsOf(p[2]) == bitsOf(position[2]))
+      cell = &b->firstPointAt[first];
+  }
+  return addVertex(b, position, FirstAt{nullptr, cell}, normal, uv, colour);
+}
+
+namespace {
+
+int32_t addVertex(ImportBuilder* b, const float position[3], const FirstAt& at,
+                  const float* normal, const float* uv, const float* colour) {
   if (b->failed || b->layer == nullptr) return 0;
   if (!allFinite(position, 3)) {
     lastErrorReport("a vertex position is not finite");
@@ -268,16 +321,15 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   const bool seams = words > 3;
   bool made = false;
   int32_t point = seams ? keysFind(b->layerKeys, key) : 0;
-  PositionSlot* there = nullptr;
+  int32_t* there = nullptr;  // the point first made at the position
   if (point == 0) {
-    there = positionSlot(&b->positions, key);
-    if (!seams && there->point != 0 &&
-        b->usedBy[static_cast<size_t>(there->point)] == b->layerIndex)
-      point = there->point;
+    there = firstPointCell(at, key);
+    if (!seams && *there != 0 && b->usedBy[static_cast<size_t>(*there)] == b->layerIndex)
+      point = *there;
   }
   if (point == 0) {
-    if (there->point != 0 && b->usedBy[static_cast<size_t>(there->point)] != b->layerIndex) {
-      point = there->point;
+    if (*there != 0 && b->usedBy[static_cast<size_t>(*there)] != b->layerIndex) {
+      point = *there;
     } else {
       point = b->nextPoint;
       if (point == INT32_MAX ||
@@ -291,9 +343,9 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
       made = true;
       b->usedBy.push_back(0);
       b->placed.insert(b->placed.end(), position, position + 3);
-      if (there->point == 0) {
-        *there = {key[0], key[1], key[2], point};
-        ++b->positions.used;
+      if (*there == 0) {
+        *there = point;
+        if (at.table != nullptr) ++at.table->used;
       }
     }
     b->usedBy[static_cast<size_t>(point)] = b->layerIndex;
@@ -326,6 +378,8 @@ int32_t importVertex(ImportBuilder* b, const float position[3],
   }
   return point;
 }
+
+}  // namespace
 
 void importPrefetch(const ImportBuilder* b, const float position[3]) {
   const uint32_t key[3] = {bitsOf(position[0]), bitsOf(position[1]), bitsOf(position[2])};

@@ -55,6 +55,10 @@ struct PositionTable {
 struct ImportBuilder {
   Model* model = nullptr;
   PositionTable positions;          // position -> first point made there
+  // The same, when the reader says which vertex came first at each
+  // position (importPlacedVertex): by the vertex's place among all those
+  // sent, the point the first one there made.
+  std::vector<int32_t> firstPointAt;
   VertexKeys layerKeys;             // this layer's vertices -> point
   std::vector<int32_t> usedBy;      // by point number: layer that used it
   std::vector<float> placed;        // by point number: its x y z
@@ -95,6 +99,15 @@ bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
 int32_t importVertex(ImportBuilder* b, const float position[3],
                      const float* normal, const float* uv,
                      const float* colour);
+// The same for a reader that joined positions itself: this is the
+// import's vertex number `b->firstPointAt.size()` (counting from 0 over
+// every mesh), and `first` the number of the first vertex sent at the
+// same position (the same number when none came before). A `first` that
+// names a later vertex or another position is not believed: the vertex is
+// taken as the first at its position.
+int32_t importPlacedVertex(ImportBuilder* b, const float position[3],
+                           uint32_t first, const float* normal, const float* uv,
+                           const float* colour);
 // A hint that `position` comes soon: the table slot it will ask for is
 // fetched into the cache meanwhile (a large model's table is far larger
 // than the cache, and each vertex would otherwise wait for memory).

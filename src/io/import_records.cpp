@@ -121,7 +121,7 @@ struct RecordIn {
 
 size_t vertexFloats(uint8_t flags) {
   return 3 + ((flags & kRecordNormals) ? 3 : 0) + ((flags & kRecordUvs) ? 2 : 0) +
-         ((flags & kRecordColours) ? 4 : 0);
+         ((flags & kRecordColours) ? 4 : 0) + ((flags & kRecordFirsts) ? 1 : 0);
 }
 
 void putReserve(RecordOut* out, uint64_t points) {
@@ -253,11 +253,13 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
           return nonsense("vertices");
         vertices.resize(size_t{count} * stride);
         if (count > 0 && !in.take(vertices.data(), vertices.size() * sizeof(float))) return false;
-        // Fetched a few vertices ahead: the point table is far larger
-        // than the cache.
+        // Without firsts, the position table's slots are fetched a few
+        // vertices ahead: the table is far larger than the cache.
         constexpr uint32_t kAhead = 16;
+        const bool firsts = (flags & kRecordFirsts) != 0;
         for (uint32_t v = 0; v < count && !b->failed; ++v) {
-          if (v + kAhead < count) importPrefetch(b, &vertices[size_t{v + kAhead} * stride]);
+          if (!firsts && v + kAhead < count)
+            importPrefetch(b, &vertices[size_t{v + kAhead} * stride]);
           const float* at = &vertices[size_t{v} * stride];
           const float* normal = nullptr;
           const float* uv = nullptr;
@@ -271,8 +273,17 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
             uv = at + k;
             k += 2;
           }
-          if (flags & kRecordColours) colour = at + k;
-          pointOf.push_back(importVertex(b, at, normal, uv, colour));
+          if (flags & kRecordColours) {
+            colour = at + k;
+            k += 4;
+          }
+          if (firsts) {
+            uint32_t first = 0;
+            std::memcpy(&first, at + k, 4);
+            pointOf.push_back(importPlacedVertex(b, at, first, normal, uv, colour));
+          } else {
+            pointOf.push_back(importVertex(b, at, normal, uv, colour));
+          }
         }
         break;
       }

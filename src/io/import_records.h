@@ -16,6 +16,9 @@
 constexpr uint8_t kRecordNormals = 1;  // 3 floats; NaN x: this vertex has none
 constexpr uint8_t kRecordUvs = 2;      // 2 floats, top-left origin
 constexpr uint8_t kRecordColours = 4;  // 4 floats, display colour
+// 1 word in a float's place: the number (from 0, over every mesh sent) of
+// the first vertex sent at this vertex's position (importPlacedVertex).
+constexpr uint8_t kRecordFirsts = 8;
 
 // Buffered writing to a pipe (the reader's side).
 struct RecordOut {

@@ -120,6 +120,54 @@ TEST_F(ImportBuild, VerticesJoinByPositionButSeamsKeepTheirOwnPointsAndNormalsMu
   EXPECT_NE(tableFind(&findLayer(m, "n")->normals, agreed), nullptr);
 }
 
+// A reader that names the first vertex at each position gets the points
+// the builder's own table gives; one that names a vertex elsewhere, or
+// one not sent yet, joins nothing it should not.
+TEST_F(ImportBuild, FirstsNamedByTheReaderJoinAsTheTableDoesAndFalseOnesJoinNothing) {
+  Model* plain = createModel(nullptr, "p.mod", nullptr);
+  ImportBuilder t;
+  importBegin(&t, plain);
+  const float at[3][3] = {{1, 2, 3}, {4, 5, 6}, {-0.0f, 0, 0}};
+  const float uvs[2][2] = {{0, 0}, {1, 0}};
+  // (position, uv) per vertex, two layers: the first with uvs.
+  const int sequence[2][5][2] = {{{0, 0}, {0, 0}, {0, 1}, {1, 0}, {2, 1}},
+                                 {{1, 0}, {0, 0}, {2, 0}, {2, 0}, {0, 0}}};
+  uint32_t firstOf[3] = {0, 0, 0};
+  bool seen[3] = {false, false, false};
+  uint32_t sent = 0;
+  for (int layer = 0; layer < 2; ++layer) {
+    ASSERT_TRUE(importLayer(&b, "l", plainLook(), layer == 0, false, nullptr));
+    ASSERT_TRUE(importLayer(&t, "l", plainLook(), layer == 0, false, nullptr));
+    for (const auto& v : sequence[layer]) {
+      const int position = v[0];
+      if (!seen[position]) firstOf[position] = sent;
+      seen[position] = true;
+      ++sent;
+      const float* uv = layer == 0 ? uvs[v[1]] : nullptr;
+      EXPECT_EQ(importPlacedVertex(&b, at[position], firstOf[position], nullptr, uv, nullptr),
+                importVertex(&t, at[position], nullptr, uv, nullptr))
+          << "layer " << layer << " vertex " << sent - 1;
+    }
+    importEndLayer(&b);
+    importEndLayer(&t);
+  }
+  EXPECT_EQ(b.counts.points, t.counts.points);
+  freeModel(plain);
+  // Lies: a first at another position, and one not sent yet.
+  ASSERT_TRUE(importLayer(&b, "lies", plainLook(), false, false, nullptr));
+  const float elsewhere[3] = {7, 8, 9};
+  const int32_t before = b.counts.points;
+  const int32_t own = importPlacedVertex(&b, elsewhere, firstOf[0], nullptr, nullptr, nullptr);
+  EXPECT_EQ(b.counts.points, before + 1);
+  const Point* made = findPoint(m, own);
+  ASSERT_NE(made, nullptr);
+  EXPECT_EQ(made->x, 7.0f);
+  const int32_t ahead = importPlacedVertex(&b, at[1], 1000, nullptr, nullptr, nullptr);
+  EXPECT_EQ(findPoint(m, ahead)->y, 5.0f);
+  EXPECT_EQ(importPlacedVertex(&b, elsewhere, sent, nullptr, nullptr, nullptr), own);
+  importEndLayer(&b);
+}
+
 TEST_F(ImportBuild, OneColourForEveryVertexBecomesTheLayerColourSegmentsJoinNamesAreSafe) {
   const float p[3] = {0, 0, 0}, q[3] = {1, 0, 0};
   const float black[4] = {0, 0, 0, 1};
