@@ -473,6 +473,16 @@ void shareSmoothedFaces(const LayerSources& src, const LayerVertices& built,
                   });
                 });
   out->vertices[half].resize(static_cast<size_t>(distinct));  // never grows
+  // The heads go back to empty for the next layer: only those touched,
+  // so that a small layer of a big model costs what it uses.
+  const SmoothScratch& smooth = built.smooth;
+  auto cornerOf = [&](int32_t f) {
+    return f < static_cast<int32_t>(smooth.faceStart.size())
+               ? static_cast<size_t>(smooth.faceStart[f])
+               : smooth.cornerSlots.size();
+  };
+  const size_t from = cornerOf(begin), to = cornerOf(end);
+  for (size_t c = from; c < to; ++c) head[smooth.cornerSlots[c]] = -1;
 }
 
 // Where every smoothed face goes, its selection counted; the triangle
@@ -612,7 +622,8 @@ void writeSharedTriangles(const Model* model, const Layer* layer,
     const size_t most = half == 0 ? all : later;
     out->vertices[half].resize(most);
     out->next[half].resize(most);
-    out->head[half].assign(slots, -1);
+    // Empty between builds: each build empties the heads it used.
+    if (out->head[half].size() < slots) out->head[half].resize(slots, -1);
   }
   bool laterRan = false;
   inTwoHalves(faces, [&](int32_t begin, int32_t end) {

@@ -214,8 +214,8 @@ struct LayerVertices {
 struct SharedTriangles {
   UnsetVector<DrawVertex> vertices[2];
   UnsetVector<uint32_t> indices;
-  // Working space per half: per point slot its first vertex, per vertex
-  // the next one of the same slot.
+  // Working space per half: per point slot its first vertex (-1 between
+  // builds), per vertex the next one of the same slot.
   std::vector<int32_t> head[2];
   UnsetVector<int32_t> next[2];
   size_t vertexCount() const { return vertices[0].size() + vertices[1].size(); }
