@@ -50,15 +50,16 @@ void refreshBounds(Model* model, Layer* layer) {
   PolygonIndex* index = builtPolygons(model);
   const bool boxed = index != nullptr && layerBoxBounds(index, slot, layer->bounds);
   int32_t state = kBoxEmpty;
+  bool folded = false;
   if (!boxed) {
-    if (!runningBounds(model, layer, layer->bounds, &state))
-      state = recomputeLayerBounds(model, layer);
+    folded = runningBounds(model, layer, layer->bounds, &state);
+    if (!folded) state = recomputeLayerBounds(model, layer);
     if (index != nullptr) layerBoxSet(index, slot, layer->bounds, state);
   }
   layer->boundsStale = 0;
   touchLayer(model, layer);
   // Later adds carry the fold on from here.
-  if (!boxed) noteBoundsRecomputed(model, layer, state);
+  if (!boxed) noteBoundsRecomputed(model, layer, state, folded);
 }
 
 // Which coordinate an image axis code reads and whether it runs from the

@@ -351,8 +351,10 @@ void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
   // The recompute's fold: the first corner sets all six; then a bound
   // moves only for a value strictly past it, so a tie keeps the earlier
   // one and a NaN bound stays.
+  // Element by element in and out: a block copy of floats just stored one
+  // by one waits for the stores.
   float b[6];
-  std::memcpy(b, r->bounds, sizeof b);
+  for (int k = 0; k < 6; ++k) b[k] = r->bounds[k];
   bool nan = alone ? false : r->nan;
   int32_t i = 0;
   if (alone && count > 0) {
@@ -371,18 +373,21 @@ void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
       nan |= v[k] != v[k];
     }
   }
-  std::memcpy(r->bounds, b, sizeof b);
+  for (int k = 0; k < 6; ++k) r->bounds[k] = b[k];
   r->nan = nan;
 }
 
-void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state) {
+void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state, bool folded) {
   RunningBounds* r = runningOf(model, layer, state != kBoxEmpty);
   if (r == nullptr) return;
   r->valid = state != kBoxEmpty;
-  r->lastSlot = -1;
-  for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
-       s = tableNextSlot(&layer->triangles, s))
-    r->lastSlot = s;
+  // From the fold, the last slot is the one its last add took.
+  if (!folded) {
+    r->lastSlot = -1;
+    for (int32_t s = tableNextSlot(&layer->triangles, -1); s >= 0;
+         s = tableNextSlot(&layer->triangles, s))
+      r->lastSlot = s;
+  }
   std::memcpy(r->bounds, layer->bounds, sizeof r->bounds);
   r->nan = state == kBoxUnknown;
   r->layerRevision = layer->revision;

@@ -100,9 +100,9 @@ void markBoundsStale(Model* model, Layer* layer);
 void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
                        const Point* const* corners, int32_t count,
                        uint32_t layerBefore, uint32_t modelBefore);
-// The layer's bounds were recomputed (`state` a BoxState): the fold goes
-// on from them.
-void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state);
+// The layer's bounds were recomputed (`state` a BoxState), or taken from
+// the fold (`folded`): the fold goes on from them.
+void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state, bool folded);
 // The fold's bounds and BoxState when it stands for the recompute now.
 bool runningBounds(const Model* model, const Layer* layer, float bounds[6],
                    int32_t* state);
