@@ -576,14 +576,8 @@ bool absorbWhole(Model* model, Model* source) {
   for (int32_t s = tableNextSlot(&model->points, -1); s >= 0;
        s = tableNextSlot(&model->points, s)) {
     Point* p = tableAt<Point>(&model->points, s);
-    if (first) {
-      const float at[3] = {p->x, p->y, p->z};
-      std::memcpy(model->boundsMin, at, sizeof at);
-      std::memcpy(model->boundsMax, at, sizeof at);
-      first = false;
-    } else {
-      geometry_detail::growModelBounds(model, p->x, p->y, p->z);
-    }
+    geometry_detail::takeIntoModelBounds(model, p->x, p->y, p->z, first);
+    first = false;
     p->flags = 0;
   }
   touchModel(model);

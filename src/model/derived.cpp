@@ -32,11 +32,8 @@ int32_t recomputeLayerBounds(const Model* model, Layer* layer) {
   for (int i = 0; i < 6; ++i) b[i] = 0.0f;
   forEachTriangleCorner(model, layer, [&](int32_t, const Point* p) {
     const float v[3] = {p->x, p->y, p->z};
-    for (int k = 0; k < 3; ++k) {
-      if (first || v[k] < b[k]) b[k] = v[k];
-      if (first || v[k] > b[k + 3]) b[k + 3] = v[k];
-      nan = nan || std::isnan(v[k]);
-    }
+    foldCorner(b, v, first);
+    nan = nan || std::isnan(v[0]) || std::isnan(v[1]) || std::isnan(v[2]);
     first = false;
     return true;
   });

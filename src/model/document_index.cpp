@@ -1,7 +1,6 @@
 #include "model/document_index.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -348,30 +347,15 @@ void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
   r->lastSlot = slot;
   r->valid = alone || goesOn;
   if (!r->valid) return;
-  // The recompute's fold: the first corner sets all six; then a bound
-  // moves only for a value strictly past it, so a tie keeps the earlier
-  // one and a NaN bound stays.
   // Element by element in and out: a block copy of floats just stored one
   // by one waits for the stores.
   float b[6];
   for (int k = 0; k < 6; ++k) b[k] = r->bounds[k];
   bool nan = alone ? false : r->nan;
-  int32_t i = 0;
-  if (alone && count > 0) {
-    const float v[3] = {corners[0]->x, corners[0]->y, corners[0]->z};
-    for (int k = 0; k < 3; ++k) {
-      b[k] = b[k + 3] = v[k];
-      nan |= v[k] != v[k];
-    }
-    i = 1;
-  }
-  for (; i < count; ++i) {
+  for (int32_t i = 0; i < count; ++i) {
     const float v[3] = {corners[i]->x, corners[i]->y, corners[i]->z};
-    for (int k = 0; k < 3; ++k) {
-      b[k] = v[k] < b[k] ? v[k] : b[k];
-      b[k + 3] = v[k] > b[k + 3] ? v[k] : b[k + 3];
-      nan |= v[k] != v[k];
-    }
+    foldCorner(b, v, alone && i == 0);
+    nan |= (v[0] != v[0]) | (v[1] != v[1]) | (v[2] != v[2]);
   }
   for (int k = 0; k < 6; ++k) r->bounds[k] = b[k];
   r->nan = nan;

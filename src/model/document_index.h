@@ -54,8 +54,7 @@ PolygonIndex* polygonsOf(const Model* model);
 PolygonIndex* builtPolygons(const Model* model);
 
 inline int32_t layerSlotOf(const Model* model, const Layer* layer) {
-  const auto* at = reinterpret_cast<const unsigned char*>(layer);
-  return static_cast<int32_t>((at - model->layers.elements) / model->layers.elementSize);
+  return tableSlotOf(&model->layers, layer);
 }
 
 // ---- Changes ----------------------------------------------------------------

@@ -165,13 +165,7 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
     notePointAdded(model, number);
     touchModel(model);
   }
-  if (first) {
-    model->boundsMin[0] = model->boundsMax[0] = x;
-    model->boundsMin[1] = model->boundsMax[1] = y;
-    model->boundsMin[2] = model->boundsMax[2] = z;
-  } else {
-    growModelBounds(model, x, y, z);
-  }
+  takeIntoModelBounds(model, x, y, z, first);
   return true;
 }
 

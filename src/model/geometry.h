@@ -88,6 +88,16 @@ void flushDerived(Model* model);
 // max x y z) and the uvee of a point for an image of the layer, both up to
 // date. Null when the image or the point has none.
 const float* layerBounds(Model* model, Layer* layer);
+// One corner into a layer's bounds (min x y z, then max) as the recompute
+// folds them, corner by corner in table order: the first corner sets all
+// six; later a bound moves only for a value strictly past it, so a tie
+// keeps the earlier value (0 or -0) and a NaN bound stays.
+inline void foldCorner(float bounds[6], const float v[3], bool first) {
+  for (int k = 0; k < 3; ++k) {
+    bounds[k] = first || v[k] < bounds[k] ? v[k] : bounds[k];
+    bounds[k + 3] = first || v[k] > bounds[k + 3] ? v[k] : bounds[k + 3];
+  }
+}
 // Bounds that whoever added the layer's triangles worked out as it went,
 // exactly as the due recompute would (every corner in table order, the
 // first one setting all six, none NaN): they stand for that recompute.

@@ -54,4 +54,14 @@ void growModelBounds(Model* model, float x, float y, float z) {
   }
 }
 
+void takeIntoModelBounds(Model* model, float x, float y, float z, bool first) {
+  if (!first) {
+    growModelBounds(model, x, y, z);
+    return;
+  }
+  model->boundsMin[0] = model->boundsMax[0] = x;
+  model->boundsMin[1] = model->boundsMax[1] = y;
+  model->boundsMin[2] = model->boundsMax[2] = z;
+}
+
 }  // namespace geometry_detail

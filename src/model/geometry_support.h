@@ -31,6 +31,9 @@ Layer* requireLayer(const Model* model, const char* name);
 Image* requireImage(Model* model, const char* layerName, int32_t number);
 
 void growModelBounds(Model* model, float x, float y, float z);
+// A point into the model's bounds as adding it leaves them: the first
+// point of an empty model sets them, whatever they were.
+void takeIntoModelBounds(Model* model, float x, float y, float z, bool first);
 
 // Find-or-add of a keyed record; null with "out of memory" as the reason.
 template <class T, class Key>

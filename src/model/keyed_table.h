@@ -103,6 +103,11 @@ void* tableNext(KeyedTable* t, const char** key);
 
 // Cursor-free walk: the next slot in use after `slot` (-1 to start), or -1.
 int32_t tableNextSlot(const KeyedTable* t, int32_t slot);
+// The slot of an element the table holds (a pointer into its elements).
+inline int32_t tableSlotOf(const KeyedTable* t, const void* element) {
+  return static_cast<int32_t>(
+      (static_cast<const unsigned char*>(element) - t->elements) / t->elementSize);
+}
 void* tableElementAt(const KeyedTable* t, int32_t slot);
 int32_t tableIntKeyAt(const KeyedTable* t, int32_t slot);
 const char* tableStringKeyAt(const KeyedTable* t, int32_t slot);

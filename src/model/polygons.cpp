@@ -62,12 +62,9 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
   markBoundsStale(model, layer);
   touchLayer(model, layer);
   // Triangles whose points were looked up carry the layer's bounds on.
-  if (!isLine<Polygon>() && !pointsKnown) {
-    const KeyedTable* t = &(layer->*table);
-    const int32_t slot = static_cast<int32_t>(
-        (reinterpret_cast<const unsigned char*>(polygon) - t->elements) / t->elementSize);
-    noteTriangleAdded(model, layer, slot, corners, count, layerBefore, modelBefore);
-  }
+  if (!isLine<Polygon>() && !pointsKnown)
+    noteTriangleAdded(model, layer, tableSlotOf(&(layer->*table), polygon), corners, count,
+                      layerBefore, modelBefore);
   return id;
 }
 

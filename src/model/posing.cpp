@@ -74,12 +74,7 @@ void jointTransforms(const Model* model, std::vector<Affine>* world) {
       chain.push_back(at);
       const Joint* j = tableAt<Joint>(joints, at);
       const Joint* parent = tableFindT<Joint>(joints, j->parent);
-      at = parent == nullptr
-               ? -1
-               : static_cast<int32_t>(
-                     (reinterpret_cast<const unsigned char*>(parent) -
-                      joints->elements) /
-                     joints->elementSize);
+      at = parent == nullptr ? -1 : tableSlotOf(joints, parent);
     }
     // A loop ends on a joint still being visited: it is taken as a root.
     const Affine* base = (at >= 0 && state[at] == 2) ? &(*world)[at] : nullptr;
