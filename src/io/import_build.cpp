@@ -97,16 +97,35 @@ void positionsGrow(PositionTable* t, size_t slots) {
   }
 }
 
-// The slot of the position: the point made there, or the empty slot that
-// will take it (the table has room for one more).
+}  // namespace
+
+void positionKey(const float position[3], uint32_t key[3]) {
+  for (int k = 0; k < 3; ++k) key[k] = bitsOf(position[k]);
+}
+
 PositionSlot* positionSlot(PositionTable* t, const uint32_t key[3]) {
-  if (2 * (t->used + 1) > t->slots.size()) positionsGrow(t, 2 * t->slots.size());
+  if (2 * (t->used + 1) > t->slots.size()) positionsReserve(t, 1);
   const size_t mask = t->slots.size() - 1;
   for (size_t b = hashKey(key, 3) & mask;; b = (b + 1) & mask) {
     PositionSlot& s = t->slots[b];
     if (s.point == 0 || (s.x == key[0] && s.y == key[1] && s.z == key[2])) return &s;
   }
 }
+
+void positionsReserve(PositionTable* t, size_t more) {
+  size_t size = t->slots.empty() ? 64 : t->slots.size();
+  while (size < 2 * (t->used + more) + 2) size *= 2;
+  if (size != t->slots.size()) positionsGrow(t, size);
+}
+
+void positionPrefetch(const PositionTable* t, const float position[3]) {
+  if (t->slots.empty()) return;
+  uint32_t key[3];
+  positionKey(position, key);
+  __builtin_prefetch(&t->slots[hashKey(key, 3) & (t->slots.size() - 1)]);
+}
+
+namespace {
 
 // ---- Layers -----------------------------------------------------------------
 
@@ -382,9 +401,7 @@ int32_t addVertex(ImportBuilder* b, const float position[3], const FirstAt& at,
 }  // namespace
 
 void importPrefetch(const ImportBuilder* b, const float position[3]) {
-  const uint32_t key[3] = {bitsOf(position[0]), bitsOf(position[1]), bitsOf(position[2])};
-  const uint32_t hash = hashKey(key, 3);
-  __builtin_prefetch(&b->positions.slots[hash & (b->positions.slots.size() - 1)]);
+  positionPrefetch(&b->positions, position);
 }
 
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
@@ -396,13 +413,8 @@ void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
     return;
   }
   ++b->counts.triangles;
-  float* bounds = b->bounds;
   for (int32_t point : points) {
-    const float* v = &b->placed[3 * static_cast<size_t>(point)];
-    for (int k = 0; k < 3; ++k) {
-      if (!b->anyTriangle || v[k] < bounds[k]) bounds[k] = v[k];
-      if (!b->anyTriangle || v[k] > bounds[k + 3]) bounds[k + 3] = v[k];
-    }
+    foldCorner(b->bounds, &b->placed[3 * static_cast<size_t>(point)], !b->anyTriangle);
     b->anyTriangle = true;
   }
 }

@@ -52,6 +52,18 @@ struct PositionTable {
   size_t used = 0;
 };
 
+// A position's key: the bits of x, y and z, -0 taken as 0. The reader's
+// process keys positions the same way (import_scene.cpp).
+void positionKey(const float position[3], uint32_t key[3]);
+// The slot of the position: the value kept there, or the empty slot that
+// will take it (the table has room for one more; set `point` and count
+// `used` when taking it).
+PositionSlot* positionSlot(PositionTable* t, const uint32_t key[3]);
+// Room for `more` positions without growing.
+void positionsReserve(PositionTable* t, size_t more);
+// Fetches the slot the position will ask for into the cache.
+void positionPrefetch(const PositionTable* t, const float position[3]);
+
 struct ImportBuilder {
   Model* model = nullptr;
   PositionTable positions;          // position -> first point made there

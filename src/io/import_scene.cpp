@@ -167,67 +167,26 @@ Affine affineOf(const aiMatrix4x4& t) {
 // Vertices and triangles go back in runs of this many.
 constexpr uint32_t kRun = 16384;
 
-// Positions to the first vertex sent there, counted over every mesh: the
-// importer takes each vertex's point from it instead of looking the
-// position up in a table of its own, and this process has the time while
-// the importer builds what it sent before.
-struct FirstSlot {
-  uint32_t x, y, z;
-  uint32_t vertex;  // + 1; 0 empty
-};
+// Positions to the first vertex sent there (+ 1), counted over every
+// mesh: the importer takes each vertex's point from it instead of looking
+// the position up in a table of its own, and this process has the time
+// while the importer builds what it sent before.
 struct Firsts {
-  std::vector<FirstSlot> slots;  // a power of two, at most half full
-  size_t used = 0;
+  PositionTable table;
   uint32_t sent = 0;  // vertices sent so far
 };
-
-uint32_t firstHash(uint32_t x, uint32_t y, uint32_t z) {
-  uint64_t h = (x * 0x9e3779b97f4a7c15ull) ^ (y * 0xc2b2ae3d27d4eb4full) ^
-               (z * 0x165667b19e3779f9ull);
-  return static_cast<uint32_t>(h ^ (h >> 31));
-}
-
-// Room for `more` positions without growing.
-void firstsReserve(Firsts* f, size_t more) {
-  size_t size = f->slots.empty() ? 64 : f->slots.size();
-  while (size < 2 * (f->used + more) + 2) size *= 2;
-  if (size == f->slots.size()) return;
-  std::vector<FirstSlot> old(size, FirstSlot{0, 0, 0, 0});
-  old.swap(f->slots);
-  const size_t mask = size - 1;
-  for (const FirstSlot& s : old) {
-    if (s.vertex == 0) continue;
-    size_t b = firstHash(s.x, s.y, s.z) & mask;
-    while (f->slots[b].vertex != 0) b = (b + 1) & mask;
-    f->slots[b] = s;
-  }
-}
-
-// A position as the importer keys it: -0 is 0.
-void positionKey(const float* position, uint32_t key[3]) {
-  for (int k = 0; k < 3; ++k) {
-    const float v = position[k] == 0.0f ? 0.0f : position[k];
-    std::memcpy(&key[k], &v, 4);
-  }
-}
 
 // The number of the first vertex sent at the position, this one's when
 // none came before.
 uint32_t firstAt(Firsts* f, const float* position) {
   uint32_t key[3];
   positionKey(position, key);
-  if (2 * (f->used + 1) > f->slots.size()) firstsReserve(f, 1);
-  const size_t mask = f->slots.size() - 1;
+  PositionSlot* slot = positionSlot(&f->table, key);
   const uint32_t self = f->sent++;
-  for (size_t b = firstHash(key[0], key[1], key[2]) & mask;; b = (b + 1) & mask) {
-    FirstSlot& s = f->slots[b];
-    if (s.vertex == 0) {
-      s = {key[0], key[1], key[2], self + 1};
-      ++f->used;
-      return self;
-    }
-    if (s.x == key[0] && s.y == key[1] && s.z == key[2]) return s.vertex - 1;
-  }
+  if (slot->point != 0) return static_cast<uint32_t>(slot->point - 1);
+  *slot = {key[0], key[1], key[2], static_cast<int32_t>(self + 1)};
+  ++f->table.used;
+  return self;
 }
 
 // Writes the first of each of a run's `count` vertices into its last
@@ -236,11 +195,7 @@ uint32_t firstAt(Firsts* f, const float* position) {
 void putFirsts(Firsts* f, float* run, uint32_t count, size_t floats) {
   constexpr uint32_t kAhead = 16;
   for (uint32_t v = 0; v < count; ++v) {
-    if (v + kAhead < count && !f->slots.empty()) {
-      uint32_t key[3];
-      positionKey(run + (v + kAhead) * floats, key);
-      __builtin_prefetch(&f->slots[firstHash(key[0], key[1], key[2]) & (f->slots.size() - 1)]);
-    }
+    if (v + kAhead < count) positionPrefetch(&f->table, run + (v + kAhead) * floats);
     float* vertex = run + v * floats;
     const uint32_t first = firstAt(f, vertex);
     std::memcpy(vertex + floats - 1, &first, 4);
@@ -270,7 +225,7 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
   if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
   flags |= kRecordFirsts;
-  firstsReserve(&c->firsts, mesh->mNumVertices);
+  positionsReserve(&c->firsts.table, mesh->mNumVertices);
   const size_t floats = vertexFloats(flags);
   c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
   // At most this many: those alike are sent once.
