@@ -133,7 +133,6 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
       (d->points == points || patchLayer(store, model, layer, positions, points, d)))
     return true;
   d->valid = false;
-  dropElements(store, &d->triangles);
   LayerVertices& scratch = store->scratch;
   // Smoothed corners share vertices unless images or shaders need every
   // corner's own (texture coordinates and tangents go by corner).
@@ -159,7 +158,7 @@ bool refreshLayer(ModelDisplays* store, const Model* model, const Layer* layer,
     if (mapped != nullptr) {
       if (!keep) write(static_cast<DrawVertex*>(mapped));
       done = unmapFreshBuffer(&d->triangles.buffer, true, &store->doomed) && !keep;
-      if (done) takeWritten(&d->triangles, deferred);
+      if (done) takeWritten(store, &d->triangles, deferred);
     }
     if (!done && deferred > 0 && !keep)
       done = uploadWritten(store, &d->triangles, deferred, write);

@@ -425,18 +425,24 @@ void writeSmoothed(const LayerSources& src, const float* positions,
   });
 }
 
+// The first corner of face f of the smoothing pass (for f past the last
+// face, the count of corners).
+size_t firstCornerOf(const SmoothScratch& smooth, int32_t f) {
+  return f < static_cast<int32_t>(smooth.faceStart.size())
+             ? static_cast<size_t>(smooth.faceStart[f])
+             : smooth.cornerSlots.size();
+}
+
+// The first triangle vertex of face f: three per triangle of the faces
+// before it, a face of n corners being n - 2 triangles.
+size_t firstVertexOf(const SmoothScratch& smooth, int32_t f) {
+  return 3 * (firstCornerOf(smooth, f) - 2 * static_cast<size_t>(f));
+}
+
 // Writes faces [begin, end) shared into `half` of `out`: each corner's
 // vertex as writePolygon makes it, kept once per point for all the
 // corners there that are alike byte for byte; its index counts from the
-// half's first vertex.
-// The first triangle vertex of face f (all of them: the count).
-size_t firstVertexOf(const SmoothScratch& smooth, int32_t f) {
-  if (f >= static_cast<int32_t>(smooth.faceStart.size()))
-    return 3 * (smooth.cornerSlots.size() - 2 * smooth.faceStart.size());
-  return 3 * (static_cast<size_t>(smooth.faceStart[f]) - 2 * static_cast<size_t>(f));
-}
-
-// The half's arrays are sized and its heads cleared beforehand: threads
+// half's first vertex. The half's arrays are sized beforehand: threads
 // must not allocate.
 void shareSmoothedFaces(const LayerSources& src, const LayerVertices& built,
                         int32_t begin, int32_t end, int half,
@@ -476,13 +482,8 @@ void shareSmoothedFaces(const LayerSources& src, const LayerVertices& built,
   // The heads go back to empty for the next layer: only those touched,
   // so that a small layer of a big model costs what it uses.
   const SmoothScratch& smooth = built.smooth;
-  auto cornerOf = [&](int32_t f) {
-    return f < static_cast<int32_t>(smooth.faceStart.size())
-               ? static_cast<size_t>(smooth.faceStart[f])
-               : smooth.cornerSlots.size();
-  };
-  const size_t from = cornerOf(begin), to = cornerOf(end);
-  for (size_t c = from; c < to; ++c) head[smooth.cornerSlots[c]] = -1;
+  for (size_t c = firstCornerOf(smooth, begin); c < firstCornerOf(smooth, end); ++c)
+    head[smooth.cornerSlots[c]] = -1;
 }
 
 // Where every smoothed face goes, its selection counted; the triangle
@@ -495,9 +496,8 @@ void placeSmoothed(float normalLength, LayerVertices* out) {
     out->places[smooth.polygonSlots[f]] = {
         3 * (cornersBefore - 2 * f), normalLength > 0.0f ? 2 * cornersBefore : 0};
   }
-  const size_t corners = smooth.cornerSlots.size();
-  out->deferredTriangles = 3 * (corners - 2 * static_cast<size_t>(faces));
-  if (normalLength > 0.0f) out->normalLines.resize(2 * corners);
+  out->deferredTriangles = firstVertexOf(smooth, faces);
+  if (normalLength > 0.0f) out->normalLines.resize(2 * smooth.cornerSlots.size());
   out->selectedItems += smooth.selectedFaces;
 }
 

@@ -14,11 +14,17 @@ bool haveBuffers() {
          glBufferData != nullptr && glDeleteBuffers != nullptr;
 }
 
+namespace {
+
+// Forgets the run's indices, if it shares its vertices: every way of
+// putting new vertices into a run goes through here.
 void dropElements(ModelDisplays* store, VertexRun* run) {
   if (run->elements != 0) store->doomed.push_back(run->elements);
   run->elements = 0;
   run->stored = run->room = 0;
 }
+
+}  // namespace
 
 void dropRun(ModelDisplays* store, VertexRun* run) {
   dropElements(store, run);
@@ -129,7 +135,8 @@ bool writeMappedBuffer(GLuint* buffer, size_t bytes,
   return unmapFreshBuffer(buffer, to != nullptr, doomed);
 }
 
-void takeWritten(VertexRun* run, size_t count) {
+void takeWritten(ModelDisplays* store, VertexRun* run, size_t count) {
+  dropElements(store, run);
   run->host.clear();
   run->host.shrink_to_fit();
   run->count = static_cast<int32_t>(count);
@@ -137,12 +144,11 @@ void takeWritten(VertexRun* run, size_t count) {
 
 bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
                    const std::function<void(DrawVertex*)>& write) {
-  dropElements(store, run);
   if (!writeMappedBuffer(&run->buffer, count * sizeof(DrawVertex),
                          [&](void* to) { write(static_cast<DrawVertex*>(to)); },
                          &store->doomed))
     return false;
-  takeWritten(run, count);
+  takeWritten(store, run, count);
   return true;
 }
 

@@ -98,8 +98,6 @@ struct ModelDisplays {
 };
 
 bool haveBuffers();
-// Forgets the run's indices, if it shares its vertices.
-void dropElements(ModelDisplays* store, VertexRun* run);
 // Forgets the run; its buffer waits in `doomed` for the next frame.
 void dropRun(ModelDisplays* store, VertexRun* run);
 void dropLayer(ModelDisplays* store, LayerDisplay* layer);
@@ -133,7 +131,7 @@ bool uploadWritten(ModelDisplays* store, VertexRun* run, size_t count,
 bool uploadShared(ModelDisplays* store, VertexRun* run,
                   const SharedTriangles& shared);
 // The run's buffer now holds `count` vertices written through a mapping.
-void takeWritten(VertexRun* run, size_t count);
+void takeWritten(ModelDisplays* store, VertexRun* run, size_t count);
 // Rewrites vertices in place, run by run; false when a run lies outside
 // or a shared run has no room left for the new vertices.
 bool patchRun(VertexRun* run, const VertexPatch& patch, LayerPatch* work);
