@@ -212,6 +212,25 @@ void importReserve(ImportBuilder* b, size_t vertices) {
   b->placed.reserve(3 * (vertices + 1));
 }
 
+namespace {
+
+// Stores the triangles kept back, in the order they came: their ids are
+// the ones they would have had one by one, lines' ids coming after them.
+void storePending(ImportBuilder* b) {
+  std::vector<int32_t>& corners = b->pendingTriangles;
+  if (!corners.empty() && !b->failed) {
+    // Every point came from importVertex, which made it in this model.
+    if (addTrianglesOfKnownPoints(b->model, b->layer, static_cast<int32_t>(corners.size() / 3),
+                                  corners.data()) == 0)
+      b->failed = true;
+  }
+  corners.clear();
+}
+
+constexpr size_t kPendingCorners = 3 * 16384;
+
+}  // namespace
+
 void importBegin(ImportBuilder* b, Model* model) {
   b->model = model;
   b->positions.slots.assign(64, PositionSlot{0, 0, 0, 0});
@@ -231,6 +250,8 @@ void importBegin(ImportBuilder* b, Model* model) {
 
 bool importLayer(ImportBuilder* b, const char* name, const ImportLook& look,
                  bool uvs, bool colours, const char* imageDirectory) {
+  // A new layer may move the current one's record.
+  storePending(b);
   const std::string layerName = layerNameFor(b->model, name);
   float rgb[3] = {0.0f, 0.0f, 0.0f};
   if (look.coloured) {
@@ -407,11 +428,8 @@ void importPrefetch(const ImportBuilder* b, const float position[3]) {
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   if (b->failed || a == 0 || c == 0 || d == 0) return;
   const int32_t points[3] = {a, c, d};
-  // Every point came from importVertex, which made it in this model.
-  if (addTriangleOfKnownPoints(b->model, b->layer, points) == 0) {
-    b->failed = true;
-    return;
-  }
+  b->pendingTriangles.insert(b->pendingTriangles.end(), points, points + 3);
+  if (b->pendingTriangles.size() >= kPendingCorners) storePending(b);
   ++b->counts.triangles;
   for (int32_t point : points) {
     foldCorner(b->bounds, &b->placed[3 * static_cast<size_t>(point)], !b->anyTriangle);
@@ -420,6 +438,7 @@ void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
 }
 
 void importEndLines(ImportBuilder* b) {
+  storePending(b);
   if (!b->failed && b->polyline.size() >= 2) {
     if (addLineToLayer(b->model, b->layer, static_cast<int32_t>(b->polyline.size()),
                        b->polyline.data(), 0) == 0) {

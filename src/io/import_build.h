@@ -87,6 +87,9 @@ struct ImportBuilder {
   float firstColour[4] = {0, 0, 0, 0};
   bool anyColour = false;
   std::vector<int32_t> polyline;    // segments being joined into a line
+  // Triangles not yet stored, three corners each: stored in runs, which
+  // the layer's table takes in one step.
+  std::vector<int32_t> pendingTriangles;
   // The layer's bounds as its triangles come, as a recompute would give
   // them, so that the document need not look every corner up again.
   float bounds[6] = {0, 0, 0, 0, 0, 0};

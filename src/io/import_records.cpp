@@ -317,6 +317,7 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
         break;
       case 'D':
         if (b->failed) continue;  // said at the top
+        if (inLayer) return nonsense("the end inside a layer");
         return true;
       case 'X': {
         std::string text;

@@ -257,6 +257,12 @@ void notePolygonAdded(Model* model, const Layer* layer, int32_t id, bool line) {
     index->polygons.reset();
 }
 
+void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstId, int32_t n) {
+  DocumentIndex* index = existing(model);
+  if (index == nullptr || !index->polygons) return;
+  for (int32_t i = 0; i < n; ++i) notePolygonAdded(model, layer, firstId + i, false);
+}
+
 void notePolygonRemoving(Model* model, int32_t id, bool line,
                          const int32_t* points, int32_t count) {
   DocumentIndex* index = existing(model);

@@ -68,6 +68,8 @@ void notePointMoved(Model* model, int32_t number, const float from[3]);
 void notePointRemoving(Model* model, int32_t number);
 // After the polygon (or line) was stored in the layer.
 void notePolygonAdded(Model* model, const Layer* layer, int32_t id, bool line);
+// After `n` triangles with ids from `firstId` on were stored in the layer.
+void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstId, int32_t n);
 // Before the polygon leaves its layer; its record is still there.
 void notePolygonRemoving(Model* model, int32_t id, bool line,
                          const int32_t* points, int32_t count);

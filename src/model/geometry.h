@@ -173,6 +173,11 @@ int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,
 // to be there (an importer building a model of its own): as
 // addTriangleToLayer, without looking each point up first.
 int32_t addTriangleOfKnownPoints(Model* model, Layer* layer, const int32_t points[3]);
+// `n` such triangles, corners three by three, with ids in turn: the first
+// id, or 0. Taken in one step where the layer's table allows (triangles
+// only ever appended to it), else one by one; the model ends the same.
+int32_t addTrianglesOfKnownPoints(Model* model, Layer* layer, int32_t n,
+                                  const int32_t* corners);
 // Searches the layers in slot order; removes the first match.
 bool deleteTriangle(Model* model, int32_t id);
 bool deleteLine(Model* model, int32_t id);

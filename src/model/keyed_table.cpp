@@ -535,6 +535,34 @@ void* tableInsert(KeyedTable* t, const char* key) {
   return occupy(t, slot);
 }
 
+void* tableAppendRun(KeyedTable* t, int32_t firstKey, int32_t n) {
+  if (n < 1 || t->kind != kIntKeyed || !t->inSequence || t->count != t->highWater)
+    return nullptr;
+  const int64_t start = t->highWater, end = start + n;
+  if (end > kMaxCapacity || static_cast<int64_t>(firstKey) + (n - 1) > INT32_MAX)
+    return nullptr;
+  const int64_t base = t->count == 0 ? firstKey - start : t->sequenceBase;
+  if (base < INT32_MIN || firstKey - base != start) return nullptr;
+  while (t->capacity < end)
+    if (!growSlots(t)) return nullptr;
+  t->sequenceBase = static_cast<int32_t>(base);
+  // Slots from highWater up were cleared when the table grew and have held
+  // nothing since, so only the bits change.
+  for (int64_t s = start; s < end;) {
+    const int64_t w = s >> 6;
+    const int64_t upto = end < (w + 1) * 64 ? end : (w + 1) * 64;
+    const int bits = static_cast<int>(upto - s);
+    const uint64_t mask = bits == 64 ? ~uint64_t(0) : ((uint64_t(1) << bits) - 1) << (s & 63);
+    t->usedBits[w] |= mask;
+    if (t->usedBits[w] == ~uint64_t(0)) t->fullWords[w >> 6] |= uint64_t(1) << (w & 63);
+    s = upto;
+  }
+  t->count += n;
+  t->highWater = static_cast<int32_t>(end);
+  t->freeHint = static_cast<int32_t>((end - 1) >> 12);
+  return elementOf(t, static_cast<int32_t>(start));
+}
+
 void* tableFind(const KeyedTable* t, int32_t key) {
   if (t->kind != kIntKeyed) return nullptr;
   const int32_t slot = findIntSlot(t, key);

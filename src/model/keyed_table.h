@@ -89,6 +89,14 @@ void tableInitSequential(KeyedTable* t, int32_t elementSize);
 
 void* tableInsert(KeyedTable* t, int32_t key);      // kinds 0 and 1
 void* tableInsert(KeyedTable* t, const char* key);  // kind 2
+// Appends `n` elements at once: keys firstKey, firstKey + 1, ... in the
+// n slots after the last one ever used, zero-filled and adjacent in
+// memory; returns the first. Only a table made by tableInitSequential,
+// still in sequence, without a free slot below its last used one, and
+// whose next slot takes firstKey (any key while empty) takes a run; for
+// any other, or out of memory, null and the table holds the same: insert
+// the elements one by one instead.
+void* tableAppendRun(KeyedTable* t, int32_t firstKey, int32_t n);
 void* tableFind(const KeyedTable* t, int32_t key);
 void* tableFind(const KeyedTable* t, const char* key);
 // Returns true when the key was present (and its slot is now free).

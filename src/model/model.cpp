@@ -35,6 +35,12 @@ bool endsWithMod(const char* name, size_t length) {
 }  // namespace
 
 int32_t nextPolygonId() { return ++g_polygonCounter; }
+int32_t peekPolygonId() { return g_polygonCounter + 1; }
+int32_t nextPolygonIds(int32_t n) {
+  const int32_t first = g_polygonCounter + 1;
+  g_polygonCounter += n;
+  return first;
+}
 int32_t nextChildId() { return ++g_childCounter; }
 int32_t nextCollideId() { return ++g_collideCounter; }
 

@@ -78,6 +78,10 @@ bool ownPolygonPoints(Polygon* p) {
 // Process-wide counters, never reset: each call hands out the next id.
 // Triangles and lines share one counter.
 int32_t nextPolygonId();
+// The ids of a run of polygons: the first of the next `n`, taken only by
+// nextPolygonIds, which hands them all out at once.
+int32_t peekPolygonId();
+int32_t nextPolygonIds(int32_t n);
 int32_t nextChildId();
 int32_t nextCollideId();
 

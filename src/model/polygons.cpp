@@ -1,4 +1,7 @@
 #include "model/geometry.h"
+
+#include <cstring>
+
 #include "model/geometry_support.h"
 #include "model/last_error.h"
 #include "model/model.h"
@@ -175,6 +178,42 @@ int32_t addTriangleToLayer(Model* model, Layer* layer, int32_t count,
 
 int32_t addTriangleOfKnownPoints(Model* model, Layer* layer, const int32_t points[3]) {
   return addPolygon<Triangle>(model, layer, &Layer::triangles, 3, 3, points, 0, true);
+}
+
+int32_t addTrianglesOfKnownPoints(Model* model, Layer* layer, int32_t n,
+                                  const int32_t* corners) {
+  if (n < 1) return 0;
+  const int32_t firstId = peekPolygonId();
+  auto* run = static_cast<Triangle*>(tableAppendRun(&layer->triangles, firstId, n));
+  if (run == nullptr) {
+    int32_t first = 0;
+    for (int32_t i = 0; i < n; ++i) {
+      const int32_t id = addTriangleOfKnownPoints(model, layer, corners + 3 * i);
+      if (id == 0) return 0;
+      if (i == 0) first = id;
+    }
+    return first;
+  }
+  nextPolygonIds(n);
+  for (int32_t i = 0; i < n; ++i) {
+    Triangle* t = run + i;  // zero-filled: kind 0, no flags
+    t->id = firstId + i;
+    t->count = 3;
+    std::memcpy(t->points, corners + 3 * i, 3 * sizeof(int32_t));
+  }
+  const int32_t axis = layer->mirrorAxis;
+  if (layer->mirror && axis >= kAxisX && axis <= kAxisZ) {
+    for (int32_t i = 0; i < 3 * n; ++i) {
+      const Point* p = findPoint(model, corners[i]);
+      float r[3] = {p->x, p->y, p->z};
+      r[axis - 1] = -r[axis - 1];
+      growModelBounds(model, r[0], r[1], r[2]);
+    }
+  }
+  noteTrianglesAdded(model, layer, firstId, n);
+  markBoundsStale(model, layer);
+  touchLayer(model, layer);
+  return firstId;
 }
 
 int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,

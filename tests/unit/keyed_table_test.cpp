@@ -326,3 +326,63 @@ TEST(KeyedTable, SequentialTableAnswersAsAPlainOneThroughBreaksAndCopies) {
   EXPECT_EQ(tablePosition(&seq, 1042, false), 42);
   tableRelease(&seq);
 }
+
+// Runs appended at once must leave the table as inserting their keys one
+// by one would: the same slots and walk, holes found again after it (a
+// free-slot hint left too high would skip them), and runs refused while
+// a hole is open or the key is not the next one.
+TEST(KeyedTable, AppendedRunsLeaveWhatInsertsOneByOneLeave) {
+  std::mt19937 rng(99);
+  KeyedTable run, one;
+  tableInitSequential(&run, sizeof(Elem));
+  tableInitSequential(&one, sizeof(Elem));
+  int32_t next = 1000;
+  std::set<int32_t> holes;
+  for (int op = 0; op < 400; ++op) {
+    const uint32_t what = rng() % 4;
+    if (what < 2) {
+      const int32_t n = 1 + static_cast<int32_t>(rng() % (op % 7 == 0 ? 9000 : 150));
+      Elem* first = static_cast<Elem*>(tableAppendRun(&run, next, n));
+      ASSERT_EQ(first != nullptr, holes.empty()) << op;
+      if (first == nullptr) {
+        EXPECT_EQ(tableAppendRun(&run, next + 1, 1), nullptr);  // not the next key either
+        const int32_t k = *holes.begin();
+        holes.erase(holes.begin());
+        tableInsertT<Elem>(&run, k)->key = k;
+        tableInsertT<Elem>(&one, k)->key = k;
+        continue;
+      }
+      for (int32_t i = 0; i < n; ++i) {
+        ASSERT_EQ(first[i].key, 0);  // zero-filled
+        ASSERT_EQ(first[i].tag, 0);
+        first[i].key = next + i;
+        tableInsertT<Elem>(&one, next + i)->key = next + i;
+      }
+      next += n;
+    } else {
+      const int32_t k = 1000 + static_cast<int32_t>(rng() % static_cast<uint32_t>(next - 999));
+      ASSERT_EQ(tableRemove(&run, k), tableRemove(&one, k));
+      if (tableFind(&one, k) == nullptr && k < next) holes.insert(k);
+    }
+    ASSERT_EQ(tableCount(&run), tableCount(&one));
+    for (int32_t s = tableNextSlot(&one, -1), r = tableNextSlot(&run, -1); s >= 0 || r >= 0;
+         s = tableNextSlot(&one, s), r = tableNextSlot(&run, r)) {
+      ASSERT_EQ(r, s);
+      ASSERT_EQ(tableIntKeyAt(&run, r), tableIntKeyAt(&one, s));
+      ASSERT_EQ(tableAt<Elem>(&run, r)->key, tableIntKeyAt(&run, r));
+    }
+  }
+  EXPECT_EQ(run.inSequence, 1);
+  tableRelease(&run);
+  tableRelease(&one);
+  // Only a sequential table in sequence takes a run.
+  Table plain(kIntKeyed);
+  EXPECT_EQ(tableAppendRun(plain.get(), 1, 4), nullptr);
+  KeyedTable broken;
+  tableInitSequential(&broken, sizeof(Elem));
+  fill(&broken, 1, 3);
+  fill(&broken, 50, 51);
+  EXPECT_EQ(tableAppendRun(&broken, 51, 2), nullptr);
+  EXPECT_EQ(tableCount(&broken), 3);
+  tableRelease(&broken);
+}
