@@ -214,17 +214,25 @@ void importReserve(ImportBuilder* b, size_t vertices) {
 
 namespace {
 
-// Stores the triangles kept back, in the order they came: their ids are
-// the ones they would have had one by one, lines' ids coming after them.
+// Stores the points and triangles kept back, in the order they came:
+// triangle ids are the ones they would have had one by one, lines' ids
+// coming after them.
 void storePending(ImportBuilder* b) {
-  std::vector<int32_t>& corners = b->pendingTriangles;
-  if (!corners.empty() && !b->failed) {
-    // Every point came from importVertex, which made it in this model.
-    if (addTrianglesOfKnownPoints(b->model, b->layer, static_cast<int32_t>(corners.size() / 3),
-                                  corners.data()) == 0)
-      b->failed = true;
-  }
-  corners.clear();
+  const int32_t from = b->storedPoints + 1;
+  if (!b->failed && b->nextPoint > from &&
+      !addNewPoints(b->model, from, b->nextPoint - from, &b->placed[3 * static_cast<size_t>(from)]))
+    b->failed = true;
+  b->storedPoints = b->nextPoint - 1;
+  const int32_t* corners = b->pendingTriangles.data();
+  const size_t count = b->pendingCorners;
+  b->pendingCorners = 0;
+  if (count == 0 || b->failed) return;
+  // The layer's bounds as a recompute would fold them.
+  foldCorners(b->bounds, b->placed.data(), corners, count, !b->anyTriangle);
+  b->anyTriangle = true;
+  // Every point came from importVertex, which made it in this model.
+  if (addTrianglesOfKnownPoints(b->model, b->layer, static_cast<int32_t>(count / 3), corners) == 0)
+    b->failed = true;
 }
 
 constexpr size_t kPendingCorners = 3 * 16384;
@@ -242,6 +250,8 @@ void importBegin(ImportBuilder* b, Model* model) {
   b->firstPointAt.clear();
   b->firstPointAt.shrink_to_fit();
   b->nextPoint = 1;
+  b->storedPoints = 0;
+  b->pendingCorners = 0;
   b->counts = ImportCounts();
   b->layer = nullptr;
   b->layerIndex = 0;
@@ -372,9 +382,8 @@ int32_t addVertex(ImportBuilder* b, const float position[3], const FirstAt& at,
       point = *there;
     } else {
       point = b->nextPoint;
-      if (point == INT32_MAX ||
-          !addPoint(b->model, point, position[0], position[1], position[2])) {
-        if (point == INT32_MAX) lastErrorReport("too many points");
+      if (point == INT32_MAX) {
+        lastErrorReport("too many points");
         b->failed = true;
         return 0;
       }
@@ -427,14 +436,14 @@ void importPrefetch(const ImportBuilder* b, const float position[3]) {
 
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   if (b->failed || a == 0 || c == 0 || d == 0) return;
-  const int32_t points[3] = {a, c, d};
-  b->pendingTriangles.insert(b->pendingTriangles.end(), points, points + 3);
-  if (b->pendingTriangles.size() >= kPendingCorners) storePending(b);
+  if (b->pendingTriangles.size() != kPendingCorners) b->pendingTriangles.resize(kPendingCorners);
+  int32_t* at = b->pendingTriangles.data() + b->pendingCorners;
+  at[0] = a;
+  at[1] = c;
+  at[2] = d;
+  b->pendingCorners += 3;
   ++b->counts.triangles;
-  for (int32_t point : points) {
-    foldCorner(b->bounds, &b->placed[3 * static_cast<size_t>(point)], !b->anyTriangle);
-    b->anyTriangle = true;
-  }
+  if (b->pendingCorners == kPendingCorners) storePending(b);
 }
 
 void importEndLines(ImportBuilder* b) {

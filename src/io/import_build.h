@@ -75,6 +75,9 @@ struct ImportBuilder {
   std::vector<int32_t> usedBy;      // by point number: layer that used it
   std::vector<float> placed;        // by point number: its x y z
   int32_t nextPoint = 1;
+  // Points are made in the model in runs too: those from storedPoints + 1
+  // to nextPoint - 1 are in `placed` only so far.
+  int32_t storedPoints = 0;
   ImportCounts counts;
   std::vector<std::string> notes;   // status lines worth showing
   // The layer being built.
@@ -90,6 +93,7 @@ struct ImportBuilder {
   // Triangles not yet stored, three corners each: stored in runs, which
   // the layer's table takes in one step.
   std::vector<int32_t> pendingTriangles;
+  size_t pendingCorners = 0;        // of pendingTriangles in use
   // The layer's bounds as its triangles come, as a recompute would give
   // them, so that the document need not look every corner up again.
   float bounds[6] = {0, 0, 0, 0, 0, 0};

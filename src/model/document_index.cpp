@@ -206,6 +206,11 @@ void notePointAdded(Model* model, int32_t number) {
     index->polygons.reset();
 }
 
+void notePointsAdded(Model* model, int32_t firstNumber, int32_t n) {
+  if (existing(model) == nullptr) return;
+  for (int32_t i = 0; i < n; ++i) notePointAdded(model, firstNumber + i);
+}
+
 void notePointMoved(Model* model, int32_t number, const float from[3]) {
   const int32_t slot = pointSlot(model, number);
   recordPointMove(model, slot);

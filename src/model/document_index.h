@@ -60,6 +60,8 @@ inline int32_t layerSlotOf(const Model* model, const Layer* layer) {
 // ---- Changes ----------------------------------------------------------------
 // A new point number was inserted, its position set.
 void notePointAdded(Model* model, int32_t number);
+// `n` new numbers from `firstNumber` on, their positions set.
+void notePointsAdded(Model* model, int32_t firstNumber, int32_t n);
 // The point's position changed from `from` to what the table holds. Builds
 // the polygon index when the model has any: layer bounds follow moves
 // through it.

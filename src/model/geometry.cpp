@@ -169,6 +169,28 @@ bool addPoint(Model* model, int32_t number, float x, float y, float z) {
   return true;
 }
 
+bool addNewPoints(Model* model, int32_t firstNumber, int32_t n, const float* xyz) {
+  if (n < 1) return true;
+  const bool first = tableCount(&model->points) == 0;
+  auto* run = firstNumber >= 1
+                  ? static_cast<Point*>(tableAppendRun(&model->points, firstNumber, n))
+                  : nullptr;
+  if (run == nullptr) {
+    for (int32_t i = 0; i < n; ++i)
+      if (!addPoint(model, firstNumber + i, xyz[3 * i], xyz[3 * i + 1], xyz[3 * i + 2]))
+        return false;
+    return true;
+  }
+  for (int32_t i = 0; i < n; ++i) {
+    const float* p = xyz + 3 * static_cast<size_t>(i);
+    run[i] = Point{p[0], p[1], p[2], 0};
+    takeIntoModelBounds(model, p[0], p[1], p[2], first && i == 0);
+  }
+  notePointsAdded(model, firstNumber, n);
+  touchModel(model);
+  return true;
+}
+
 Point* findPoint(const Model* model, int32_t number) {
   return tableFindT<Point>(&model->points, number);
 }

@@ -21,6 +21,7 @@
 // reads bounds or uvees calls flushDerived() first.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "model/last_error.h"
@@ -98,6 +99,30 @@ inline void foldCorner(float bounds[6], const float v[3], bool first) {
     bounds[k + 3] = first || v[k] > bounds[k + 3] ? v[k] : bounds[k + 3];
   }
 }
+// foldCorner over many corners, each an index into `xyz` (three floats a
+// point). The bounds stay in registers: a large mesh folds millions.
+inline void foldCorners(float bounds[6], const float* xyz, const int32_t* corners,
+                        size_t count, bool first) {
+  if (count == 0) return;
+  size_t i = 0;
+  if (first) {
+    foldCorner(bounds, xyz + 3 * static_cast<size_t>(corners[0]), true);
+    i = 1;
+  }
+  float lo0 = bounds[0], lo1 = bounds[1], lo2 = bounds[2];
+  float hi0 = bounds[3], hi1 = bounds[4], hi2 = bounds[5];
+  for (; i < count; ++i) {
+    const float* v = xyz + 3 * static_cast<size_t>(corners[i]);
+    lo0 = v[0] < lo0 ? v[0] : lo0;
+    lo1 = v[1] < lo1 ? v[1] : lo1;
+    lo2 = v[2] < lo2 ? v[2] : lo2;
+    hi0 = v[0] > hi0 ? v[0] : hi0;
+    hi1 = v[1] > hi1 ? v[1] : hi1;
+    hi2 = v[2] > hi2 ? v[2] : hi2;
+  }
+  bounds[0] = lo0, bounds[1] = lo1, bounds[2] = lo2;
+  bounds[3] = hi0, bounds[4] = hi1, bounds[5] = hi2;
+}
 // Bounds that whoever added the layer's triangles worked out as it went,
 // exactly as the due recompute would (every corner in table order, the
 // first one setting all six, none NaN): they stand for that recompute.
@@ -131,6 +156,11 @@ bool deleteLayer(Model* model, const char* name);
 // (the first point of a model sets them). Moving an existing point flushes
 // derived data first.
 bool addPoint(Model* model, int32_t number, float x, float y, float z);
+// `n` new points numbered from `firstNumber` on, none of them in the
+// model yet, at xyz (three floats each), as addPoint would add them in
+// turn; in one step where the point table allows (numbers in sequence
+// after its last one), else one by one.
+bool addNewPoints(Model* model, int32_t firstNumber, int32_t n, const float* xyz);
 Point* findPoint(const Model* model, int32_t number);
 // The number of the first point (slot order) exactly at x, y, z; 0 if none.
 int32_t findPointAt(const Model* model, float x, float y, float z);

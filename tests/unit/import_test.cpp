@@ -159,13 +159,13 @@ TEST_F(ImportBuild, FirstsNamedByTheReaderJoinAsTheTableDoesAndFalseOnesJoinNoth
   const int32_t before = b.counts.points;
   const int32_t own = importPlacedVertex(&b, elsewhere, firstOf[0], nullptr, nullptr, nullptr);
   EXPECT_EQ(b.counts.points, before + 1);
+  const int32_t ahead = importPlacedVertex(&b, at[1], 1000, nullptr, nullptr, nullptr);
+  EXPECT_EQ(importPlacedVertex(&b, elsewhere, sent, nullptr, nullptr, nullptr), own);
+  importEndLayer(&b);  // the layer's new points are in the model from here
   const Point* made = findPoint(m, own);
   ASSERT_NE(made, nullptr);
   EXPECT_EQ(made->x, 7.0f);
-  const int32_t ahead = importPlacedVertex(&b, at[1], 1000, nullptr, nullptr, nullptr);
   EXPECT_EQ(findPoint(m, ahead)->y, 5.0f);
-  EXPECT_EQ(importPlacedVertex(&b, elsewhere, sent, nullptr, nullptr, nullptr), own);
-  importEndLayer(&b);
 }
 
 TEST_F(ImportBuild, OneColourForEveryVertexBecomesTheLayerColourSegmentsJoinNamesAreSafe) {
@@ -207,6 +207,52 @@ TEST_F(ImportBuild, OneColourForEveryVertexBecomesTheLayerColourSegmentsJoinName
   ASSERT_TRUE(importLayer(&b, "x", plainLook(), false, false, nullptr));
   EXPECT_EQ(importVertex(&b, bad, nullptr, nullptr, nullptr), 0);
   EXPECT_TRUE(b.failed);
+}
+
+// Triangles are stored in runs: more of them than one run holds, with a
+// line begun between them, must keep the ids they would have had one by
+// one (the line's after every triangle sent before it ends) and give the
+// layer the bounds a recompute over all of them gives.
+TEST_F(ImportBuild, TrianglesStoredInRunsKeepTheirIdsAndTheLayerBoundsOfAllOfThem) {
+  ASSERT_TRUE(importLayer(&b, "grid", plainLook(), false, false, nullptr));
+  constexpr int kSide = 120;  // 2 * 119 * 119 triangles
+  std::vector<int32_t> at(kSide * kSide);
+  for (int j = 0; j < kSide; ++j)
+    for (int i = 0; i < kSide; ++i) {
+      // The first rows reach furthest out in z, the last ones lowest.
+      const float p[3] = {float(i), float(j), j < 5 ? 100.0f - j : j > kSide - 3 ? -50.0f : 0};
+      at[j * kSide + i] = importVertex(&b, p, nullptr, nullptr, nullptr);
+    }
+  for (int j = 0; j + 1 < kSide; ++j) {
+    if (j == kSide / 2) importSegment(&b, at[0], at[1]);
+    for (int i = 0; i + 1 < kSide; ++i) {
+      const int32_t q = at[j * kSide + i];
+      importTriangle(&b, q, at[j * kSide + i + 1], at[(j + 1) * kSide + i]);
+      importTriangle(&b, at[j * kSide + i + 1], at[(j + 1) * kSide + i + 1], at[(j + 1) * kSide + i]);
+    }
+  }
+  importEndLayer(&b);
+  ASSERT_FALSE(b.failed);
+  Layer* layer = findLayer(m, "grid");
+  ASSERT_EQ(tableCount(&layer->triangles), 2 * (kSide - 1) * (kSide - 1));
+  int32_t last = 0;
+  float expected[6];
+  bool first = true;
+  tableForEach<const Triangle>(&layer->triangles, [&](const Triangle* t, int32_t) {
+    EXPECT_GT(t->id, last);
+    last = t->id;
+    for (int k = 0; k < 3; ++k) {
+      const Point* p = findPoint(m, t->points[k]);
+      const float v[3] = {p->x, p->y, p->z};
+      foldCorner(expected, v, first);
+      first = false;
+    }
+  });
+  const Line* line = tableAt<Line>(&layer->lines, tableNextSlot(&layer->lines, -1));
+  EXPECT_GT(line->id, last);
+  const float* bounds = layerBounds(m, layer);
+  ASSERT_NE(bounds, nullptr);
+  for (int k = 0; k < 6; ++k) EXPECT_EQ(bounds[k], expected[k]) << k;
 }
 
 // ---- Round trips --------------------------------------------------------------
