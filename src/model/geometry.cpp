@@ -184,7 +184,15 @@ bool addNewPoints(Model* model, int32_t firstNumber, int32_t n, const float* xyz
   for (int32_t i = 0; i < n; ++i) {
     const float* p = xyz + 3 * static_cast<size_t>(i);
     run[i] = Point{p[0], p[1], p[2], 0};
-    takeIntoModelBounds(model, p[0], p[1], p[2], first && i == 0);
+  }
+  // The model's bounds grow as by addPoint's, point after point.
+  float bounds[6] = {model->boundsMin[0], model->boundsMin[1], model->boundsMin[2],
+                     model->boundsMax[0], model->boundsMax[1], model->boundsMax[2]};
+  foldEach(bounds, static_cast<size_t>(n), first,
+           [&](size_t i) { return xyz + 3 * i; });
+  for (int k = 0; k < 3; ++k) {
+    model->boundsMin[k] = bounds[k];
+    model->boundsMax[k] = bounds[k + 3];
   }
   notePointsAdded(model, firstNumber, n);
   touchModel(model);

@@ -113,13 +113,6 @@ void transformPoint4x4(const float m[16], const float p[3], float out[3]) {
   for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(v[i] / w);
 }
 
-bool allFinite(const float* values, int count) {
-  for (int i = 0; i < count; ++i) {
-    if (!std::isfinite(values[i])) return false;
-  }
-  return true;
-}
-
 namespace {
 
 bool finiteOrReport(const float* values, int count) {

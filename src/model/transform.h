@@ -39,7 +39,12 @@ void multiply4x4(const float a[16], const float b[16], float out[16]);
 void rotation4x4(const float rotation[9], float out[16]);
 // out = m * (p, 1), divided by the resulting w unless w is 0.
 void transformPoint4x4(const float m[16], const float p[3], float out[3]);
-bool allFinite(const float* values, int count);
+// Inline: importers ask it of every vertex.
+inline bool allFinite(const float* values, int count) {
+  for (int i = 0; i < count; ++i)
+    if (!std::isfinite(values[i])) return false;
+  return true;
+}
 // Scales v to unit length; false, with v untouched, when its length is zero
 // or not finite (each caller has its own fallback direction).
 template <class T>
