@@ -179,7 +179,19 @@ bool insertRecords(ModParseState& s, const Part& part, int* line) {
     return true;
   }
   const int32_t* points = b.indices;
-  for (int32_t i = 0; i < part.records; ++i) {
+  for (int32_t i = 0; i < part.records;) {
+    // Three-point polygons of one kind in a row are added as a run.
+    int32_t same = 0;
+    while (i + same < part.records && b.polygons[i + same].count == 3 &&
+           b.polygons[i + same].kind == b.polygons[i].kind)
+      ++same;
+    if (same > 1) {
+      const int32_t added = addTriangles(s.model, s.current, same, points, b.polygons[i].kind);
+      i += added;
+      points += 3 * static_cast<size_t>(added);
+      if (added == same) continue;
+    }
+    // Alone, and with its line, for the reason it fails.
     const PolygonRecord& r = b.polygons[i];
     lastErrorSetLine(first + r.line);
     if (addTriangleToLayer(s.model, s.current, r.count, points, r.kind) == 0) {
@@ -187,6 +199,7 @@ bool insertRecords(ModParseState& s, const Part& part, int* line) {
       return lineFailed();
     }
     points += r.count;
+    ++i;
   }
   return true;
 }

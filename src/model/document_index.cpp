@@ -17,7 +17,7 @@ struct SlotList {
   int32_t limit = 0;
 };
 
-// A layer's bounds folded as its triangles came (see noteTriangleAdded):
+// A layer's bounds folded as its triangles came (see noteTrianglesAdded):
 // valid while the layer and the model still have the revisions recorded.
 struct RunningBounds {
   float bounds[6];
@@ -262,7 +262,7 @@ void notePolygonAdded(Model* model, const Layer* layer, int32_t id, bool line) {
     index->polygons.reset();
 }
 
-void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstId, int32_t n) {
+void notePolygonsAdded(Model* model, const Layer* layer, int32_t firstId, int32_t n) {
   DocumentIndex* index = existing(model);
   if (index == nullptr || !index->polygons) return;
   for (int32_t i = 0; i < n; ++i) notePolygonAdded(model, layer, firstId + i, false);
@@ -343,19 +343,19 @@ RunningBounds* runningOf(const Model* model, const Layer* layer, bool grow) {
 
 }  // namespace
 
-void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
-                       const Point* const* corners, int32_t count,
-                       uint32_t layerBefore, uint32_t modelBefore) {
+void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstSlot, int32_t added,
+                        const Point* const* corners, int32_t count,
+                        uint32_t layerBefore, uint32_t modelBefore) {
   RunningBounds* r = runningOf(model, layer, true);
   if (r == nullptr) return;
   // Slot order is the fold's order only while each triangle lands after
   // all the others.
-  const bool alone = tableCount(&layer->triangles) == 1;
+  const bool alone = tableCount(&layer->triangles) == added;
   const bool goesOn = r->valid && r->layerRevision == layerBefore &&
-                      r->modelRevision == modelBefore && slot > r->lastSlot;
+                      r->modelRevision == modelBefore && firstSlot > r->lastSlot;
   r->layerRevision = layer->revision;
   r->modelRevision = model->revision;
-  r->lastSlot = slot;
+  r->lastSlot = firstSlot + added - 1;
   r->valid = alone || goesOn;
   if (!r->valid) return;
   // Element by element in and out: a block copy of floats just stored one

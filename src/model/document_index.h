@@ -71,7 +71,7 @@ void notePointRemoving(Model* model, int32_t number);
 // After the polygon (or line) was stored in the layer.
 void notePolygonAdded(Model* model, const Layer* layer, int32_t id, bool line);
 // After `n` triangles with ids from `firstId` on were stored in the layer.
-void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstId, int32_t n);
+void notePolygonsAdded(Model* model, const Layer* layer, int32_t firstId, int32_t n);
 // Before the polygon leaves its layer; its record is still there.
 void notePolygonRemoving(Model* model, int32_t id, bool line,
                          const int32_t* points, int32_t count);
@@ -99,10 +99,11 @@ void markBoundsStale(Model* model, Layer* layer);
 // the revisions the layer and the model had before it. A fold that
 // missed any other change of the layer or the points no longer matches
 // their revisions and is not used.
-// The triangle in `slot` was added with the points of its corners.
-void noteTriangleAdded(Model* model, const Layer* layer, int32_t slot,
-                       const Point* const* corners, int32_t count,
-                       uint32_t layerBefore, uint32_t modelBefore);
+// The `added` triangles in the slots from `firstSlot` on were added with
+// the points of their corners, `count` of them in slot order.
+void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstSlot, int32_t added,
+                        const Point* const* corners, int32_t count,
+                        uint32_t layerBefore, uint32_t modelBefore);
 // The layer's bounds were recomputed (`state` a BoxState), or taken from
 // the fold (`folded`): the fold goes on from them.
 void noteBoundsRecomputed(Model* model, const Layer* layer, int32_t state, bool folded);

@@ -214,6 +214,13 @@ int32_t addTriangleOfKnownPoints(Model* model, Layer* layer, const int32_t point
 // only ever appended to it), else one by one; the model ends the same.
 int32_t addTrianglesOfKnownPoints(Model* model, Layer* layer, int32_t n,
                                   const int32_t* corners);
+// As many as addTriangleToLayer would add of `n` triangles of three
+// points (corners three by three) and `kind`, one after another: all of
+// them, or those before the first that names a missing point (or finds no
+// memory), which the caller adds alone to have the reason. Returns how
+// many were added. A reader's run of triangles; stored in runs.
+int32_t addTriangles(Model* model, Layer* layer, int32_t n, const int32_t* corners,
+                     int32_t kind);
 // Searches the layers in slot order; removes the first match.
 bool deleteTriangle(Model* model, int32_t id);
 bool deleteLine(Model* model, int32_t id);

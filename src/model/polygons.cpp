@@ -66,7 +66,7 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
   touchLayer(model, layer);
   // Triangles whose points were looked up carry the layer's bounds on.
   if (!isLine<Polygon>() && !pointsKnown)
-    noteTriangleAdded(model, layer, tableSlotOf(&(layer->*table), polygon), corners, count,
+    noteTrianglesAdded(model, layer, tableSlotOf(&(layer->*table), polygon), 1, corners, count,
                       layerBefore, modelBefore);
   return id;
 }
@@ -180,27 +180,26 @@ int32_t addTriangleOfKnownPoints(Model* model, Layer* layer, const int32_t point
   return addPolygon<Triangle>(model, layer, &Layer::triangles, 3, 3, points, 0, true);
 }
 
-int32_t addTrianglesOfKnownPoints(Model* model, Layer* layer, int32_t n,
-                                  const int32_t* corners) {
-  if (n < 1) return 0;
+namespace {
+
+// Stores `n` triangles of three points each (corners three by three) and
+// `kind` as one run at the end of the layer's table, with ids in turn:
+// the first of them, or null, nothing changed, when the table cannot take
+// them so. The points must be there.
+Triangle* storeTriangleRun(Model* model, Layer* layer, int32_t n, const int32_t* corners,
+                           int32_t kind) {
   const int32_t firstId = peekPolygonId();
   auto* run = static_cast<Triangle*>(tableAppendRun(&layer->triangles, firstId, n));
-  if (run == nullptr) {
-    int32_t first = 0;
-    for (int32_t i = 0; i < n; ++i) {
-      const int32_t id = addTriangleOfKnownPoints(model, layer, corners + 3 * i);
-      if (id == 0) return 0;
-      if (i == 0) first = id;
-    }
-    return first;
-  }
+  if (run == nullptr) return nullptr;
   nextPolygonIds(n);
   for (int32_t i = 0; i < n; ++i) {
-    Triangle* t = run + i;  // zero-filled: kind 0, no flags
+    Triangle* t = run + i;  // zero-filled: no flags
     t->id = firstId + i;
     t->count = 3;
+    t->kind = static_cast<int8_t>(kind);
     std::memcpy(t->points, corners + 3 * i, 3 * sizeof(int32_t));
   }
+  // The reflected half is drawn too, so it counts for the model's extent.
   const int32_t axis = layer->mirrorAxis;
   if (layer->mirror && axis >= kAxisX && axis <= kAxisZ) {
     for (int32_t i = 0; i < 3 * n; ++i) {
@@ -210,10 +209,59 @@ int32_t addTrianglesOfKnownPoints(Model* model, Layer* layer, int32_t n,
       growModelBounds(model, r[0], r[1], r[2]);
     }
   }
-  noteTrianglesAdded(model, layer, firstId, n);
+  notePolygonsAdded(model, layer, firstId, n);
   markBoundsStale(model, layer);
   touchLayer(model, layer);
-  return firstId;
+  return run;
+}
+
+}  // namespace
+
+int32_t addTrianglesOfKnownPoints(Model* model, Layer* layer, int32_t n,
+                                  const int32_t* corners) {
+  if (n < 1) return 0;
+  if (const Triangle* run = storeTriangleRun(model, layer, n, corners, 0)) return run->id;
+  int32_t first = 0;
+  for (int32_t i = 0; i < n; ++i) {
+    const int32_t id = addTriangleOfKnownPoints(model, layer, corners + 3 * i);
+    if (id == 0) return 0;
+    if (i == 0) first = id;
+  }
+  return first;
+}
+
+int32_t addTriangles(Model* model, Layer* layer, int32_t n, const int32_t* corners,
+                     int32_t kind) {
+  if (kind < 0 || kind > 4) return 0;
+  constexpr int32_t kChunk = 1024;
+  const Point* found[3 * kChunk];
+  int32_t added = 0;
+  while (added < n) {
+    const int32_t* chunk = corners + 3 * static_cast<size_t>(added);
+    const int32_t most = n - added < kChunk ? n - added : kChunk;
+    int32_t whole = 0;  // triangles whose points are all there
+    for (; whole < most; ++whole) {
+      const int32_t* c = chunk + 3 * whole;
+      const Point* a = findPoint(model, c[0]);
+      const Point* b = findPoint(model, c[1]);
+      const Point* d = findPoint(model, c[2]);
+      if (a == nullptr || b == nullptr || d == nullptr) break;
+      found[3 * whole] = a, found[3 * whole + 1] = b, found[3 * whole + 2] = d;
+    }
+    if (whole == 0) break;
+    const uint32_t layerBefore = layer->revision, modelBefore = model->revision;
+    if (const Triangle* run = storeTriangleRun(model, layer, whole, chunk, kind)) {
+      // They carry the layer's bounds on, as one by one they would.
+      noteTrianglesAdded(model, layer, tableSlotOf(&layer->triangles, run), whole, found,
+                         3 * whole, layerBefore, modelBefore);
+    } else {
+      for (int32_t i = 0; i < whole; ++i)
+        if (addTriangleToLayer(model, layer, 3, chunk + 3 * i, kind) == 0) return added + i;
+    }
+    added += whole;
+    if (whole < most) break;
+  }
+  return added;
 }
 
 int32_t addLineToLayer(Model* model, Layer* layer, int32_t count,

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -346,3 +347,46 @@ TEST_F(PolygonCorners, SurviveTableGrowthAndSlotReuse) {
 }
 
 }  // namespace
+
+// Triangles added as a run must leave what adding them one by one leaves:
+// the same records (ids in turn), the run cut short before a triangle
+// naming a missing point, and the layer's bounds, which the run carries
+// on without a recompute. Every triangle reaches further out in x, so a
+// fold that misses any corner of a run gives other bounds.
+TEST_F(Geometry, TrianglesAddedAsARunLeaveWhatOneByOneLeaves) {
+  Model* one = createModel(nullptr, "one.mod", nullptr);
+  constexpr int32_t kPoints = 3000;
+  for (int32_t k = 1; k <= kPoints; ++k) {
+    ASSERT_TRUE(addPoint(m, k, float(k), float(k % 7), -float(k % 5)));
+    ASSERT_TRUE(addPoint(one, k, float(k), float(k % 7), -float(k % 5)));
+  }
+  Layer* run = addLayer(m, "a", 0, 0, 0, 1, 0, 0);
+  Layer* single = addLayer(one, "a", 0, 0, 0, 1, 0, 0);
+  std::vector<int32_t> corners;
+  for (int32_t k = 1; k + 2 <= kPoints; ++k) corners.insert(corners.end(), {k, k + 1, k + 2});
+  corners[3 * 2500 + 1] = kPoints + 1;  // the 2501st names no point
+  // Two runs: 40 triangles, then as many as go (more than one chunk).
+  ASSERT_EQ(addTriangles(m, run, 40, corners.data(), 2), 40);
+  const int32_t rest = kPoints - 2 - 40;
+  EXPECT_EQ(addTriangles(m, run, rest, &corners[3 * 40], 2), 2500 - 40);
+  for (int32_t i = 0; i < 2500; ++i)
+    ASSERT_NE(addTriangleToLayer(one, single, 3, &corners[3 * i], 2), 0);
+  ASSERT_EQ(tableCount(&run->triangles), tableCount(&single->triangles));
+  const int32_t firstRun = tableAt<Triangle>(&run->triangles, 0)->id;
+  const int32_t firstOne = tableAt<Triangle>(&single->triangles, 0)->id;
+  for (int32_t s = 0; s < 2500; ++s) {
+    const Triangle* a = tableAt<Triangle>(&run->triangles, s);
+    const Triangle* b = tableAt<Triangle>(&single->triangles, s);
+    ASSERT_EQ(a->id - firstRun, b->id - firstOne) << s;
+    ASSERT_EQ(a->count, 3);
+    ASSERT_EQ(a->kind, 2);
+    ASSERT_EQ(std::memcmp(a->points, b->points, sizeof a->points), 0) << s;
+  }
+  const float* got = layerBounds(m, run);
+  const float* want = layerBounds(one, single);
+  for (int k = 0; k < 6; ++k) EXPECT_EQ(got[k], want[k]) << k;
+  EXPECT_EQ(got[3], 2502.0f);
+  // A kind out of range adds nothing, for the caller to report.
+  EXPECT_EQ(addTriangles(m, run, 3, corners.data(), 5), 0);
+  freeModel(one);
+}
