@@ -363,11 +363,10 @@ void noteTrianglesAdded(Model* model, const Layer* layer, int32_t firstSlot, int
   float b[6];
   for (int k = 0; k < 6; ++k) b[k] = r->bounds[k];
   bool nan = alone ? false : r->nan;
-  for (int32_t i = 0; i < count; ++i) {
-    const float v[3] = {corners[i]->x, corners[i]->y, corners[i]->z};
-    foldCorner(b, v, alone && i == 0);
+  foldEach(b, static_cast<size_t>(count), alone, [&](size_t i, float v[3]) {
+    v[0] = corners[i]->x, v[1] = corners[i]->y, v[2] = corners[i]->z;
     nan |= (v[0] != v[0]) | (v[1] != v[1]) | (v[2] != v[2]);
-  }
+  });
   for (int k = 0; k < 6; ++k) r->bounds[k] = b[k];
   r->nan = nan;
 }

@@ -188,8 +188,9 @@ bool addNewPoints(Model* model, int32_t firstNumber, int32_t n, const float* xyz
   // The model's bounds grow as by addPoint's, point after point.
   float bounds[6] = {model->boundsMin[0], model->boundsMin[1], model->boundsMin[2],
                      model->boundsMax[0], model->boundsMax[1], model->boundsMax[2]};
-  foldEach(bounds, static_cast<size_t>(n), first,
-           [&](size_t i) { return xyz + 3 * i; });
+  foldEach(bounds, static_cast<size_t>(n), first, [&](size_t i, float v[3]) {
+    v[0] = xyz[3 * i], v[1] = xyz[3 * i + 1], v[2] = xyz[3 * i + 2];
+  });
   for (int k = 0; k < 3; ++k) {
     model->boundsMin[k] = bounds[k];
     model->boundsMax[k] = bounds[k + 3];

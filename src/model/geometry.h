@@ -99,20 +99,22 @@ inline void foldCorner(float bounds[6], const float v[3], bool first) {
     bounds[k + 3] = first || v[k] > bounds[k + 3] ? v[k] : bounds[k + 3];
   }
 }
-// foldCorner over `count` positions, the i-th at(i), with the bounds kept
-// in registers: an import folds millions.
+// foldCorner over `count` positions, the i-th put into v by at(i, v), with
+// the bounds kept in registers: a file or an import folds millions.
 template <class At>
 void foldEach(float bounds[6], size_t count, bool first, At at) {
   if (count == 0) return;
+  float v[3];
   size_t i = 0;
   if (first) {
-    foldCorner(bounds, at(0), true);
+    at(0, v);
+    foldCorner(bounds, v, true);
     i = 1;
   }
   float lo0 = bounds[0], lo1 = bounds[1], lo2 = bounds[2];
   float hi0 = bounds[3], hi1 = bounds[4], hi2 = bounds[5];
   for (; i < count; ++i) {
-    const float* v = at(i);
+    at(i, v);
     lo0 = v[0] < lo0 ? v[0] : lo0;
     lo1 = v[1] < lo1 ? v[1] : lo1;
     lo2 = v[2] < lo2 ? v[2] : lo2;
@@ -126,8 +128,10 @@ void foldEach(float bounds[6], size_t count, bool first, At at) {
 // Corners given as indexes into `xyz`, three floats a point.
 inline void foldCorners(float bounds[6], const float* xyz, const int32_t* corners,
                         size_t count, bool first) {
-  foldEach(bounds, count, first,
-           [&](size_t i) { return xyz + 3 * static_cast<size_t>(corners[i]); });
+  foldEach(bounds, count, first, [&](size_t i, float v[3]) {
+    const float* p = xyz + 3 * static_cast<size_t>(corners[i]);
+    v[0] = p[0], v[1] = p[1], v[2] = p[2];
+  });
 }
 // Bounds that whoever added the layer's triangles worked out as it went,
 // exactly as the due recompute would (every corner in table order, the
