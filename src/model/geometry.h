@@ -166,10 +166,10 @@ bool deleteLayer(Model* model, const char* name);
 // (the first point of a model sets them). Moving an existing point flushes
 // derived data first.
 bool addPoint(Model* model, int32_t number, float x, float y, float z);
-// `n` new points numbered from `firstNumber` on, none of them in the
-// model yet, at xyz (three floats each), as addPoint would add them in
-// turn; in one step where the point table allows (numbers in sequence
-// after its last one), else one by one.
+// Points numbered from `firstNumber` (1 or more) on, `n` of them, at xyz
+// (three floats each), as addPoint would add or move them in turn: in one
+// step where the point table allows (new numbers in sequence after its
+// last one), else one by one.
 bool addNewPoints(Model* model, int32_t firstNumber, int32_t n, const float* xyz);
 Point* findPoint(const Model* model, int32_t number);
 // The number of the first point (slot order) exactly at x, y, z; 0 if none.
