@@ -19,7 +19,9 @@ namespace {
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "records are written and read on one machine, as they lie in memory");
 
-constexpr size_t kFlushBytes = 1 << 20;
+// A quarter of the pipe's room: the reader writes while the importer
+// reads, where a write as large as the pipe would wait for it to empty.
+constexpr size_t kFlushBytes = 1 << 18;
 // More than any reader sends in one record.
 constexpr uint64_t kMostBytes = uint64_t{1} << 32;
 
