@@ -434,9 +434,12 @@ void importPrefetch(const ImportBuilder* b, const float position[3]) {
   positionPrefetch(&b->positions, position);
 }
 
-void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
-  if (b->failed || a == 0 || c == 0 || d == 0) return;
-  if (b->pendingTriangles.size() != kPendingCorners) b->pendingTriangles.resize(kPendingCorners);
+namespace {
+
+// One triangle of points made here into the run kept back.
+inline void keepTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
+  if (b->pendingCorners == 0 && b->pendingTriangles.size() != kPendingCorners)
+    b->pendingTriangles.resize(kPendingCorners);
   int32_t* at = b->pendingTriangles.data() + b->pendingCorners;
   at[0] = a;
   at[1] = c;
@@ -444,6 +447,22 @@ void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   b->pendingCorners += 3;
   ++b->counts.triangles;
   if (b->pendingCorners == kPendingCorners) storePending(b);
+}
+
+}  // namespace
+
+void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
+  if (b->failed || a == 0 || c == 0 || d == 0) return;
+  keepTriangle(b, a, c, d);
+}
+
+void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* corners,
+                     size_t count) {
+  for (size_t i = 0; i < count && !b->failed; ++i) {
+    const int32_t a = pointOf[corners[3 * i]], c = pointOf[corners[3 * i + 1]],
+                  d = pointOf[corners[3 * i + 2]];
+    if (a != 0 && c != 0 && d != 0) keepTriangle(b, a, c, d);
+  }
 }
 
 void importEndLines(ImportBuilder* b) {

@@ -132,6 +132,10 @@ int32_t importPlacedVertex(ImportBuilder* b, const float position[3],
 // than the cache, and each vertex would otherwise wait for memory).
 void importPrefetch(const ImportBuilder* b, const float position[3]);
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d);
+// `count` triangles at once, each three corners that index `pointOf` (the
+// point each vertex of the mesh became; every corner in range).
+void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* corners,
+                     size_t count);
 // Segments that continue one another are joined into one line.
 void importSegment(ImportBuilder* b, int32_t a, int32_t c);
 // Ends the current layer's run of segments (at the end of each mesh).

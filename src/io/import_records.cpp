@@ -300,13 +300,9 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
         if (count > 0 && !in.take(corners.data(), corners.size() * 4)) return false;
         for (uint32_t corner : corners)
           if (corner >= pointOf.size()) return nonsense("a corner past the vertices");
-        for (size_t i = 0; i < corners.size() && !b->failed; i += per) {
-          if (per == 3) {
-            importTriangle(b, pointOf[corners[i]], pointOf[corners[i + 1]], pointOf[corners[i + 2]]);
-          } else {
-            importSegment(b, pointOf[corners[i]], pointOf[corners[i + 1]]);
-          }
-        }
+        if (per == 3) importTriangles(b, pointOf.data(), corners.data(), count);
+        for (size_t i = 0; per == 2 && i < corners.size() && !b->failed; i += 2)
+          importSegment(b, pointOf[corners[i]], pointOf[corners[i + 1]]);
         break;
       }
       case 'E':
