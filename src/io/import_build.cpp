@@ -214,15 +214,20 @@ void importReserve(ImportBuilder* b, size_t vertices) {
 
 namespace {
 
-// Stores the points and triangles kept back, in the order they came:
-// triangle ids are the ones they would have had one by one, lines' ids
-// coming after them.
-void storePending(ImportBuilder* b) {
+// Stores the points made since the last run.
+void storePoints(ImportBuilder* b) {
   const int32_t from = b->storedPoints + 1;
   if (!b->failed && b->nextPoint > from &&
       !addNewPoints(b->model, from, b->nextPoint - from, &b->placed[3 * static_cast<size_t>(from)]))
     b->failed = true;
   b->storedPoints = b->nextPoint - 1;
+}
+
+// Stores the points and triangles kept back, in the order they came:
+// triangle ids are the ones they would have had one by one, lines' ids
+// coming after them.
+void storePending(ImportBuilder* b) {
+  storePoints(b);
   const int32_t* corners = b->pendingTriangles.data();
   const size_t count = b->pendingCorners;
   b->pendingCorners = 0;
@@ -234,6 +239,11 @@ void storePending(ImportBuilder* b) {
   if (addTrianglesOfKnownPoints(b->model, b->layer, static_cast<int32_t>(count / 3), corners) == 0)
     b->failed = true;
 }
+
+// Points are stored as they come, a run at a time, while the reader is
+// still sending vertices (it is the slower one then); the triangles after
+// them find the table made.
+constexpr int32_t kPointRun = 16384;
 
 constexpr size_t kPendingCorners = 3 * 16384;
 
@@ -392,6 +402,7 @@ int32_t addVertex(ImportBuilder* b, const float position[3], const FirstAt& at,
       made = true;
       b->usedBy.push_back(0);
       b->placed.insert(b->placed.end(), position, position + 3);
+      if (b->nextPoint - 1 - b->storedPoints >= kPointRun) storePoints(b);
       if (*there == 0) {
         *there = point;
         if (at.table != nullptr) ++at.table->used;
