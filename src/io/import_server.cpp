@@ -40,6 +40,9 @@ struct Server {
   int control = -1;  // the socket to it
   ReadJob read = nullptr;
   bool itself = false;
+  // The last reader's status is still to be read: its records were all in,
+  // and the import did not wait for its process to end.
+  bool statusDue = false;
 };
 
 Server g_server;
@@ -289,6 +292,11 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
                          unsigned cpuSeconds, uint64_t memoryBytes) {
   why->clear();
   if (g_server.pid > 0 && (g_server.read != read || g_server.itself != g_itself)) stopServer();
+  if (g_server.pid > 0 && g_server.statusDue) {
+    g_server.statusDue = false;
+    int32_t ended = 0;
+    if (!receiveAll(g_server.control, &ended, sizeof ended)) serverEnded();
+  }
   int fds[2];
   if (::pipe2(fds, O_CLOEXEC) != 0) {
     *why = std::string("the reader could not be started: ") + std::strerror(errno);
@@ -323,6 +331,18 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
   // never writes again, and is stopped too.
   if (!done && (!g_server.itself || stalled)) ::kill(started.pid, SIGKILL);
   ::close(fds[0]);
+  if (done) {
+    // Every record is in. The reader's end (its memory given back, 10 ms
+    // and more after a large file) is not waited for: the server may reap
+    // it at once, and its status is read before the next job.
+    const char seen = 1;
+    if (!g_server.itself && !sendAll(g_server.control, &seen, 1)) {
+      serverEnded();
+    } else {
+      g_server.statusDue = true;
+    }
+    return true;
+  }
   int32_t status = 0;
   if (receiveAll(g_server.control, &status, sizeof status)) {
     const char seen = 1;
