@@ -10,6 +10,20 @@ using namespace geometry_detail;
 
 namespace {
 
+// The reflected half of a mirroring layer is drawn too, so the reflections
+// of the new polygons' points count for the model's extent.
+void growMirroredBounds(Model* model, const Layer* layer, const int32_t* points,
+                        int32_t count) {
+  const int32_t axis = layer->mirrorAxis;
+  if (!layer->mirror || axis < kAxisX || axis > kAxisZ) return;
+  for (int32_t i = 0; i < count; ++i) {
+    const Point* p = findPoint(model, points[i]);
+    float r[3] = {p->x, p->y, p->z};
+    r[axis - 1] = -r[axis - 1];
+    growModelBounds(model, r[0], r[1], r[2]);
+  }
+}
+
 // Shared by triangles and lines: both keep {id, count, kind, flags, points}.
 template <class Polygon>
 int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
@@ -50,17 +64,7 @@ int32_t addPolygon(Model* model, Layer* layer, KeyedTable Layer::*table,
   made.kind = static_cast<int8_t>(kind);
   *polygon = made;
 
-  // The reflected half is drawn too, so it counts for the model's extent.
-  const int32_t axis = layer->mirrorAxis;
-  if (layer->mirror && axis >= kAxisX && axis <= kAxisZ) {
-    const int32_t* stored = polygonPoints(&made);
-    for (int32_t i = 0; i < count; ++i) {
-      const Point* p = findPoint(model, stored[i]);
-      float r[3] = {p->x, p->y, p->z};
-      r[axis - 1] = -r[axis - 1];
-      growModelBounds(model, r[0], r[1], r[2]);
-    }
-  }
+  growMirroredBounds(model, layer, polygonPoints(&made), count);
   notePolygonAdded(model, layer, id, isLine<Polygon>());
   markBoundsStale(model, layer);
   touchLayer(model, layer);
@@ -199,16 +203,7 @@ Triangle* storeTriangleRun(Model* model, Layer* layer, int32_t n, const int32_t*
     t->kind = static_cast<int8_t>(kind);
     std::memcpy(t->points, corners + 3 * i, 3 * sizeof(int32_t));
   }
-  // The reflected half is drawn too, so it counts for the model's extent.
-  const int32_t axis = layer->mirrorAxis;
-  if (layer->mirror && axis >= kAxisX && axis <= kAxisZ) {
-    for (int32_t i = 0; i < 3 * n; ++i) {
-      const Point* p = findPoint(model, corners[i]);
-      float r[3] = {p->x, p->y, p->z};
-      r[axis - 1] = -r[axis - 1];
-      growModelBounds(model, r[0], r[1], r[2]);
-    }
-  }
+  growMirroredBounds(model, layer, corners, 3 * n);
   notePolygonsAdded(model, layer, firstId, n);
   markBoundsStale(model, layer);
   touchLayer(model, layer);
