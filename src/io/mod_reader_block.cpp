@@ -168,31 +168,13 @@ bool insertRecords(ModParseState& s, const Part& part, int* line) {
   const BlockScratch& b = *part.scratch;
   const int first = *line + 1;
   if (part.section == kSectionPoints) {
-    constexpr int32_t kRun = 1024;
-    float xyz[3 * kRun];
-    for (int32_t i = 0; i < part.records;) {
+    for (int32_t i = 0; i < part.records; ++i) {
       const PointRecord& r = b.points[i];
       lastErrorSetLine(first + r.line);
-      // Numbers in turn are added as a run.
-      int32_t run = 1;
-      while (r.number >= 1 && i + run < part.records && run < kRun &&
-             int64_t{b.points[i + run].number} == int64_t{r.number} + run)
-        ++run;
-      if (run > 1) {
-        for (int32_t k = 0; k < run; ++k)
-          std::memcpy(&xyz[3 * k], b.points[i + k].xyz, 3 * sizeof xyz[0]);
-        if (!addNewPoints(s.model, r.number, run, xyz)) {
-          *line = first + r.line;
-          return lineFailed();
-        }
-        i += run;
-        continue;
-      }
       if (!addPoint(s.model, r.number, r.xyz[0], r.xyz[1], r.xyz[2])) {
         *line = first + r.line;
         return lineFailed();
       }
-      ++i;
     }
     return true;
   }
