@@ -277,6 +277,13 @@ bool sendJob(const ReaderJob& job, unsigned cpuSeconds, uint64_t memoryBytes, in
          (!job.fromMemory || sendAll(control, job.bytes, job.size));
 }
 
+// Tells a forking server that the program is done with the reader, which
+// it may reap now.
+void readerSeen() {
+  const char seen = 1;
+  if (!g_server.itself && !sendAll(g_server.control, &seen, 1)) serverEnded();
+}
+
 // How long a reader may send nothing: one still reading gets several
 // times its processor time in wall time, for a machine busy with more.
 unsigned readerQuietSeconds(unsigned cpuSeconds) {
@@ -335,18 +342,13 @@ bool importThroughServer(ReadJob read, const ReaderJob& job, ImportBuilder* b,
     // Every record is in. The reader's end (its memory given back, 10 ms
     // and more after a large file) is not waited for: the server may reap
     // it at once, and its status is read before the next job.
-    const char seen = 1;
-    if (!g_server.itself && !sendAll(g_server.control, &seen, 1)) {
-      serverEnded();
-    } else {
-      g_server.statusDue = true;
-    }
+    readerSeen();
+    g_server.statusDue = g_server.pid > 0;
     return true;
   }
   int32_t status = 0;
   if (receiveAll(g_server.control, &status, sizeof status)) {
-    const char seen = 1;
-    if (!g_server.itself && !sendAll(g_server.control, &seen, 1)) serverEnded();
+    readerSeen();
   } else {
     // The server itself ended: in its own reader, or killed from outside.
     status = serverEnded();
