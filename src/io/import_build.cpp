@@ -462,6 +462,17 @@ inline void keepTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
 
 }  // namespace
 
+void importExpectTriangles(ImportBuilder* b, uint32_t triangles) {
+  if (b->failed || b->layer == nullptr || triangles == 0) return;
+  // The records are not trusted: a count beyond any real mesh's is not
+  // worth the memory (the table would grow as the triangles came).
+  constexpr uint32_t kMostExpected = 1u << 24;
+  if (triangles > kMostExpected) return;
+  const int64_t room = int64_t{tableCount(&b->layer->triangles)} +
+                       static_cast<int64_t>(b->pendingCorners / 3) + triangles;
+  tableReserve(&b->layer->triangles, static_cast<int32_t>(room));
+}
+
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   if (b->failed || a == 0 || c == 0 || d == 0) return;
   keepTriangle(b, a, c, d);

@@ -144,10 +144,11 @@ void putLayer(RecordOut* out, const std::string& name, const ImportLook& look,
   putByte(out, colours ? 1 : 0);
 }
 
-void putMesh(RecordOut* out, uint8_t flags, uint32_t count) {
+void putMesh(RecordOut* out, uint8_t flags, uint32_t count, uint32_t triangles) {
   putByte(out, 'M');
   putByte(out, flags);
   putWord(out, count);
+  putWord(out, triangles);
 }
 
 void putVertices(RecordOut* out, const float* values, uint32_t vertices, size_t floats) {
@@ -240,9 +241,10 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
         break;
       }
       case 'M': {
-        uint32_t count = 0;
-        if (!in.take(&flags, 1) || !in.word(&count)) return false;
+        uint32_t count = 0, triangles = 0;
+        if (!in.take(&flags, 1) || !in.word(&count) || !in.word(&triangles)) return false;
         if (!inLayer) return nonsense("a mesh outside a layer");
+        importExpectTriangles(b, triangles);
         stride = vertexFloats(flags);
         expected = count;
         pointOf.clear();

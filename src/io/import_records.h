@@ -33,8 +33,10 @@ void putLayer(RecordOut* out, const std::string& name, const ImportLook& look,
 // A mesh of `count` vertices, vertexFloats(flags) floats each; they follow
 // in runs (putVertices), then its triangles and segments, by the
 // vertices' places (0-based), in runs too. Runs of a few thousand let the
-// importer build while the reader sends.
-void putMesh(RecordOut* out, uint8_t flags, uint32_t count);
+// importer build while the reader sends. `triangles`: how many triangles
+// it will send (0 when not known), for which the importer makes room
+// while the reader is still busy with the vertices.
+void putMesh(RecordOut* out, uint8_t flags, uint32_t count, uint32_t triangles = 0);
 void putVertices(RecordOut* out, const float* values, uint32_t vertices, size_t floats);
 void putTriangles(RecordOut* out, const uint32_t* corners, uint32_t triangles);
 void putSegments(RecordOut* out, const uint32_t* ends, uint32_t segments);

@@ -225,11 +225,18 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
   if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
   flags |= kRecordFirsts;
+  // At most this many: those alike are sent once. The importer hears of
+  // the mesh at once, and makes room for its triangles while this
+  // process makes its tables.
+  const bool allTriangles =
+      (mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE) != 0 &&
+      (mesh->mPrimitiveTypes & (aiPrimitiveType_POINT | aiPrimitiveType_LINE |
+                                aiPrimitiveType_POLYGON)) == 0;
+  putMesh(c->out, flags, mesh->mNumVertices, allTriangles ? mesh->mNumFaces : 0);
+  flushRecords(c->out);
   positionsReserve(&c->firsts.table, mesh->mNumVertices);
   const size_t floats = vertexFloats(flags);
   c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
-  // At most this many: those alike are sent once.
-  putMesh(c->out, flags, mesh->mNumVertices);
   const bool join = joinsVertices(mesh);
   Joining* j = &c->joining;
   if (join) joinMesh(j, mesh, flags);

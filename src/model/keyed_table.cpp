@@ -563,6 +563,12 @@ void* tableAppendRun(KeyedTable* t, int32_t firstKey, int32_t n) {
   return elementOf(t, static_cast<int32_t>(start));
 }
 
+bool tableReserve(KeyedTable* t, int32_t slots) {
+  while (t->capacity < slots)
+    if (!growSlots(t)) return false;
+  return true;
+}
+
 void* tableFind(const KeyedTable* t, int32_t key) {
   if (t->kind != kIntKeyed) return nullptr;
   const int32_t slot = findIntSlot(t, key);

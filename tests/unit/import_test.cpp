@@ -484,6 +484,48 @@ TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
   freeModel(t);
 }
 
+// A mesh says how many triangles it will send, so that the layer's table is
+// made while the vertices still come; but the count is only believed as
+// far as it is worth. More or fewer may come, and an absurd count costs
+// nothing: the layer holds what was sent, every triangle once.
+TEST(ImportChild, ATriangleCountAheadMakesRoomButIsOnlyAHint) {
+  for (const uint32_t said : {0u, 1u, 3000u, (1u << 24) + 1, 0xffffffffu}) {
+    Model* t = createModel(nullptr, "t.mod", nullptr);
+    ImportBuilder b;
+    importBegin(&b, t);
+    std::string why;
+    static uint32_t announced;
+    announced = said;
+    ASSERT_TRUE(importInChild(
+        [](RecordOut* out) {
+          putLayer(out, "quad", plainLook(), false, false);
+          putMesh(out, 0, 4, announced);
+          const float v[4][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+          putVertices(out, v[0], 4, 3);
+          const uint32_t corners[6] = {0, 1, 2, 0, 2, 3};
+          putTriangles(out, corners, 2);
+          putEndMesh(out);
+          putEndLayer(out);
+          putDone(out);
+        },
+        &b, nullptr, &why))
+        << why;
+    const Layer* quad = findLayer(t, "quad");
+    ASSERT_NE(quad, nullptr);
+    EXPECT_EQ(tableCount(&quad->triangles), 2) << said;
+    if (said == 3000u) {
+      EXPECT_GE(quad->triangles.capacity, 3000) << "room made ahead";
+    } else if (said > 3000u) {
+      EXPECT_LT(quad->triangles.capacity, 1 << 20) << "an absurd count believed";
+    }
+    const Triangle* first = tableAt<Triangle>(&quad->triangles, 0);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->count, 3);
+    EXPECT_EQ(tableAt<Triangle>(&quad->triangles, 1)->id, first->id + 1);
+    freeModel(t);
+  }
+}
+
 // assimp gives each OBJ face corner a vertex of its own; joined before the
 // importer sees them, corners alike stay one point and a seam stays two. A
 // mesh big enough is joined on two threads, each taking half the hashes:

@@ -331,6 +331,53 @@ TEST(KeyedTable, SequentialTableAnswersAsAPlainOneThroughBreaksAndCopies) {
 // by one would: the same slots and walk, holes found again after it (a
 // free-slot hint left too high would skip them), and runs refused while
 // a hole is open or the key is not the next one.
+// Room made ahead is taken without growing again (the elements stay where
+// they are) and holds what inserts into a table without it hold, for every
+// kind of table, sequential ones and runs included.
+TEST(KeyedTable, ReservedRoomIsTakenWithoutMovingAndHoldsWhatInsertsLeave) {
+  for (int kind = 0; kind < 4; ++kind) {
+    KeyedTable t;
+    if (kind == 3) tableInitSequential(&t, sizeof(Elem));
+    else tableInit(&t, sizeof(Elem), static_cast<TableKind>(kind));
+    // Keys far apart put an int table on its hash index.
+    auto keyOf = [&](int32_t i) { return kind == 1 ? i * 7919 : i + 1; };
+    auto insert = [&](int32_t i) -> Elem* {
+      if (kind == 2) return tableInsertT<Elem>(&t, std::to_string(i).c_str());
+      return tableInsertT<Elem>(&t, keyOf(i));
+    };
+    for (int32_t i = 0; i < 10; ++i) insert(i)->tag = i;
+    ASSERT_TRUE(tableReserve(&t, 1500)) << kind;
+    ASSERT_GE(t.capacity, 1500);
+    EXPECT_EQ(t.capacity, 2048) << "as doubling would have grown it";
+    const unsigned char* elements = t.elements;
+    ASSERT_TRUE(tableReserve(&t, 20));  // already room: nothing changes
+    int32_t i = 10;
+    if (kind == 3) {
+      Elem* run = static_cast<Elem*>(tableAppendRun(&t, keyOf(10), 500));
+      ASSERT_NE(run, nullptr);
+      for (; i < 510; ++i) {
+        ASSERT_EQ(run[i - 10].tag, 0);
+        run[i - 10].tag = i;
+      }
+    }
+    for (; i < 1500; ++i) {
+      Elem* e = insert(i);
+      ASSERT_EQ(e->tag, 0) << kind << " " << i;  // zero-filled
+      e->tag = i;
+    }
+    EXPECT_EQ(t.elements, elements) << kind;
+    EXPECT_EQ(tableCount(&t), 1500);
+    for (int32_t k = 0; k < 1500; ++k) {
+      const Elem* e = kind == 2 ? tableFindT<Elem>(&t, std::to_string(k).c_str())
+                                : tableFindT<Elem>(&t, keyOf(k));
+      if (kind == 0) break;  // never found again
+      ASSERT_NE(e, nullptr) << kind << " " << k;
+      ASSERT_EQ(e->tag, k);
+    }
+    tableRelease(&t);
+  }
+}
+
 TEST(KeyedTable, AppendedRunsLeaveWhatInsertsOneByOneLeave) {
   std::mt19937 rng(99);
   KeyedTable run, one;
