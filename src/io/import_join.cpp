@@ -47,7 +47,8 @@ inline bool alike(const aiMesh* mesh, unsigned a, unsigned b, uint8_t flags) {
 // an open-addressed table of first vertices, whose slots hold the vertex + 1
 // and its hash, so that most vertices unlike it are told apart without
 // reading theirs.
-void joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, uint32_t parts) {
+// Returns how many are the first alike them.
+size_t joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, uint32_t parts) {
   const unsigned n = mesh->mNumVertices;
   size_t capacity = 1024;
   while (capacity < n / 4 / parts) capacity *= 2;
@@ -87,6 +88,7 @@ void joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, uint
     }
     place(slots, v, hash);
   }
+  return firsts;
 }
 
 }  // namespace
@@ -106,27 +108,29 @@ void joinMesh(Joining* j, const aiMesh* mesh, uint8_t flags) {
       hash(0, n / 2);
       hashing.join();
       bool short1 = false, short0 = false;
+      size_t firsts1 = 0, firsts0 = 0;
       std::thread joining([&] {
         try {
-          joinPart(j, mesh, flags, 1, 2);
+          firsts1 = joinPart(j, mesh, flags, 1, 2);
         } catch (const std::bad_alloc&) {
           short1 = true;
         }
       });
       try {
-        joinPart(j, mesh, flags, 0, 2);
+        firsts0 = joinPart(j, mesh, flags, 0, 2);
       } catch (const std::bad_alloc&) {
         short0 = true;
       }
       joining.join();
       if (short0 || short1) throw std::bad_alloc();
+      j->firsts = firsts0 + firsts1;
       return;
     } catch (const std::system_error&) {
       // No thread to be had: one does it all (the hashes made are kept).
     }
   }
   hash(0, n);
-  joinPart(j, mesh, flags, 0, 1);
+  j->firsts = joinPart(j, mesh, flags, 0, 1);
 }
 
 bool joinsVertices(const aiMesh* mesh) {

@@ -15,6 +15,7 @@ struct Joining {
   // Per vertex: the first vertex alike it (itself when it is the first).
   std::vector<uint32_t> first;
   std::vector<uint32_t> sentAs;  // the mesh's vertex -> its place as sent
+  size_t firsts = 0;             // vertices that are the first alike them
 };
 
 // Meshes with a vertex for every corner of their faces are joined; others

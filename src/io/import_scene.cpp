@@ -234,12 +234,15 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
                                 aiPrimitiveType_POLYGON)) == 0;
   putMesh(c->out, flags, mesh->mNumVertices, allTriangles ? mesh->mNumFaces : 0);
   flushRecords(c->out);
-  positionsReserve(&c->firsts.table, mesh->mNumVertices);
   const size_t floats = vertexFloats(flags);
   c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
   const bool join = joinsVertices(mesh);
   Joining* j = &c->joining;
   if (join) joinMesh(j, mesh, flags);
+  // Room for the vertices that will be sent: of a joined mesh, a third or
+  // so of its corners (a table made for all of them took longer to clear
+  // than the joining).
+  positionsReserve(&c->firsts.table, join ? j->firsts : mesh->mNumVertices);
   uint32_t pending = 0, sent = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
     if (join) {
