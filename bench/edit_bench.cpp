@@ -28,6 +28,10 @@
 //   delete pt, L lay     deletePoint on that grid
 //   delete tri, L lay    deleteTriangle of an existing id, the grid spread
 //                        over L = min(n, 10^4) layers
+//   4 chained loads      not the document's: four loads, each from where
+//                        the one before pointed, at random in 128 bytes
+//                        per point; the growth any edit that makes a few
+//                        such look-ups shows on this machine
 
 #include <algorithm>
 #include <chrono>
@@ -148,11 +152,11 @@ std::vector<int32_t> shuffledNumbers(int32_t count, uint32_t seed) {
   return numbers;
 }
 
-constexpr int kRows = 8;
+constexpr int kRows = 9;
 const char* const kRowNames[kRows] = {
     "find point",         "get highest",      "select clear+1+copy",
     "add tri + move pt",  "delete point",     "add+move pt, L lay",
-    "delete pt, L lay",   "delete tri, L lay"};
+    "delete pt, L lay",   "delete tri, L lay", "4 chained loads"};
 
 // Bytes of each index, and what they index.
 struct Memory {
@@ -296,6 +300,23 @@ void measure(int n, Row rows[kRows], Memory* built, Memory* edited,
       deleteTriangle(g.model, g.triangleIds[static_cast<size_t>(i)]);
     });
     freeModel(g.model);
+  }
+  {
+    // The machine's own growth, for scale: four loads, each at a place the
+    // one before it read, in 128 bytes per point (about what the document
+    // and its indexes take), one random cycle through all of it.
+    const size_t slots = static_cast<size_t>(n) * 16;
+    std::vector<uint64_t> next(slots);
+    for (size_t i = 0; i < slots; ++i) next[i] = i;
+    std::mt19937_64 random(5);
+    for (size_t i = slots - 1; i > 0; --i)  // Sattolo: a single cycle
+      std::swap(next[i], next[random() % i]);
+    uint64_t at = 0;
+    volatile uint64_t sink = 0;
+    rows[8] = timeRow(std::max(10, n / 10), [&](int) {
+      for (int k = 0; k < 4; ++k) at = next[at];
+      sink = at;
+    });
   }
 }
 
