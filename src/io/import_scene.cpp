@@ -225,23 +225,25 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   if (mesh->HasTextureCoords(0)) flags |= kRecordUvs;
   if (mesh->HasVertexColors(0) && layerColours) flags |= kRecordColours;
   flags |= kRecordFirsts;
-  // At most this many: those alike are sent once. The importer hears of
-  // the mesh at once, and makes room for its triangles while this
-  // process makes its tables.
+  // At most this many vertices: those alike are sent once. The importer
+  // hears of a large mesh at once, and makes room for its triangles while
+  // this process makes its tables; a small mesh's record waits in the
+  // buffer (a write for each of thousands of meshes would cost more than
+  // the room made early saves).
   const bool allTriangles =
       (mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE) != 0 &&
       (mesh->mPrimitiveTypes & (aiPrimitiveType_POINT | aiPrimitiveType_LINE |
                                 aiPrimitiveType_POLYGON)) == 0;
   putMesh(c->out, flags, mesh->mNumVertices, allTriangles ? mesh->mNumFaces : 0);
-  flushRecords(c->out);
+  if (mesh->mNumFaces >= kRun) flushRecords(c->out);
   const size_t floats = vertexFloats(flags);
   c->vertex.resize(floats * (mesh->mNumVertices < kRun ? mesh->mNumVertices : kRun));
   const bool join = joinsVertices(mesh);
   Joining* j = &c->joining;
   if (join) joinMesh(j, mesh, flags);
-  // Room for the vertices that will be sent: of a joined mesh, a third or
-  // so of its corners (a table made for all of them took longer to clear
-  // than the joining).
+  // Room for the vertices that will be sent: of a joined closed mesh,
+  // about a sixth of its corners (a table made for all of them took longer
+  // to clear than the joining).
   positionsReserve(&c->firsts.table, join ? j->firsts : mesh->mNumVertices);
   uint32_t pending = 0, sent = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
