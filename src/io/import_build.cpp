@@ -480,11 +480,9 @@ void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
 
 void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* corners,
                      size_t count) {
-  for (size_t i = 0; i < count && !b->failed; ++i) {
-    const int32_t a = pointOf[corners[3 * i]], c = pointOf[corners[3 * i + 1]],
-                  d = pointOf[corners[3 * i + 2]];
-    if (a != 0 && c != 0 && d != 0) keepTriangle(b, a, c, d);
-  }
+  for (size_t i = 0; i < count && !b->failed; ++i)
+    importTriangle(b, pointOf[corners[3 * i]], pointOf[corners[3 * i + 1]],
+                   pointOf[corners[3 * i + 2]]);
 }
 
 void importEndLines(ImportBuilder* b) {

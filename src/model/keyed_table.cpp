@@ -543,8 +543,7 @@ void* tableAppendRun(KeyedTable* t, int32_t firstKey, int32_t n) {
     return nullptr;
   const int64_t base = t->count == 0 ? firstKey - start : t->sequenceBase;
   if (base < INT32_MIN || firstKey - base != start) return nullptr;
-  while (t->capacity < end)
-    if (!growSlots(t)) return nullptr;
+  if (!tableReserve(t, static_cast<int32_t>(end))) return nullptr;
   t->sequenceBase = static_cast<int32_t>(base);
   // Slots from highWater up were cleared when the table grew and have held
   // nothing since, so only the bits change.
