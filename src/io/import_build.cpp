@@ -7,6 +7,7 @@
 #include "io/texture_files.h"
 #include "model/document_index.h"
 #include "model/geometry.h"
+#include "model/large_pages.h"
 #include "model/last_error.h"
 #include "model/transform.h"
 
@@ -85,7 +86,9 @@ void keysAdd(VertexKeys* k, const uint32_t* key, int32_t value) {
 // ---- Positions ----------------------------------------------------------------
 
 void positionsGrow(PositionTable* t, size_t slots) {
-  std::vector<PositionSlot> old(slots, PositionSlot{0, 0, 0, 0});
+  std::vector<PositionSlot> old;
+  reserveLarge(&old, slots);
+  old.resize(slots, PositionSlot{0, 0, 0, 0});
   old.swap(t->slots);
   const size_t mask = t->slots.size() - 1;
   for (const PositionSlot& s : old) {
@@ -209,7 +212,9 @@ void importReserve(ImportBuilder* b, size_t vertices) {
   // positions to the builder (importVertex).
   b->firstPointAt.reserve(vertices);
   b->usedBy.reserve(vertices + 1);
-  b->placed.reserve(3 * (vertices + 1));
+  reserveLarge(&b->placed, 3 * (vertices + 1));
+  const int32_t more = vertices < (size_t{1} << 24) ? static_cast<int32_t>(vertices) : 1 << 24;
+  tableReserve(&b->model->points, tableCount(&b->model->points) + more);
 }
 
 namespace {
@@ -462,15 +467,23 @@ inline void keepTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
 
 }  // namespace
 
-void importExpectTriangles(ImportBuilder* b, uint32_t triangles) {
-  if (b->failed || b->layer == nullptr || triangles == 0) return;
+void importExpectMesh(ImportBuilder* b, uint32_t vertices, uint32_t triangles, bool normals) {
+  if (b->failed || b->layer == nullptr) return;
   // The records are not trusted: a count beyond any real mesh's is not
-  // worth the memory (the table would grow as the triangles came).
+  // worth the memory (the table would grow as the items came).
   constexpr uint32_t kMostExpected = 1u << 24;
-  if (triangles > kMostExpected) return;
-  const int64_t room = int64_t{tableCount(&b->layer->triangles)} +
-                       static_cast<int64_t>(b->pendingCorners / 3) + triangles;
-  tableReserve(&b->layer->triangles, static_cast<int32_t>(room));
+  if (triangles > 0 && triangles <= kMostExpected) {
+    const int64_t room = int64_t{tableCount(&b->layer->triangles)} +
+                         static_cast<int64_t>(b->pendingCorners / 3) + triangles;
+    tableReserve(&b->layer->triangles, static_cast<int32_t>(room));
+  }
+  // A mesh with a vertex for every corner has its alike vertices joined
+  // before they come: those of a closed one, about half as many as its
+  // triangles, take the normals.
+  const uint32_t points =
+      triangles > 0 && vertices / 3 >= triangles ? triangles / 2 + 1 : vertices;
+  if (normals && points > 0 && points <= kMostExpected)
+    tableReserve(&b->layer->normals, tableCount(&b->layer->normals) + static_cast<int32_t>(points));
 }
 
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {

@@ -131,10 +131,11 @@ int32_t importPlacedVertex(ImportBuilder* b, const float position[3],
 // fetched into the cache meanwhile (a large model's table is far larger
 // than the cache, and each vertex would otherwise wait for memory).
 void importPrefetch(const ImportBuilder* b, const float position[3]);
-// The current layer is to take about this many more triangles: its table
-// grows to hold them now (and the new memory is touched now), while the
-// reader still sends the vertices. Only a hint: fewer or more may come.
-void importExpectTriangles(ImportBuilder* b, uint32_t triangles);
+// The current layer is to take a mesh of about this many vertices (with
+// normals or not) and triangles: its tables grow to hold them now (and the
+// new memory is touched now), while the reader still works on the mesh.
+// Only a hint: fewer or more may come.
+void importExpectMesh(ImportBuilder* b, uint32_t vertices, uint32_t triangles, bool normals);
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d);
 // `count` triangles at once, each three corners that index `pointOf` (the
 // point each vertex of the mesh became; every corner in range).

@@ -244,7 +244,7 @@ bool replayFrom(RecordIn& in, ImportBuilder* b, const char* imageDirectory,
         uint32_t count = 0, triangles = 0;
         if (!in.take(&flags, 1) || !in.word(&count) || !in.word(&triangles)) return false;
         if (!inLayer) return nonsense("a mesh outside a layer");
-        importExpectTriangles(b, triangles);
+        importExpectMesh(b, count, triangles, (flags & kRecordNormals) != 0);
         stride = vertexFloats(flags);
         expected = count;
         pointOf.clear();

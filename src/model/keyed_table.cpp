@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "model/large_pages.h"
+
 namespace {
 
 constexpr int32_t kMaxKeyChars = kTableKeyBytes - 1;
@@ -329,12 +331,10 @@ __attribute__((always_inline)) inline int32_t findIntSlot(const KeyedTable* t,
 
 // ---- slots ------------------------------------------------------------
 
-// Doubles (or first allocates) every per-slot array. On failure the
-// table is unchanged apart from arrays that may already be larger.
-bool growSlots(KeyedTable* t) {
+// Grows every per-slot array to `cap` slots, more than it has. On failure
+// the table is unchanged apart from arrays that may already be larger.
+bool growSlotsTo(KeyedTable* t, int32_t cap) {
   const int32_t old = t->capacity;
-  if (old >= kMaxCapacity) return false;
-  const int32_t cap = old ? old * 2 : kTableInitialCapacity;
   const size_t n = static_cast<size_t>(cap);
   const size_t words = wordsFor(cap), oldWords = wordsFor(old);
   const size_t groups = wordsFor(static_cast<int32_t>(words));
@@ -351,14 +351,17 @@ bool growSlots(KeyedTable* t) {
   p = resize(t->elements, n * static_cast<size_t>(t->elementSize));
   if (!p) return false;
   t->elements = static_cast<unsigned char*>(p);
+  adviseLargePages(p, n * static_cast<size_t>(t->elementSize));
   if (t->kind == kStringKeyed) {
     p = resize(t->stringKeys, n * kTableKeyBytes);
     if (!p) return false;
     t->stringKeys = static_cast<char*>(p);
+    adviseLargePages(p, n * kTableKeyBytes);
   } else if (!t->inSequence) {
     p = resize(t->intKeys, n * sizeof(int32_t));
     if (!p) return false;
     t->intKeys = static_cast<int32_t*>(p);
+    adviseLargePages(p, n * sizeof(int32_t));
   }
 
   const size_t o = static_cast<size_t>(old);
@@ -371,6 +374,13 @@ bool growSlots(KeyedTable* t) {
   }
   t->capacity = cap;
   return true;
+}
+
+// Doubles (or first allocates) every per-slot array.
+bool growSlots(KeyedTable* t) {
+  const int32_t old = t->capacity;
+  if (old >= kMaxCapacity) return false;
+  return growSlotsTo(t, old ? old * 2 : kTableInitialCapacity);
 }
 
 // The lowest slot not in use, which is highWater when none below it is
@@ -563,9 +573,15 @@ void* tableAppendRun(KeyedTable* t, int32_t firstKey, int32_t n) {
 }
 
 bool tableReserve(KeyedTable* t, int32_t slots) {
-  while (t->capacity < slots)
-    if (!growSlots(t)) return false;
-  return true;
+  if (t->capacity >= slots) return true;
+  // The capacity doubling would reach, in one step: a table reserved for
+  // millions is not copied and cleared again at every size on the way.
+  int32_t cap = t->capacity ? t->capacity : kTableInitialCapacity;
+  while (cap < slots) {
+    if (cap >= kMaxCapacity) return false;
+    cap *= 2;
+  }
+  return growSlotsTo(t, cap);
 }
 
 void* tableFind(const KeyedTable* t, int32_t key) {

@@ -1,7 +1,5 @@
 // Large host arrays the view fills once and hands to the GL (the vertices
-// of a layer of a million triangles are close to 100 MB). Asking the
-// system to back them with large pages saves a page fault per 4 KiB, which
-// costs more than filling the page.
+// of a layer of a million triangles are close to 100 MB), on large pages.
 #pragma once
 
 #include <cstddef>
@@ -14,15 +12,7 @@
 #include <utility>
 #include <vector>
 
-// A hint only: ignored below a few MiB and where the system has no such
-// pages.
-void adviseLargePages(void* data, size_t bytes);
-
-template <class Vector>
-void reserveLarge(Vector* v, size_t count) {
-  v->reserve(count);
-  adviseLargePages(v->data(), v->capacity() * sizeof(typename Vector::value_type));
-}
+#include "model/large_pages.h"
 
 // Leaves the new elements of a resize of plain values unset: big arrays
 // about to be written in full are not cleared first.

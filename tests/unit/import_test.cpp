@@ -488,20 +488,28 @@ TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
 // made while the vertices still come; but the count is only believed as
 // far as it is worth. More or fewer may come, and an absurd count costs
 // nothing: the layer holds what was sent, every triangle once.
-TEST(ImportChild, ATriangleCountAheadMakesRoomButIsOnlyAHint) {
-  for (const uint32_t said : {0u, 1u, 3000u, (1u << 24) + 1, 0xffffffffu}) {
+TEST(ImportChild, CountsAheadMakeRoomButAreOnlyHints) {
+  struct Said {
+    uint32_t vertices, triangles;
+  };
+  // A vertex for every corner (9000 for 3000 triangles) is joined before
+  // it comes: room for all of them would be six times what a closed mesh
+  // needs.
+  for (const Said said : {Said{4, 0}, Said{4, 1}, Said{3000, 3000}, Said{9000, 3000},
+                          Said{(1u << 24) + 1, (1u << 24) + 1}, Said{0xffffffffu, 0xffffffffu}}) {
     Model* t = createModel(nullptr, "t.mod", nullptr);
     ImportBuilder b;
     importBegin(&b, t);
     std::string why;
-    static uint32_t announced;
+    static Said announced;
     announced = said;
     ASSERT_TRUE(importInChild(
         [](RecordOut* out) {
           putLayer(out, "quad", plainLook(), false, false);
-          putMesh(out, 0, 4, announced);
-          const float v[4][3] = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
-          putVertices(out, v[0], 4, 3);
+          putMesh(out, kRecordNormals, announced.vertices, announced.triangles);
+          const float v[4][6] = {{0, 0, 0, 0, 0, 1}, {1, 0, 0, 0, 0, 1},
+                                 {1, 1, 0, 0, 0, 1}, {0, 1, 0, 0, 0, 1}};
+          putVertices(out, v[0], 4, 6);
           const uint32_t corners[6] = {0, 1, 2, 0, 2, 3};
           putTriangles(out, corners, 2);
           putEndMesh(out);
@@ -512,11 +520,17 @@ TEST(ImportChild, ATriangleCountAheadMakesRoomButIsOnlyAHint) {
         << why;
     const Layer* quad = findLayer(t, "quad");
     ASSERT_NE(quad, nullptr);
-    EXPECT_EQ(tableCount(&quad->triangles), 2) << said;
-    if (said == 3000u) {
+    EXPECT_EQ(tableCount(&quad->triangles), 2) << said.triangles;
+    EXPECT_EQ(tableCount(&quad->normals), 4) << said.vertices;
+    if (said.triangles == 3000u) {
       EXPECT_GE(quad->triangles.capacity, 3000) << "room made ahead";
-    } else if (said > 3000u) {
+      EXPECT_GE(quad->normals.capacity, 1501) << "room made ahead";
+      if (said.vertices == 9000u) {
+        EXPECT_LT(quad->normals.capacity, 4096) << "room for every corner";
+      }
+    } else if (said.triangles > 3000u) {
       EXPECT_LT(quad->triangles.capacity, 1 << 20) << "an absurd count believed";
+      EXPECT_LT(quad->normals.capacity, 1 << 20) << "an absurd count believed";
     }
     const Triangle* first = tableAt<Triangle>(&quad->triangles, 0);
     ASSERT_NE(first, nullptr);

@@ -1,4 +1,4 @@
-#include "view/host_memory.h"
+#include "model/large_pages.h"
 
 #include <cstdint>
 
@@ -8,6 +8,7 @@
 
 void adviseLargePages(void* data, size_t bytes) {
 #if defined(MADV_HUGEPAGE)
+  // Below this an array seldom covers a whole large page of its own.
   constexpr size_t kWorthIt = size_t{4} << 20;
   constexpr uintptr_t kPage = 4096;
   if (data == nullptr || bytes < kWorthIt) return;
