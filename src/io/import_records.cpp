@@ -25,7 +25,29 @@ constexpr size_t kFlushBytes = 1 << 18;
 // More than any reader sends in one record.
 constexpr uint64_t kMostBytes = uint64_t{1} << 32;
 
+// Writes all of it, or marks the output failed.
+void writeAll(RecordOut* out, const char* data, size_t bytes) {
+  size_t done = 0;
+  while (!out->failed && done < bytes) {
+    const ssize_t n = ::write(out->fd, data + done, bytes - done);
+    if (n > 0) {
+      done += static_cast<size_t>(n);
+    } else if (n < 0 && errno != EINTR) {
+      out->failed = true;
+    }
+  }
+}
+
+// A run of vertices or corners this long goes to the pipe from where it
+// lies, not through the buffer.
+constexpr size_t kStraightBytes = 1 << 16;
+
 void put(RecordOut* out, const void* data, size_t bytes) {
+  if (bytes >= kStraightBytes) {
+    flushRecords(out);
+    writeAll(out, static_cast<const char*>(data), bytes);
+    return;
+  }
   out->buffer.append(static_cast<const char*>(data), bytes);
   if (out->buffer.size() >= kFlushBytes) flushRecords(out);
 }
@@ -179,15 +201,7 @@ void putError(RecordOut* out, const std::string& why) {
 }
 
 void flushRecords(RecordOut* out) {
-  size_t done = 0;
-  while (!out->failed && done < out->buffer.size()) {
-    const ssize_t n = ::write(out->fd, out->buffer.data() + done, out->buffer.size() - done);
-    if (n > 0) {
-      done += static_cast<size_t>(n);
-    } else if (n < 0 && errno != EINTR) {
-      out->failed = true;
-    }
-  }
+  writeAll(out, out->buffer.data(), out->buffer.size());
   out->buffer.clear();
 }
 

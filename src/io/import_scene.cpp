@@ -290,28 +290,34 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
       pending = 0;
     }
   }
-  c->corners.clear();
+  // The corners go back a run at a time, written in place.
+  c->corners.resize(3 * kRun);
   c->ends.clear();
+  uint32_t* run = c->corners.data();
+  uint32_t inRun = 0;
+  const uint32_t* sentAs = join ? j->sentAs.data() : nullptr;
+  const unsigned vertices = mesh->mNumVertices;
   for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
     const aiFace& face = mesh->mFaces[f];
-    bool inside = true;
-    for (unsigned i = 0; i < face.mNumIndices; ++i)
-      inside = inside && face.mIndices[i] < mesh->mNumVertices;
-    if (!inside) continue;
-    const uint32_t* sentAs = join ? j->sentAs.data() : nullptr;
-    auto placed = [&](unsigned i) { return sentAs ? sentAs[face.mIndices[i]] : face.mIndices[i]; };
+    const unsigned* at = face.mIndices;
     if (face.mNumIndices == 3) {
-      const uint32_t a = placed(0), d = placed(1), e = placed(2);
-      c->corners.insert(c->corners.end(), {turned ? d : a, turned ? a : d, e});
-    } else if (face.mNumIndices == 2) {
-      c->ends.insert(c->ends.end(), {placed(0), placed(1)});
-    }
-    if (c->corners.size() >= 3 * kRun) {
-      putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
-      c->corners.clear();
+      uint32_t a = at[0], d = at[1], e = at[2];
+      if (a >= vertices || d >= vertices || e >= vertices) continue;
+      if (sentAs != nullptr) a = sentAs[a], d = sentAs[d], e = sentAs[e];
+      run[inRun] = turned ? d : a;
+      run[inRun + 1] = turned ? a : d;
+      run[inRun + 2] = e;
+      inRun += 3;
+      if (inRun == 3 * kRun) {
+        putTriangles(c->out, run, kRun);
+        inRun = 0;
+      }
+    } else if (face.mNumIndices == 2 && at[0] < vertices && at[1] < vertices) {
+      c->ends.push_back(sentAs != nullptr ? sentAs[at[0]] : at[0]);
+      c->ends.push_back(sentAs != nullptr ? sentAs[at[1]] : at[1]);
     }
   }
-  putTriangles(c->out, c->corners.data(), static_cast<uint32_t>(c->corners.size() / 3));
+  putTriangles(c->out, run, inRun / 3);
   putSegments(c->out, c->ends.data(), static_cast<uint32_t>(c->ends.size() / 2));
   putEndMesh(c->out);
 }
