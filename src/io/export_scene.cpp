@@ -94,13 +94,6 @@ Affine childPlacement(const Child* child) {
 Affine yUpTurn() { return {{1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0}}; }
 Affine yUpTurnInverse() { return {{1, 0, 0, 0, 0, 0, -1, 0, 0, 1, 0, 0}}; }
 
-void applyAffine(const Affine& a, const double p[3], double out[3]) {
-  for (int r = 0; r < 3; ++r) {
-    out[r] = a.m[r * 4] * p[0] + a.m[r * 4 + 1] * p[1] +
-             a.m[r * 4 + 2] * p[2] + a.m[r * 4 + 3];
-  }
-}
-
 double affineDeterminant(const Affine& a) {
   const double* m = a.m;
   return m[0] * (m[5] * m[10] - m[6] * m[9]) -
@@ -126,17 +119,6 @@ void normalMatrix(const Affine& a, double out[9]) {
   }
   const double sign = det < 0.0 ? -1.0 : 1.0;
   for (int i = 0; i < 9; ++i) out[i] = cof[i] * sign;
-}
-
-bool turnNormal(const double normals[9], const double in[3], float out[3]) {
-  double t[3];
-  for (int r = 0; r < 3; ++r) {
-    t[r] = normals[r * 3] * in[0] + normals[r * 3 + 1] * in[1] +
-           normals[r * 3 + 2] * in[2];
-  }
-  if (!scaleToUnit(t)) return false;
-  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(t[i]);
-  return true;
 }
 
 std::vector<PlacedModel> placeModels(const Model* model) {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "model/records.h"
+#include "model/transform.h"
 
 // An affine map, row by row: out[r] = m[4r..4r+2] . p + m[4r+3].
 struct Affine {
@@ -28,7 +29,13 @@ Affine childPlacement(const Child* child);
 // The turn into the y-up file space, and its inverse.
 Affine yUpTurn();
 Affine yUpTurnInverse();
-void applyAffine(const Affine& a, const double p[3], double out[3]);
+// Inline: the importer places every vertex of a file with it.
+inline void applyAffine(const Affine& a, const double p[3], double out[3]) {
+  for (int r = 0; r < 3; ++r) {
+    out[r] = a.m[r * 4] * p[0] + a.m[r * 4 + 1] * p[1] +
+             a.m[r * 4 + 2] * p[2] + a.m[r * 4 + 3];
+  }
+}
 // The linear part's inverse transpose (for normals), scaled freely: the
 // caller makes the result unit length. A singular map gives the linear
 // part itself.
@@ -36,7 +43,16 @@ void normalMatrix(const Affine& a, double out[9]);
 double affineDeterminant(const Affine& a);
 // The normal `in` turned by a normalMatrix, unit length, into out; false,
 // out untouched, when the result has no direction or is not finite.
-bool turnNormal(const double normals[9], const double in[3], float out[3]);
+inline bool turnNormal(const double normals[9], const double in[3], float out[3]) {
+  double t[3];
+  for (int r = 0; r < 3; ++r) {
+    t[r] = normals[r * 3] * in[0] + normals[r * 3 + 1] * in[1] +
+           normals[r * 3 + 2] * in[2];
+  }
+  if (!scaleToUnit(t)) return false;
+  for (int i = 0; i < 3; ++i) out[i] = static_cast<float>(t[i]);
+  return true;
+}
 
 // c held to [0, 1] (a NaN stays one).
 inline float toUnit(float c) { return c < 0.0f ? 0.0f : c > 1.0f ? 1.0f : c; }
