@@ -493,9 +493,29 @@ void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
 
 void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* corners,
                      size_t count) {
-  for (size_t i = 0; i < count && !b->failed; ++i)
-    importTriangle(b, pointOf[corners[3 * i]], pointOf[corners[3 * i + 1]],
-                   pointOf[corners[3 * i + 2]]);
+  // importTriangle for each, as much of the run at once as the pending
+  // triangles have room for.
+  size_t i = 0;
+  while (i < count && !b->failed) {
+    if (b->pendingCorners == 0 && b->pendingTriangles.size() != kPendingCorners)
+      b->pendingTriangles.resize(kPendingCorners);
+    const size_t room = (kPendingCorners - b->pendingCorners) / 3;
+    const size_t end = count - i < room ? count : i + room;
+    int32_t* at = b->pendingTriangles.data() + b->pendingCorners;
+    size_t kept = 0;
+    for (; i < end; ++i) {
+      const int32_t a = pointOf[corners[3 * i]], c = pointOf[corners[3 * i + 1]],
+                    d = pointOf[corners[3 * i + 2]];
+      if (a == 0 || c == 0 || d == 0) continue;
+      at[3 * kept] = a;
+      at[3 * kept + 1] = c;
+      at[3 * kept + 2] = d;
+      ++kept;
+    }
+    b->pendingCorners += 3 * kept;
+    b->counts.triangles += static_cast<int32_t>(kept);
+    if (b->pendingCorners == kPendingCorners) storePending(b);
+  }
 }
 
 void importEndLines(ImportBuilder* b) {

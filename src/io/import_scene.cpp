@@ -202,6 +202,38 @@ void putFirsts(Firsts* f, float* run, uint32_t count, size_t floats) {
   }
 }
 
+// A placement that only exchanges axes and turns them round (the y-up
+// turn, most nodes' identity) moves each coordinate as it is. That gives
+// what applyAffine gives, with a float's arithmetic: the products are
+// exact, and the + 0 turns -0 into 0 as the sum of the other terms does
+// there. (A coordinate that is not finite differs, but any such vertex
+// is refused.)
+struct Swizzle {
+  bool plain = false;
+  int from[3] = {0, 1, 2};
+  float sign[3] = {1.0f, 1.0f, 1.0f};
+};
+
+Swizzle swizzleOf(const Affine& place) {
+  Swizzle s;
+  for (int r = 0; r < 3; ++r) {
+    const double* row = place.m + 4 * r;
+    int ones = 0, zeros = 0;
+    for (int c = 0; c < 3; ++c) {
+      if (row[c] == 0.0) {
+        ++zeros;
+      } else if (row[c] == 1.0 || row[c] == -1.0) {
+        ++ones;
+        s.from[r] = c;
+        s.sign[r] = static_cast<float>(row[c]);
+      }
+    }
+    if (ones != 1 || zeros != 2 || row[3] != 0.0 || std::signbit(row[3])) return Swizzle();
+  }
+  s.plain = true;
+  return s;
+}
+
 struct Conversion {
   const aiScene* scene;
   SourceKind kind;
@@ -245,6 +277,7 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
   // about a sixth of its corners (a table made for all of them took longer
   // to clear than the joining).
   positionsReserve(&c->firsts.table, join ? j->firsts : mesh->mNumVertices);
+  const Swizzle swizzle = swizzleOf(place);
   uint32_t pending = 0, sent = 0;
   for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
     if (join) {
@@ -262,10 +295,15 @@ void addMesh(Conversion* c, const aiMesh* mesh, const Affine& place, bool layerC
     ++sent;
     float* at = c->vertex.data() + pending * floats;
     const aiVector3D& p = mesh->mVertices[v];
-    const double in[3] = {p.x, p.y, p.z};
-    double out[3];
-    applyAffine(place, in, out);
-    for (int k = 0; k < 3; ++k) *at++ = static_cast<float>(out[k]);
+    if (swizzle.plain) {
+      const float in[3] = {p.x, p.y, p.z};
+      for (int k = 0; k < 3; ++k) *at++ = swizzle.sign[k] * in[swizzle.from[k]] + 0.0f;
+    } else {
+      const double in[3] = {p.x, p.y, p.z};
+      double out[3];
+      applyAffine(place, in, out);
+      for (int k = 0; k < 3; ++k) *at++ = static_cast<float>(out[k]);
+    }
     if (flags & kRecordNormals) {
       const aiVector3D& n = mesh->mNormals[v];
       const double in[3] = {n.x, n.y, n.z};
