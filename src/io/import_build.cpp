@@ -87,8 +87,7 @@ void keysAdd(VertexKeys* k, const uint32_t* key, int32_t value) {
 
 void positionsGrow(PositionTable* t, size_t slots) {
   std::vector<PositionSlot> old;
-  reserveLarge(&old, slots);
-  old.resize(slots, PositionSlot{0, 0, 0, 0});
+  resizeLarge(&old, slots, PositionSlot{0, 0, 0, 0});
   old.swap(t->slots);
   const size_t mask = t->slots.size() - 1;
   for (const PositionSlot& s : old) {
@@ -452,16 +451,19 @@ void importPrefetch(const ImportBuilder* b, const float position[3]) {
 
 namespace {
 
-// One triangle of points made here into the run kept back.
-inline void keepTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
+// Where the next triangles of the run kept back go (room for one at
+// least, for (kPendingCorners - pendingCorners) / 3 in all).
+inline int32_t* pendingEnd(ImportBuilder* b) {
   if (b->pendingCorners == 0 && b->pendingTriangles.size() != kPendingCorners)
     b->pendingTriangles.resize(kPendingCorners);
-  int32_t* at = b->pendingTriangles.data() + b->pendingCorners;
-  at[0] = a;
-  at[1] = c;
-  at[2] = d;
-  b->pendingCorners += 3;
-  ++b->counts.triangles;
+  return b->pendingTriangles.data() + b->pendingCorners;
+}
+
+// `kept` triangles of points made here written at pendingEnd: the run is
+// stored once full.
+inline void keptTriangles(ImportBuilder* b, size_t kept) {
+  b->pendingCorners += 3 * kept;
+  b->counts.triangles += static_cast<int32_t>(kept);
   if (b->pendingCorners == kPendingCorners) storePending(b);
 }
 
@@ -488,7 +490,11 @@ void importExpectMesh(ImportBuilder* b, uint32_t vertices, uint32_t triangles, b
 
 void importTriangle(ImportBuilder* b, int32_t a, int32_t c, int32_t d) {
   if (b->failed || a == 0 || c == 0 || d == 0) return;
-  keepTriangle(b, a, c, d);
+  int32_t* at = pendingEnd(b);
+  at[0] = a;
+  at[1] = c;
+  at[2] = d;
+  keptTriangles(b, 1);
 }
 
 void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* corners,
@@ -497,11 +503,9 @@ void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* c
   // triangles have room for.
   size_t i = 0;
   while (i < count && !b->failed) {
-    if (b->pendingCorners == 0 && b->pendingTriangles.size() != kPendingCorners)
-      b->pendingTriangles.resize(kPendingCorners);
+    int32_t* at = pendingEnd(b);
     const size_t room = (kPendingCorners - b->pendingCorners) / 3;
     const size_t end = count - i < room ? count : i + room;
-    int32_t* at = b->pendingTriangles.data() + b->pendingCorners;
     size_t kept = 0;
     for (; i < end; ++i) {
       const int32_t a = pointOf[corners[3 * i]], c = pointOf[corners[3 * i + 1]],
@@ -512,9 +516,7 @@ void importTriangles(ImportBuilder* b, const int32_t* pointOf, const uint32_t* c
       at[3 * kept + 2] = d;
       ++kept;
     }
-    b->pendingCorners += 3 * kept;
-    b->counts.triangles += static_cast<int32_t>(kept);
-    if (b->pendingCorners == kPendingCorners) storePending(b);
+    keptTriangles(b, kept);
   }
 }
 

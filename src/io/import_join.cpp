@@ -43,13 +43,6 @@ inline bool alike(const aiMesh* mesh, unsigned a, unsigned b, uint8_t flags) {
          std::memcmp(&mesh->mColors[0][a], &mesh->mColors[0][b], 16) == 0;
 }
 
-std::vector<uint32_t> clearedTable(size_t words) {
-  std::vector<uint32_t> table;
-  reserveLarge(&table, words);
-  table.resize(words, 0);
-  return table;
-}
-
 // Vertices of one part of the hashes (those whose top bit is `part`, or
 // all when `parts` is 1), in order: each finds the first alike it through
 // an open-addressed table of first vertices, whose slots hold the vertex + 1
@@ -60,7 +53,8 @@ size_t joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, ui
   const unsigned n = mesh->mNumVertices;
   size_t capacity = 1024;
   while (capacity < n / 4 / parts) capacity *= 2;
-  std::vector<uint32_t> slots = clearedTable(2 * capacity);
+  std::vector<uint32_t> slots;
+  resizeLarge(&slots, 2 * capacity);
   size_t firsts = 0;
   auto place = [&](std::vector<uint32_t>& table, uint32_t v, uint32_t hash) {
     const size_t mask = table.size() / 2 - 1;
@@ -89,7 +83,8 @@ size_t joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, ui
     if (2 * ++firsts > capacity) {
       // Half full: twice the room, every first vertex placed again.
       capacity *= 2;
-      std::vector<uint32_t> grown = clearedTable(2 * capacity);
+      std::vector<uint32_t> grown;
+      resizeLarge(&grown, 2 * capacity);
       for (size_t b = 0; b < slots.size() / 2; ++b)
         if (slots[2 * b] != 0) place(grown, slots[2 * b] - 1, slots[2 * b + 1]);
       slots.swap(grown);
@@ -103,10 +98,7 @@ size_t joinPart(Joining* j, const aiMesh* mesh, uint8_t flags, uint32_t part, ui
 
 void joinMesh(Joining* j, const aiMesh* mesh, uint8_t flags) {
   const unsigned n = mesh->mNumVertices;
-  for (std::vector<uint32_t>* v : {&j->hashes, &j->first, &j->sentAs}) {
-    if (v->capacity() < n) reserveLarge(v, n);
-    v->resize(n);
-  }
+  for (std::vector<uint32_t>* v : {&j->hashes, &j->first, &j->sentAs}) resizeLarge(v, n);
   auto hash = [&](unsigned begin, unsigned end) {
     for (unsigned v = begin; v < end; ++v) j->hashes[v] = hashOf(mesh, v, flags);
   };

@@ -93,32 +93,6 @@ inline unsigned char* elementOf(const KeyedTable* t, int32_t slot) {
 void* resize(void* p, size_t bytes) { return realloc(p, bytes ? bytes : 1); }
 void* allocate(size_t bytes) { return malloc(bytes ? bytes : 1); }
 
-// `p` (its first `had` bytes in use) grown to `bytes`, the rest zero and
-// every page of it written once. An array growing from next to nothing
-// to megabytes (a table reserved for an import) takes fresh memory that
-// the system has cleared already: it is faulted in, not cleared again.
-void* resizeCleared(void* p, size_t had, size_t bytes) {
-  constexpr size_t kFreshWorthIt = size_t{1} << 20;
-  if (bytes >= kFreshWorthIt && had <= bytes / 8) {
-    auto* fresh = static_cast<unsigned char*>(calloc(1, bytes));
-    if (fresh == nullptr) return nullptr;
-    adviseLargePages(fresh, bytes);
-    if (had > 0) memcpy(fresh, p, had);
-    free(p);
-    constexpr size_t kPage = 4096;
-    for (size_t at = had; at < bytes; at += kPage) {
-      volatile unsigned char* page = fresh + at;
-      *page = 0;
-    }
-    return fresh;
-  }
-  auto* grown = static_cast<unsigned char*>(resize(p, bytes));
-  if (grown == nullptr) return nullptr;
-  adviseLargePages(grown, bytes);
-  memset(grown + had, 0, bytes - had);
-  return grown;
-}
-
 // ---- hash index -------------------------------------------------------
 
 // Bucket word 0 is the int key (kind 1) or the key's hash (kind 2); the
@@ -376,15 +350,15 @@ bool growSlotsTo(KeyedTable* t, int32_t cap) {
   memset(t->fullWords + oldGroups, 0, (groups - oldGroups) * sizeof(uint64_t));
   const size_t o = static_cast<size_t>(old);
   const size_t size = static_cast<size_t>(t->elementSize);
-  p = resizeCleared(t->elements, o * size, n * size);
+  p = growCleared(t->elements, o * size, n * size);
   if (!p) return false;
   t->elements = static_cast<unsigned char*>(p);
   if (t->kind == kStringKeyed) {
-    p = resizeCleared(t->stringKeys, o * kTableKeyBytes, n * kTableKeyBytes);
+    p = growCleared(t->stringKeys, o * kTableKeyBytes, n * kTableKeyBytes);
     if (!p) return false;
     t->stringKeys = static_cast<char*>(p);
   } else if (!t->inSequence) {
-    p = resizeCleared(t->intKeys, o * sizeof(int32_t), n * sizeof(int32_t));
+    p = growCleared(t->intKeys, o * sizeof(int32_t), n * sizeof(int32_t));
     if (!p) return false;
     t->intKeys = static_cast<int32_t*>(p);
   }

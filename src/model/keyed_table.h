@@ -98,8 +98,8 @@ void* tableInsert(KeyedTable* t, const char* key);  // kind 2
 // the elements one by one instead.
 void* tableAppendRun(KeyedTable* t, int32_t firstKey, int32_t n);
 // Grows the table now, in one step, to the capacity that doubling as
-// inserts would reaches for at least `slots` slots, so that the inserts to come neither grow it nor touch
-// new memory. False when out of memory (the table holds the same; some
+// inserts would reach for at least `slots` slots, so that the inserts to
+// come neither grow it nor touch new memory. False when out of memory (the table holds the same; some
 // of its arrays may be larger).
 bool tableReserve(KeyedTable* t, int32_t slots);
 void* tableFind(const KeyedTable* t, int32_t key);

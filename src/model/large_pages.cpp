@@ -1,6 +1,8 @@
 #include "model/large_pages.h"
 
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -20,4 +22,26 @@ void adviseLargePages(void* data, size_t bytes) {
   (void)data;
   (void)bytes;
 #endif
+}
+
+void* growCleared(void* p, size_t had, size_t bytes) {
+  constexpr size_t kFreshWorthIt = size_t{1} << 20;
+  if (bytes >= kFreshWorthIt && had <= bytes / 8) {
+    auto* fresh = static_cast<unsigned char*>(std::calloc(1, bytes));
+    if (fresh == nullptr) return nullptr;
+    adviseLargePages(fresh, bytes);
+    if (had > 0) std::memcpy(fresh, p, had);
+    std::free(p);
+    constexpr size_t kPage = 4096;
+    for (size_t at = had; at < bytes; at += kPage) {
+      volatile unsigned char* page = fresh + at;
+      *page = 0;
+    }
+    return fresh;
+  }
+  auto* grown = static_cast<unsigned char*>(std::realloc(p, bytes ? bytes : 1));
+  if (grown == nullptr) return nullptr;
+  adviseLargePages(grown, bytes);
+  std::memset(grown + had, 0, bytes - had);
+  return grown;
 }

@@ -17,3 +17,18 @@ void reserveLarge(Vector* v, size_t count) {
   v->reserve(count);
   adviseLargePages(v->data(), v->capacity() * sizeof(typename Vector::value_type));
 }
+
+// A std::vector of `count` elements, those added set to `value`, its room
+// on large pages.
+template <class Vector>
+void resizeLarge(Vector* v, size_t count, const typename Vector::value_type& value = {}) {
+  reserveLarge(v, count);
+  v->resize(count, value);
+}
+
+// realloc for memory from malloc: `p`, its first `had` bytes in use, grown
+// to `bytes`, the rest zero and every page of it written once (null, `p`
+// untouched, when out of memory). Megabytes grown from next to nothing
+// come as fresh memory, which the system has cleared already: it is
+// faulted in, not cleared again.
+void* growCleared(void* p, size_t had, size_t bytes);

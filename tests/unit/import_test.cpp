@@ -396,6 +396,27 @@ std::string whyReaderEnded(const std::function<void(RecordOut*)>& read, unsigned
   return why;
 }
 
+// The model that one layer of records from a reader's process makes:
+// `mesh` sends what lies between the layer's start and its end. Null, with
+// *why, when importInChild refuses them.
+Model* layerFromReader(const char* name, const std::function<void(RecordOut*)>& mesh,
+                       std::string* why) {
+  Model* m = createModel(nullptr, "t.mod", nullptr);
+  ImportBuilder b;
+  importBegin(&b, m);
+  const bool done = importInChild(
+      [&](RecordOut* out) {
+        putLayer(out, name, plainLook(), false, false);
+        mesh(out);
+        putEndLayer(out);
+        putDone(out);
+      },
+      &b, nullptr, why);
+  if (done) return m;
+  freeModel(m);
+  return nullptr;
+}
+
 // A reader that crashes, loops, hangs or takes all the memory there is
 // takes only its own process.
 TEST(ImportChild, AReaderThatCrashesLoopsHangsOrTakesAllMemoryTakesOnlyItself) {
@@ -458,13 +479,10 @@ TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
   EXPECT_EQ(whyReaderEnded([](RecordOut* out) { putError(out, "No suitable reader"); }),
             "No suitable reader");
   // A whole triangle with a normal that has none for one corner.
-  Model* t = createModel(nullptr, "t.mod", nullptr);
-  ImportBuilder b;
-  importBegin(&b, t);
   std::string why;
-  ASSERT_TRUE(importInChild(
+  Model* t = layerFromReader(
+      "tri",
       [](RecordOut* out) {
-        putLayer(out, "tri", plainLook(), false, false);
         putMesh(out, kRecordNormals, 3);
         const float v[3][6] = {{0, 0, 0, 0, 0, 1}, {1, 0, 0, NAN, 0, 0}, {0, 1, 0, 0, 0, 1}};
         putVertices(out, v[0], 2, 6);  // in two runs
@@ -472,11 +490,9 @@ TEST(ImportChild, RecordsAreCheckedAndRepliedInOrder) {
         const uint32_t corners[3] = {0, 1, 2};
         putTriangles(out, corners, 1);
         putEndMesh(out);
-        putEndLayer(out);
-        putDone(out);
       },
-      &b, nullptr, &why))
-      << why;
+      &why);
+  ASSERT_NE(t, nullptr) << why;
   const Layer* tri = findLayer(t, "tri");
   ASSERT_NE(tri, nullptr);
   EXPECT_EQ(tableCount(&tri->triangles), 1);
@@ -497,27 +513,20 @@ TEST(ImportChild, CountsAheadMakeRoomButAreOnlyHints) {
   // needs.
   for (const Said said : {Said{4, 0}, Said{4, 1}, Said{3000, 3000}, Said{9000, 3000},
                           Said{(1u << 24) + 1, (1u << 24) + 1}, Said{0xffffffffu, 0xffffffffu}}) {
-    Model* t = createModel(nullptr, "t.mod", nullptr);
-    ImportBuilder b;
-    importBegin(&b, t);
     std::string why;
-    static Said announced;
-    announced = said;
-    ASSERT_TRUE(importInChild(
-        [](RecordOut* out) {
-          putLayer(out, "quad", plainLook(), false, false);
-          putMesh(out, kRecordNormals, announced.vertices, announced.triangles);
+    Model* t = layerFromReader(
+        "quad",
+        [&](RecordOut* out) {
+          putMesh(out, kRecordNormals, said.vertices, said.triangles);
           const float v[4][6] = {{0, 0, 0, 0, 0, 1}, {1, 0, 0, 0, 0, 1},
                                  {1, 1, 0, 0, 0, 1}, {0, 1, 0, 0, 0, 1}};
           putVertices(out, v[0], 4, 6);
           const uint32_t corners[6] = {0, 1, 2, 0, 2, 3};
           putTriangles(out, corners, 2);
           putEndMesh(out);
-          putEndLayer(out);
-          putDone(out);
         },
-        &b, nullptr, &why))
-        << why;
+        &why);
+    ASSERT_NE(t, nullptr) << why;
     const Layer* quad = findLayer(t, "quad");
     ASSERT_NE(quad, nullptr);
     EXPECT_EQ(tableCount(&quad->triangles), 2) << said.triangles;
